@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs every Debian package that building, testing and running qzkt needs.
+# Safe to run again; uses sudo when not already root.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build pkg-config
+  libgtest-dev libgmock-dev libbenchmark-dev
+  libstb-dev liblzf-dev
+  libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
+  tmux
+)
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
+
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -q
+"${as_root[@]}" apt-get install -y -q --no-install-recommends "${packages[@]}"

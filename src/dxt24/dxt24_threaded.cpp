@@ -1,0 +1,143 @@
+// Threaded DXT24 image encoder: the worker slots, their named semaphores, the pool and the
+// slice dispatcher.
+#include "dxt24_threaded.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "dxt24_image.h"
+#include "pixel/kel_timer.h"
+
+std::atomic<int> KELSemaphore::semaphoreCount{0};
+
+KELSemaphore::KELSemaphore() {
+    semaphoreCount.fetch_add(1);
+    const int number = semaphoreCount.load();
+
+    char name[1024];
+    std::snprintf(name, sizeof name, "kelstart_%d_%d", static_cast<int>(getpid()), number);
+
+    // A name left over by an earlier process with the same id is removed first.
+    sem_unlink(name);
+    handle = sem_open(name, O_CREAT | O_EXCL, 0777, 0);
+    if (handle == SEM_FAILED) std::exit(-1);
+}
+
+KELSemaphore::~KELSemaphore() {
+    if (handle != nullptr) {
+        sem_close(handle);
+        handle = nullptr;
+    }
+}
+
+void KELSemaphore::Wait() {
+    // Retry when a signal interrupts the wait; there is no timeout.
+    while (sem_wait(handle) != 0 && errno == EINTR) {
+    }
+}
+
+void KELSemaphore::Post() { sem_post(handle); }
+
+ThreadInfo::ThreadInfo()
+    : quit(false), dst(nullptr), src(nullptr), width(0), height(0), rowBytes(0), alpha(false) {}
+
+void* ThreadInfo::RunThread() {
+    while (!quit) {
+        startSemaphore.Wait();
+        _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
+        doneSemaphore.Post();
+    }
+    return nullptr;
+}
+
+// Constructed at load time in array order (slot 0 gets names 1 and 2, slot 31 gets 63 and
+// 64) and destroyed at exit in reverse order, each slot's done semaphore before its start.
+ThreadInfo g_threadInfos[kMaxDXT24Threads];
+int g_numDXT24Threads = 1;
+pthread_t g_threadIds[kMaxDXT24Threads];
+bool threadsReady = false;
+
+void* compressThread(void* info) {
+    ThreadInfo* slot = static_cast<ThreadInfo*>(info);
+    while (!slot->quit) {
+        slot->startSemaphore.Wait();
+        _stbCompressARGB32_to24(slot->dst, slot->src, slot->width, slot->height, slot->rowBytes, slot->alpha);
+        slot->doneSemaphore.Post();
+    }
+    return nullptr;
+}
+
+namespace {
+
+int ClampThreadCount(int count) { return count < 1 ? 1 : (count > kMaxDXT24Threads ? kMaxDXT24Threads : count); }
+
+int StartWorkers() {
+    int result = 0;
+    for (int i = 0; i < g_numDXT24Threads; ++i)
+        result = pthread_create(&g_threadIds[i], nullptr, compressThread, &g_threadInfos[i]);
+    return result;
+}
+
+// Rows per slice for every slot but the last: height / N rounded up to whole block rows
+// (at least one block row), or the whole height when that is less.
+int SliceHeight(int height, int workers) {
+    const int q = height / workers;
+    const int slice = q < 4 ? 4 : (q + 3) / 4 * 4;
+    return height < slice ? height : slice;
+}
+
+} // namespace
+
+int SetupThreads(int count) {
+    g_numDXT24Threads = ClampThreadCount(count);
+    return StartWorkers();
+}
+
+void stbCompressARGB32_to24_threaded(int threadCount, unsigned short* dst, unsigned char* src, int width,
+                                     int height, int rowBytes, bool alpha) {
+    if (threadCount <= 1) {
+        _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
+        return;
+    }
+
+    if (!threadsReady) {
+        threadsReady = true;
+        g_numDXT24Threads = ClampThreadCount(threadCount);
+        StartWorkers(); // a failed start is not checked: that slot's frame would never finish
+    }
+
+    const int workers = g_numDXT24Threads;
+    const int pitch = rowBytes != 0 ? rowBytes : width * 4;
+    const int slice = SliceHeight(height, workers);
+    const long blockRowBytes = static_cast<long>((width + 3) / 4) * 10;
+
+    KELTimer timer; // measures the frame; nothing reads it
+
+    // Every slice is clipped to the image, and slices that start at or past its end are not
+    // dispatched: with few rows and many workers the plain split would run past the image
+    // and the payload. Only the last slice may end in a partial block row.
+    bool posted[kMaxDXT24Threads] = {};
+    for (int i = 0; i < workers; ++i) {
+        const int firstRow = i * slice;
+        const int rowsLeft = height - firstRow;
+        const int rows = (i == workers - 1) ? rowsLeft : (rowsLeft < slice ? rowsLeft : slice);
+        if (rows <= 0) continue;
+
+        ThreadInfo& slot = g_threadInfos[i];
+        slot.dst = reinterpret_cast<unsigned short*>(reinterpret_cast<unsigned char*>(dst) +
+                                                     i * static_cast<long>(slice / 4) * blockRowBytes);
+        slot.src = src + static_cast<long>(firstRow) * pitch;
+        slot.width = width;
+        slot.height = rows;
+        slot.rowBytes = pitch;
+        slot.alpha = alpha;
+        slot.startSemaphore.Post();
+        posted[i] = true;
+    }
+
+    for (int i = 0; i < workers; ++i)
+        if (posted[i]) g_threadInfos[i].doneSemaphore.Wait();
+}
