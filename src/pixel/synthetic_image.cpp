@@ -67,12 +67,13 @@ void FillSyntheticARGB(uint8_t* dst, int width, int height, int rowBytes, int fr
                 b = ink ? 40 : 215;
                 break;
             }
-            case 6: { // soft radial shading
-                const double dx = x - width * 0.75, dy = y - height * 0.75;
-                const double d = std::sqrt(dx * dx + dy * dy);
-                r = static_cast<int>(128 + 120 * std::cos(d * 0.15 - frame * 0.3));
-                g = static_cast<int>(128 + 120 * std::sin(d * 0.11 + frame * 0.2));
-                b = 200 - static_cast<int>(d) % 200;
+            case 6: { // soft rings (integer only, so the bytes never depend on libm)
+                const int dx = x - width * 3 / 4, dy = y - height * 3 / 4;
+                const int d = (dx * dx + dy * dy) / 16 + frame * 8;
+                const int tri = d % 512 < 256 ? d % 256 : 255 - d % 256;
+                r = 40 + tri * 3 / 4;
+                g = 200 - tri / 2;
+                b = 90 + (tri * tri) / 512;
                 break;
             }
             default: { // horizontal hue bars with a sharp boundary

@@ -1,0 +1,84 @@
+// Planar 4:2:0 buffers: sizes and strides, re-allocation, and the two YUV copies.
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "pixel/internal_pixel_buffer.h"
+
+TEST(InternalPixelBuffer, StridesAndReallocation) {
+    InternalPixelBuffer buffer{};
+    // 1x1: luma stride 16; width / 2 is 0, so chroma stride 0 and zero-byte planes.
+    ASSERT_EQ(0, callocInternalPixelBuffer(1, 1, &buffer));
+    EXPECT_EQ(buffer.yRowBytes, 16u);
+    EXPECT_EQ(buffer.uRowBytes, 0u);
+    EXPECT_EQ(buffer.vRowBytes, 0u);
+    EXPECT_NE(buffer.y, nullptr);
+    EXPECT_EQ(buffer.y[15], 0);
+
+    // Re-allocating for a new size frees the old planes first (the sanitizer build would
+    // report a leak otherwise) and zero-fills the new ones.
+    ASSERT_EQ(0, callocInternalPixelBuffer(2, 2, &buffer));
+    EXPECT_EQ(buffer.yRowBytes, 16u);
+    EXPECT_EQ(buffer.uRowBytes, 16u);
+    EXPECT_EQ(buffer.u[15] | buffer.v[15] | buffer.y[31], 0);
+
+    ASSERT_EQ(0, callocInternalPixelBuffer(100, 7, &buffer));
+    EXPECT_EQ(buffer.yRowBytes, 112u);
+    EXPECT_EQ(buffer.uRowBytes, 64u);
+    buffer.y[112 * 7 - 1] = 1;           // last luma byte
+    buffer.u[(64 * 7) / 2 - 1] = 1;      // last Cb byte: (64 x 7) / 2 = 224 bytes
+    buffer.v[(64 * 7) / 2 - 1] = 1;
+
+    // Freeing twice is harmless; the pointers are null after the first time.
+    freeInternalPixelBuffer(&buffer);
+    EXPECT_EQ(buffer.y, nullptr);
+    EXPECT_EQ(buffer.u, nullptr);
+    EXPECT_EQ(buffer.v, nullptr);
+    freeInternalPixelBuffer(&buffer);
+}
+
+TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
+    const uint32_t width = 6, height = 4, chunkyRow = width * 2 + 4;
+    std::vector<uint8_t> chunky(chunkyRow * height, 0xEE);
+    for (uint32_t r = 0; r < height; ++r)
+        for (uint32_t k = 0; k < width / 2; ++k) {
+            uint8_t* g = &chunky[r * chunkyRow + k * 4];
+            g[0] = (r % 2) ? 0 : 255;              // Cb: 255 over 0 -> 127
+            g[1] = static_cast<uint8_t>(10 * r + 2 * k);
+            g[2] = static_cast<uint8_t>(40 + r / 2 * 10 + k); // Cr equal on both rows of a pair
+            g[3] = static_cast<uint8_t>(10 * r + 2 * k + 1);
+        }
+
+    InternalPixelBuffer planes{};
+    ASSERT_EQ(0, callocInternalPixelBuffer(width, height, &planes));
+    ASSERT_EQ(0, CopyChunkyYUV422ToPlanarYUV420(width, height, chunky.data(), chunkyRow, planes.y, planes.yRowBytes,
+                                                planes.u, planes.uRowBytes, planes.v, planes.vRowBytes));
+    for (uint32_t r = 0; r < height; ++r)
+        for (uint32_t x = 0; x < width; ++x) EXPECT_EQ(planes.y[r * planes.yRowBytes + x], 10 * r + x);
+    for (uint32_t r = 0; r < height / 2; ++r)
+        for (uint32_t k = 0; k < width / 2; ++k) {
+            EXPECT_EQ(planes.u[r * planes.uRowBytes + k], 127);
+            EXPECT_EQ(planes.v[r * planes.vRowBytes + k], 40 + r * 10 + k);
+        }
+
+    // Back to chunky: luma and Cr return exactly; Cb comes back as the pair's mean on both
+    // rows (chroma is repeated, not interpolated); the row padding is left alone.
+    std::vector<uint8_t> back(chunky.size(), 0xEE);
+    ASSERT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(width, height, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
+                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
+    for (uint32_t r = 0; r < height; ++r) {
+        for (uint32_t i = 0; i < chunkyRow; ++i) {
+            const uint8_t expected = (i >= width * 2) ? 0xEE : (i % 4 == 0 ? 127 : chunky[r * chunkyRow + i]);
+            EXPECT_EQ(back[r * chunkyRow + i], expected) << r << "," << i;
+        }
+    }
+
+    // Zero sizes copy nothing.
+    std::vector<uint8_t> untouched(back);
+    EXPECT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(0, height, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
+                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
+    EXPECT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(width, 0, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
+                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
+    EXPECT_EQ(back, untouched);
+    freeInternalPixelBuffer(&planes);
+}
