@@ -1,0 +1,208 @@
+// The Component Manager: typed thunks and the procedure-information check, open/close,
+// delegation, can-do, targets, and per-component resources on the resource chain.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "platform/component_manager.h"
+#include "platform/memory_manager.h"
+#include "platform/resource_manager.h"
+
+namespace {
+
+struct Probe {
+    ComponentInstance self = nullptr;
+    ComponentInstance target = nullptr;
+    int16_t lastShort = 0;
+    Point lastPoint{};
+    long closes = 0;
+};
+
+long g_closeCount = 0;
+ComponentResult g_openResult = noErr;
+
+ComponentResult ProbeOpen(Probe*, ComponentInstance self) {
+    auto* probe = new Probe();
+    probe->self = self;
+    SetComponentInstanceStorage(self, reinterpret_cast<Handle>(probe));
+    return g_openResult;
+}
+ComponentResult ProbeClose(Probe* probe, ComponentInstance) {
+    ++g_closeCount;
+    delete probe;
+    return noErr;
+}
+ComponentResult ProbeTarget(Probe* probe, ComponentInstance target) {
+    probe->target = target;
+    return noErr;
+}
+ComponentResult ProbeCanDo(Probe*, int16_t selector) {
+    return selector == 7 ? 1 : 0;
+}
+// A 16-bit parameter between two words, and a Point by value: the thunk must unpack each.
+ComponentResult ProbeMixed(Probe* probe, int16_t value, Point point, int32_t* out) {
+    probe->lastShort = value;
+    probe->lastPoint = point;
+    *out = value * 1000 + point.h;
+    return noErr;
+}
+
+const ComponentDispatchEntry kEntries[] = {
+    {ComponentFunction<ProbeOpen>(), 0x3F0},   {ComponentFunction<ProbeClose>(), 0x3F0},
+    {ComponentFunction<ProbeCanDo>(), 0x2F0},  {ComponentFunction<ProbeTarget>(), 0x3F0},
+    {ComponentFunction<ProbeMixed>(), 0x3EF0}, {ComponentFunction<ProbeMixed>(), 0x3FF0}, // wrong word
+    {kComponentNotImplemented, 0x3F0},         {kComponentNoOp, 0},
+};
+
+ComponentResult ProbeDispatch(ComponentParameters* params, Handle storage) {
+    switch (params->what) {
+    case kComponentOpenSelector:
+        return CallComponentDispatchEntry(kEntries[0], params, storage);
+    case kComponentCloseSelector:
+        return CallComponentDispatchEntry(kEntries[1], params, storage);
+    case kComponentCanDoSelector:
+        return CallComponentDispatchEntry(kEntries[2], params, storage);
+    case kComponentTargetSelector:
+        return CallComponentDispatchEntry(kEntries[3], params, storage);
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+        return CallComponentDispatchEntry(kEntries[3 + params->what], params, storage);
+    default:
+        return badComponentSelector;
+    }
+}
+
+// Forwards every call to the instance kept in its storage.
+ComponentResult ForwardingDispatch(ComponentParameters* params, Handle storage) {
+    if (params->what == kComponentOpenSelector || params->what == kComponentCloseSelector) return noErr;
+    return DelegateComponentCall(params, reinterpret_cast<ComponentInstance>(storage));
+}
+
+const uint8_t kFirstInfo[] = {1, 2, 3};
+const uint8_t kSecondInfo[] = {9, 9};
+const ComponentResource kFirstResources[] = {{FourCC("cdci"), 256, kFirstInfo, sizeof kFirstInfo},
+                                             {FourCC("STR "), 5, "first", 5}};
+const ComponentResource kSecondResources[] = {{FourCC("cdci"), 256, kSecondInfo, sizeof kSecondInfo}};
+const ComponentResourceSet kFirstSet = {kFirstResources, 2};
+const ComponentResourceSet kSecondSet = {kSecondResources, 1};
+
+Component Register(const char* subtype, const ComponentResourceSet* resources,
+                   ComponentRoutineUPP entry = ProbeDispatch) {
+    char code[5];
+    std::memcpy(code, subtype, 5);
+    ComponentDescription description = {FourCC("test"), FourCC(code), FourCC("qzkt"), 0, 0};
+    return RegisterComponentWithResources(&description, entry, subtype, resources);
+}
+
+} // namespace
+
+TEST(ComponentManagerTest, ThunksUnpackWordsAndCheckTheProcedureInformation) {
+    Component component = Register("thnk", nullptr);
+    ComponentInstance instance = nullptr;
+    ASSERT_EQ(OpenADefaultComponent(FourCC("test"), FourCC("thnk"), &instance), noErr);
+    EXPECT_EQ(CountComponentInstances(component), 1);
+
+    int32_t result = 0;
+    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(-7), Point{3, 42}, &result), noErr);
+    EXPECT_EQ(result, -7 * 1000 + 42);
+    auto* probe = reinterpret_cast<Probe*>(GetComponentInstanceStorage(instance));
+    EXPECT_EQ(probe->lastPoint.v, 3);
+
+    // The same handler under a word that claims a 32-bit second parameter is refused.
+    EXPECT_EQ(CallComponentSelector(instance, 2, static_cast<int16_t>(1), Point{}, &result),
+              badComponentSelector);
+    // Too few parameters for the handler.
+    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(1)), paramErr);
+    EXPECT_EQ(CallComponentSelector(instance, 3), badComponentSelector); // not implemented
+    EXPECT_EQ(CallComponentSelector(instance, 4), noErr);                // no-op mark
+    EXPECT_EQ(CallComponentSelector(instance, 99), badComponentSelector);
+
+    EXPECT_EQ(CallComponentCanDo(instance, 7), 1);
+    EXPECT_EQ(CallComponentCanDo(instance, 8), 0);
+    EXPECT_EQ(ComponentSetTarget(instance, instance), noErr);
+    EXPECT_EQ(probe->target, instance);
+
+    EXPECT_EQ(ComponentProcInfoOf(ProbeMixed), 0x3EF0u);
+    const long closesBefore = g_closeCount;
+    EXPECT_EQ(CloseComponent(instance), noErr);
+    EXPECT_EQ(g_closeCount, closesBefore + 1);
+    EXPECT_EQ(CountComponentInstances(component), 0);
+    // A closed instance is no longer callable.
+    EXPECT_EQ(CallComponentVersion(instance), badComponentInstance);
+    EXPECT_EQ(CloseComponent(instance), badComponentInstance);
+    EXPECT_EQ(UnregisterComponent(component), noErr);
+}
+
+TEST(ComponentManagerTest, FailedOpenClosesAndDelegationPassesCallsOn) {
+    Component component = Register("fail", nullptr);
+    ComponentInstance instance = reinterpret_cast<ComponentInstance>(1);
+    g_openResult = memFullErr;
+    const long closesBefore = g_closeCount;
+    EXPECT_EQ(OpenAComponent(component, &instance), memFullErr);
+    g_openResult = noErr;
+    EXPECT_EQ(instance, nullptr);
+    EXPECT_EQ(g_closeCount, closesBefore + 1); // close ran so the component could free its record
+    EXPECT_EQ(CountComponentInstances(component), 0);
+    EXPECT_EQ(OpenADefaultComponent(FourCC("test"), FourCC("none"), &instance), invalidComponentID);
+
+    Register("fwd ", nullptr, ForwardingDispatch);
+    ComponentInstance inner = nullptr, outer = nullptr;
+    ASSERT_EQ(OpenAComponent(component, &inner), noErr);
+    ASSERT_EQ(OpenADefaultComponent(FourCC("test"), FourCC("fwd "), &outer), noErr);
+    SetComponentInstanceStorage(outer, reinterpret_cast<Handle>(inner));
+    int32_t result = 0;
+    EXPECT_EQ(CallComponentSelector(outer, 1, static_cast<int16_t>(2), Point{0, 5}, &result), noErr);
+    EXPECT_EQ(result, 2005);
+    EXPECT_EQ(CallComponentCanDo(outer, 7), 1);
+    EXPECT_EQ(UnregisterComponent(component), validInstancesExist);
+    CloseComponent(outer);
+    CloseComponent(inner);
+    EXPECT_EQ(UnregisterComponent(component), noErr);
+}
+
+TEST(ComponentManagerTest, EachComponentHasItsOwnResourcesOnTheChain) {
+    Component first = Register("res1", &kFirstSet);
+    Component second = Register("res2", &kSecondSet);
+    Component bare = Register("res0", nullptr);
+
+    Handle info = nullptr;
+    ASSERT_EQ(GetComponentResource(first, FourCC("cdci"), 256, &info), noErr);
+    EXPECT_EQ(GetHandleSize(info), 3);
+    EXPECT_EQ((*info)[2], 3);
+    DisposeHandle(info);
+    ASSERT_EQ(GetComponentResource(second, FourCC("cdci"), 256, &info), noErr);
+    EXPECT_EQ(GetHandleSize(info), 2);
+    DisposeHandle(info);
+    EXPECT_EQ(GetComponentResource(second, FourCC("STR "), 5, &info), resNotFound);
+    EXPECT_EQ(info, nullptr);
+    EXPECT_EQ(GetComponentResource(first, FourCC("cdci"), 256, nullptr), paramErr);
+
+    EXPECT_EQ(OpenComponentResFile(bare), -1);
+    EXPECT_EQ(ResError(), resFNotFound);
+
+    const ResFileRefNum start = CurResFile();
+    const ResFileRefNum firstFile = OpenComponentResFile(first);
+    const ResFileRefNum secondFile = OpenComponentResFile(second);
+    ASSERT_NE(firstFile, -1);
+    EXPECT_EQ(CurResFile(), secondFile);
+    // The current file is searched first, then the files opened before it.
+    EXPECT_EQ(FindChainResource(FourCC("cdci"), 256)->size, 2u);
+    EXPECT_NE(FindChainResource(FourCC("STR "), 5), nullptr);
+    UseResFile(firstFile);
+    EXPECT_EQ(FindChainResource(FourCC("cdci"), 256)->size, 3u);
+    UseResFile(1234);
+    EXPECT_EQ(ResError(), resFNotFound);
+    EXPECT_EQ(CurResFile(), firstFile);
+    UseResFile(secondFile);
+    // Closing the first (out of order) must not revive it as current later.
+    EXPECT_EQ(CloseComponentResFile(firstFile), noErr);
+    EXPECT_EQ(FindChainResource(FourCC("STR "), 5), nullptr);
+    EXPECT_EQ(CloseComponentResFile(secondFile), noErr);
+    EXPECT_EQ(CurResFile(), start);
+    EXPECT_EQ(CloseComponentResFile(secondFile), resFNotFound);
+
+    for (Component c : {first, second, bare})
+        EXPECT_EQ(UnregisterComponent(c), noErr);
+}
