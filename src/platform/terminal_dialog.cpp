@@ -137,6 +137,20 @@ class TerminalFrontEnd : public DialogFrontEnd {
         focus_ = order[at];
     }
 
+    // The focused popup's choices as "[n] text", wrapped under its value at 78 columns.
+    static std::string ChoiceLines(const std::vector<std::string>& choices, size_t indent) {
+        std::string lines, line(indent, ' ');
+        for (size_t c = 0; c < choices.size(); ++c) {
+            const std::string choice = "[" + std::to_string(c + 1) + "] " + choices[c] + "  ";
+            if (line.size() + choice.size() > 78 && line.size() > indent) {
+                lines += line + "\r\n";
+                line.assign(indent, ' ');
+            }
+            line += choice;
+        }
+        return lines + line + "\r\n";
+    }
+
     void Draw(DialogRef dialog) {
         std::string screen = "\x1b[H\x1b[2J\r\n  " + dialog->title + "\r\n  " +
                              std::string(dialog->title.size() < 20 ? 40 : dialog->title.size(), '=') +
@@ -160,13 +174,7 @@ class TerminalFrontEnd : public DialogFrontEnd {
                           std::string(labelWidth + 2 - record.item.title.size(), ' ') + on + "< " + choice +
                           " >" + off + "  (" + std::to_string(value) + " of " +
                           std::to_string(record.item.choices.size()) + ")\r\n";
-                if (focused) {
-                    screen += std::string(labelWidth + 5, ' ') + "choices:";
-                    for (size_t c = 0; c < record.item.choices.size(); ++c)
-                        screen += " " + std::to_string(c + 1) + " " + record.item.choices[c] +
-                                  (c + 1 < record.item.choices.size() ? "," : "");
-                    screen += "\r\n";
-                }
+                if (focused) screen += ChoiceLines(record.item.choices, labelWidth + 5);
             } else if (record.item.kind == kButtonDialogItem) {
                 const bool isDefault = static_cast<int16_t>(i + 1) == dialog->defaultItem;
                 buttons += "  " + on + (isDefault ? "[[ " : "[ ") + record.item.title +

@@ -1,0 +1,249 @@
+// Settings through the component: the preferences file and its acceptance rules, lazy
+// loading, the settings handle, and both dialogs through the scripted front end.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "compressor_fixture.h"
+#include "platform/host_compression.h"
+#include "platform/memory_manager.h"
+#include "resources/compressor_resources.h"
+#include "stream/kel_header.h"
+#include "stream/kel_settings.h"
+
+namespace {
+
+class CompressorSettingsTest : public CompressorFixture {
+  protected:
+    void SetUp() override {
+        CompressorFixture::SetUp();
+        ASSERT_EQ(OpenADefaultComponent(compressorComponentType, kKELCodecType, &instance_), noErr);
+    }
+    void TearDown() override {
+        CloseComponent(instance_);
+        CompressorFixture::TearDown();
+    }
+
+    KELSettingsValues Settings() {
+        Handle handle = NewHandle(0);
+        EXPECT_EQ(ImageCodecGetSettings(instance_, handle), noErr);
+        KELSettingsValues values{};
+        EXPECT_TRUE(ReadKELSettingsRecord(reinterpret_cast<uint8_t*>(*handle), 12, &values));
+        EXPECT_EQ(GetHandleSize(handle), 12);
+        DisposeHandle(handle);
+        return values;
+    }
+
+    static std::vector<int> AsVector(const KELSettingsValues& v) {
+        return {v.alpha, v.dxt24, v.noLZF, v.threadSetting};
+    }
+
+    int32_t MaxSize(int16_t width, int16_t height) {
+        Rect bounds = {0, 0, height, width};
+        int32_t size = -1;
+        EXPECT_EQ(ImageCodecGetMaxCompressionSize(instance_, nullptr, &bounds, 32, 0, &size), noErr);
+        return size;
+    }
+
+    ComponentResult SetSettingsBytes(const std::vector<uint8_t>& bytes) {
+        Handle handle = NewHandle(static_cast<Size>(bytes.size()));
+        std::memcpy(*handle, bytes.data(), bytes.size());
+        const ComponentResult status = ImageCodecSetSettings(instance_, handle);
+        DisposeHandle(handle);
+        return status;
+    }
+
+    ComponentInstance instance_ = nullptr;
+};
+
+} // namespace
+
+TEST_F(CompressorSettingsTest, PreferencesFileAcceptanceRules) {
+    const struct {
+        std::vector<uint8_t> file;
+        std::vector<int> settings;
+    } cases[] = {
+        {FileBytes({1, 0, 1, 9}), {1, 0, 1, 9}},
+        {FileBytes({2, 1, 3, 0}), {0, 1, 0, 2}},  // only exactly 1 counts; thread 0 falls back to 2
+        {FileBytes({1, 7, 1, 10}), {1, 0, 1, 2}}, // thread 10 too
+        {FileBytes({1, 0, 0, 0xFFFFFFFF}), {1, 0, 0, 2}},
+        {FileBytes({1, 0}), {1, 0, 0, 2}},  // 8 bytes: the rest keep their presets
+        {{1, 0, 0, 0, 1, 0}, {1, 1, 0, 2}}, // a partial value is not read
+        {{}, {0, 1, 0, 2}},
+    };
+    for (const auto& c : cases) {
+        WritePreferencesFile(c.file);
+        ComponentInstance fresh = nullptr;
+        ASSERT_EQ(OpenADefaultComponent(compressorComponentType, kKELCodecType, &fresh), noErr);
+        std::swap(fresh, instance_);
+        MaxSize(4, 4); // the first query that needs settings reads the file
+        EXPECT_EQ(AsVector(Settings()), c.settings) << c.file.size();
+        std::swap(fresh, instance_);
+        CloseComponent(fresh);
+    }
+    // Without a file the defaults stay.
+    std::remove(PreferencesFile().c_str());
+    MaxSize(4, 4);
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2}));
+}
+
+TEST_F(CompressorSettingsTest, PreferencesAreReadOnceAndNeverAfterTheHostSetSettings) {
+    WritePreferencesFile(FileBytes({1, 1, 0, 4}));
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2})); // getting settings does not load
+    EXPECT_EQ(MaxSize(8, 8), 4 * 18 + 28);                           // alpha + DXT24 bound
+    WritePreferencesFile(FileBytes({0, 0, 0, 2}));
+    EXPECT_EQ(MaxSize(8, 8), 4 * 18 + 28); // not read again
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{1, 1, 0, 4}));
+
+    // A fresh instance whose host sets settings first never reads the file.
+    ComponentInstance other = nullptr;
+    ASSERT_EQ(OpenADefaultComponent(compressorComponentType, kKELCodecType, &other), noErr);
+    std::swap(other, instance_);
+    WritePreferencesFile(FileBytes({1, 1, 1, 9}));
+    uint8_t handle[12];
+    WriteKELSettingsRecord(handle, {0, 0, 0, 3});
+    EXPECT_EQ(SetSettingsBytes(std::vector<uint8_t>(handle, handle + 12)), noErr);
+    EXPECT_EQ(MaxSize(8, 8), 4 * 8 + 2 * 2 * 4 + 28); // DXT1 with the plane reserve
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 0, 0, 3}));
+    std::swap(other, instance_);
+    CloseComponent(other);
+}
+
+TEST_F(CompressorSettingsTest, UnusableHandlesResetToTheDefaults) {
+    uint8_t good[12];
+    WriteKELSettingsRecord(good, {1, 0, 1, 7});
+    ASSERT_EQ(SetSettingsBytes(std::vector<uint8_t>(good, good + 12)), noErr);
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{1, 0, 1, 7}));
+
+    std::vector<uint8_t> wrongTag(good, good + 12);
+    wrongTag[0] = 'X';
+    EXPECT_EQ(SetSettingsBytes(wrongTag), noErr); // success all the same
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2}));
+
+    ASSERT_EQ(SetSettingsBytes(std::vector<uint8_t>(good, good + 12)), noErr);
+    EXPECT_EQ(SetSettingsBytes(std::vector<uint8_t>(good, good + 11)), paramErr);
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2}));
+    ASSERT_EQ(SetSettingsBytes(std::vector<uint8_t>(good, good + 12)), noErr);
+    EXPECT_EQ(ImageCodecSetSettings(instance_, nullptr), paramErr);
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2}));
+    EXPECT_EQ(ImageCodecGetSettings(instance_, nullptr), paramErr);
+
+    // The host's handle of any size comes back as exactly 12 bytes.
+    Handle big = NewHandleClear(40);
+    EXPECT_EQ(ImageCodecGetSettings(instance_, big), noErr);
+    EXPECT_EQ(GetHandleSize(big), 12);
+    EXPECT_EQ(0, std::memcmp(*big, "KELC", 4));
+    DisposeHandle(big);
+}
+
+TEST_F(CompressorSettingsTest, ModalDialogShowsSavesAndKeepsNoLZFOnChoicesOneAndTwo) {
+    uint8_t start[12];
+    WriteKELSettingsRecord(start, {0, 1, 1, 5});
+    ASSERT_EQ(SetSettingsBytes(std::vector<uint8_t>(start, start + 12)), noErr);
+
+    // Cancel changes nothing and writes nothing.
+    script_.Choose(kSettingsAlphaPopupItem, 2);
+    script_.Click(kSettingsCancelItem);
+    Handle handle = NewHandle(0);
+    const ResFileRefNum resFileBefore = CurResFile();
+    EXPECT_EQ(ImageCodecRequestSettings(instance_, handle, nullptr, nullptr), noErr);
+    EXPECT_EQ(CurResFile(), resFileBefore);
+    EXPECT_EQ(GetHandleSize(handle), 0);
+    EXPECT_TRUE(ReadPreferencesFile().empty());
+    ASSERT_EQ(script_.shownValues.size(), 1u);
+    EXPECT_EQ(script_.shownValues[0], (std::vector<int16_t>{0, 0, 1, 3, 5})); // no-LZF shows as choice 3
+
+    // OK with compression choice 1: DXT24 set, no-LZF kept (the embedded items would clear it).
+    script_.Choose(kSettingsCompressionPopupItem, 1);
+    script_.Choose(kSettingsThreadPopupItem, 1);
+    script_.Choose(kSettingsAlphaPopupItem, 2);
+    script_.Click(kSettingsOKItem);
+    EXPECT_EQ(ImageCodecRequestSettings(instance_, handle, nullptr, nullptr), noErr);
+    EXPECT_EQ(CurResFile(), resFileBefore);
+    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{1, 1, 1, 1}));
+    KELSettingsValues fromHandle{};
+    ASSERT_TRUE(
+        ReadKELSettingsRecord(reinterpret_cast<uint8_t*>(*handle), GetHandleSize(handle), &fromHandle));
+    EXPECT_EQ(AsVector(fromHandle), (std::vector<int>{1, 1, 1, 1}));
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({1, 1, 1, 1}));
+
+    // Choice 2 turns DXT24 off and still keeps no-LZF; a null handle is fine.
+    script_.Choose(kSettingsCompressionPopupItem, 2);
+    script_.Click(kSettingsOKItem);
+    EXPECT_EQ(ImageCodecRequestSettings(instance_, nullptr, nullptr, nullptr), noErr);
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({1, 0, 1, 1}));
+    DisposeHandle(handle);
+}
+
+TEST_F(CompressorSettingsTest, EmbeddedItemsApplyTheCompressionTableExactly) {
+    Point smallest = {-1, -1}, other = {100, 200};
+    Handle ditl = nullptr;
+    EXPECT_EQ(ImageCodecGetDITLForSize(instance_, &ditl, &other), badComponentSelector);
+    EXPECT_EQ(ImageCodecGetDITLForSize(instance_, nullptr, &smallest), paramErr);
+    ASSERT_EQ(ImageCodecGetDITLForSize(instance_, &ditl, &smallest), noErr);
+
+    // The host's standard dialog: its own OK and Cancel, then the compressor's items.
+    Handle hostItems = NewHandle(0);
+    const std::vector<uint8_t> own = BuildItemList(
+        {{kButtonDialogItem, {0, 0, 20, 60}, "OK", {}}, {kButtonDialogItem, {0, 70, 20, 130}, "Cancel", {}}});
+    SetHandleSize(hostItems, static_cast<Size>(own.size()));
+    std::memcpy(*hostItems, own.data(), own.size());
+    DialogRef dialog = NewDialog(nullptr, nullptr, nullptr, false, 0, nullptr, false, 0, hostItems);
+    DisposeHandle(hostItems);
+    const int16_t offset = CountDITL(dialog);
+    AppendDITL(dialog, ditl, appendDITLBottom);
+    DisposeHandle(ditl);
+    ASSERT_EQ(CountDITL(dialog), offset + 3);
+
+    WritePreferencesFile(FileBytes({0, 1, 1, 6}));
+    ASSERT_EQ(ImageCodecDITLInstall(instance_, dialog, offset), noErr); // loads the file lazily
+    ControlRef alpha = nullptr, compression = nullptr, threads = nullptr;
+    GetDialogItemAsControl(dialog, offset + 1, &alpha);
+    GetDialogItemAsControl(dialog, offset + 2, &compression);
+    GetDialogItemAsControl(dialog, offset + 3, &threads);
+    EXPECT_EQ(GetControlValue(alpha), 1);
+    EXPECT_EQ(GetControlValue(compression), 3);
+    EXPECT_EQ(GetControlValue(threads), 6);
+
+    // Choice 1 here clears no-LZF, and the file is written at once.
+    SetControlValue(compression, 1);
+    EXPECT_EQ(ImageCodecDITLItem(instance_, dialog, offset, offset + 2), noErr);
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({0, 1, 0, 6}));
+    SetControlValue(alpha, 2);
+    EXPECT_EQ(ImageCodecDITLItem(instance_, dialog, offset, 1), noErr); // the host's own item: nothing
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({0, 1, 0, 6}));
+    SetControlValue(threads, 9);
+    EXPECT_EQ(ImageCodecDITLRemove(instance_, dialog, offset), noErr); // reads all three
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({1, 1, 0, 9}));
+
+    Boolean handled = true, ok = false;
+    int16_t itemHit = 0;
+    EventRecord event{};
+    EXPECT_EQ(ImageCodecDITLEvent(instance_, dialog, offset, &event, &itemHit, &handled), noErr);
+    EXPECT_FALSE(handled);
+    EXPECT_EQ(ImageCodecDITLValidateInput(instance_, &ok), noErr);
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(ImageCodecDITLValidateInput(instance_, nullptr), noErr);
+    DisposeDialog(dialog);
+}
+
+TEST_F(CompressorSettingsTest, HostCallsReadAndEditTheMachineWideSettings) {
+    KELSettingsValues values{};
+    ASSERT_EQ(HostReadCompressorSettings(&values), noErr);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{0, 1, 0, 2}));
+    WritePreferencesFile(FileBytes({0, 0, 0, 8}));
+    ASSERT_EQ(HostReadCompressorSettings(&values), noErr);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{0, 0, 0, 8}));
+
+    bool confirmed = true;
+    script_.Click(kSettingsCancelItem);
+    ASSERT_EQ(HostRequestCompressorSettings(&values, &confirmed), noErr);
+    EXPECT_FALSE(confirmed);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{0, 0, 0, 8}));
+    script_.Choose(kSettingsCompressionPopupItem, 3);
+    script_.Click(kSettingsOKItem);
+    ASSERT_EQ(HostRequestCompressorSettings(&values, &confirmed), noErr);
+    EXPECT_TRUE(confirmed);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{0, 1, 1, 8}));
+    EXPECT_EQ(ReadPreferencesFile(), FileBytes({0, 1, 1, 8}));
+}

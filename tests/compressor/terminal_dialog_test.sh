@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# Drives the terminal settings dialog as a person would, inside a detached tmux session:
+# choose values with the keys, confirm with Enter, and check the saved preferences file;
+# then open it again, change something, leave with Esc, and check nothing was saved.
+# Usage: terminal_dialog_test.sh <settings_dialog_host binary>  (QZKT_SCREEN_OUT=file keeps
+# the captured screen)
+set -euo pipefail
+host=$1
+work=$(mktemp -d /tmp/qzkt-tmux-XXXXXX)
+session="qzkt-dialog-$$"
+socket="$work/tmux.sock"
+cleanup() { tmux -S "$socket" kill-server 2>/dev/null || true; rm -rf "$work"; }
+trap cleanup EXIT
+
+tmuxc() { tmux -S "$socket" "$@"; }
+
+# Waits until the pane shows $1 (at most 10 s).
+wait_for() {
+  for _ in $(seq 100); do
+    if tmuxc capture-pane -p -t "$session" | grep -q -- "$1"; then return 0; fi
+    sleep 0.1
+  done
+  echo "timed out waiting for: $1" >&2
+  tmuxc capture-pane -p -t "$session" >&2
+  return 1
+}
+
+run_host() {
+  tmuxc new-session -d -s "$session" -x 100 -y 24 \
+    "$host '$work/prefs'; echo EXITED; sleep 30"
+  wait_for "QZKT compression settings"
+}
+
+# 1. Alpha on (Right), compression choice 3 (Down, 3), one thread per core (Down, 1), OK.
+run_host
+tmuxc send-keys -t "$session" Right
+wait_for "< On (DXT5 with alpha) >"
+tmuxc send-keys -t "$session" Down 3
+wait_for "< DXT24, no LZF >"
+tmuxc send-keys -t "$session" Down 1
+wait_for "< One per physical core >"
+tmuxc capture-pane -p -t "$session" > "$work/screen.txt"
+tmuxc send-keys -t "$session" Enter
+wait_for "EXITED"
+tmuxc capture-pane -p -t "$session" | grep -q "saved status 0 alpha 1 dxt24 1 noLZF 1 threads 1"
+expected="01000000010000000100000001000000"
+actual=$(od -An -tx1 -v "$work/prefs/KELPreferences.dat" | tr -d ' \n')
+[ "$actual" = "$expected" ] || { echo "preferences file: $actual, expected $expected" >&2; exit 1; }
+tmuxc kill-session -t "$session"
+
+# 2. The dialog shows the saved values; a change left with Esc is not saved.
+run_host
+wait_for "< On (DXT5 with alpha) >"
+tmuxc send-keys -t "$session" Left
+wait_for "< Off (opaque) >"
+tmuxc send-keys -t "$session" Escape
+wait_for "EXITED"
+tmuxc capture-pane -p -t "$session" | grep -q "cancelled status 0 alpha 1 dxt24 1 noLZF 1 threads 1"
+actual=$(od -An -tx1 -v "$work/prefs/KELPreferences.dat" | tr -d ' \n')
+[ "$actual" = "$expected" ] || { echo "cancel changed the file: $actual" >&2; exit 1; }
+
+cat "$work/screen.txt"
+if [ -n "${QZKT_SCREEN_OUT:-}" ]; then cp "$work/screen.txt" "$QZKT_SCREEN_OUT"; fi
+echo "terminal dialog: 2 passed, 0 failed"
