@@ -1,11 +1,11 @@
-// The lists the extension loader is generated from: the extension flags in field order, the
-// extension names in the order they are queried, and one list per entry-point group in lookup
-// order. GLExtensions expands them into its fields and its Init... functions, so the record's
-// layout and the loader cannot drift apart. Each entry is X(flag) or X(function type, name).
+// The lists the extension loader is generated from: the extension flags in field order, and
+// one list per entry-point group in lookup order. GLExtensions expands them into its fields and its Init...
+// functions, so the record's layout and the loader cannot drift apart. Each entry is X(flag) or X(function
+// type, name).
 #pragma once
 
-// The 94 flags, in the order they stand in GLExtensions. ARB_imaging comes first and
-// ARB_texture_compression is never queried (InitARBTextureCompression decides it).
+// The 94 flags, in the order they stand in GLExtensions. Each is looked up as "GL_" followed by
+// its name, except ARB_texture_compression, which InitARBTextureCompression decides.
 #define QZKT_GL_EXTENSION_FLAGS(X)                                                                           \
     X(ARB_imaging)                                                                                           \
     X(ARB_depth_texture)                                                                                     \
@@ -101,102 +101,6 @@
     X(SGIS_texture_lod)                                                                                      \
     X(SGIX_shadow)                                                                                           \
     X(SGIX_depth_texture)
-
-// The 93 queried extensions in query order; each is looked up as "GL_" followed by the flag name.
-#define QZKT_GL_QUERIED_EXTENSIONS(X)                                                                        \
-    X(ARB_depth_texture)                                                                                     \
-    X(ARB_fragment_program)                                                                                  \
-    X(ARB_fragment_shader)                                                                                   \
-    X(ARB_imaging)                                                                                           \
-    X(ARB_matrix_palette)                                                                                    \
-    X(ARB_multisample)                                                                                       \
-    X(ARB_multitexture)                                                                                      \
-    X(ARB_point_parameters)                                                                                  \
-    X(ARB_shader_objects)                                                                                    \
-    X(ARB_shadow)                                                                                            \
-    X(ARB_shadow_ambient)                                                                                    \
-    X(ARB_texture_border_clamp)                                                                              \
-    X(ARB_texture_cube_map)                                                                                  \
-    X(ARB_texture_env_add)                                                                                   \
-    X(ARB_texture_env_combine)                                                                               \
-    X(ARB_texture_env_crossbar)                                                                              \
-    X(ARB_texture_env_dot3)                                                                                  \
-    X(ARB_texture_mirrored_repeat)                                                                           \
-    X(ARB_texture_non_power_of_two)                                                                          \
-    X(ARB_texture_rectangle)                                                                                 \
-    X(ARB_transpose_matrix)                                                                                  \
-    X(ARB_vertex_blend)                                                                                      \
-    X(ARB_vertex_program)                                                                                    \
-    X(ARB_vertex_shader)                                                                                     \
-    X(ARB_vertex_buffer_object)                                                                              \
-    X(ARB_window_pos)                                                                                        \
-    X(EXT_abgr)                                                                                              \
-    X(EXT_bgra)                                                                                              \
-    X(EXT_blend_func_separate)                                                                               \
-    X(EXT_compiled_vertex_array)                                                                             \
-    X(EXT_cull_vertex)                                                                                       \
-    X(EXT_draw_range_elements)                                                                               \
-    X(EXT_fog_coord)                                                                                         \
-    X(EXT_framebuffer_object)                                                                                \
-    X(EXT_multi_draw_arrays)                                                                                 \
-    X(EXT_point_parameters)                                                                                  \
-    X(EXT_secondary_color)                                                                                   \
-    X(EXT_separate_specular_color)                                                                           \
-    X(EXT_shadow_funcs)                                                                                      \
-    X(EXT_stencil_two_side)                                                                                  \
-    X(EXT_stencil_wrap)                                                                                      \
-    X(EXT_texture_compression_s3tc)                                                                          \
-    X(EXT_texture_env_combine)                                                                               \
-    X(EXT_texture_filter_anisotropic)                                                                        \
-    X(EXT_texture_lod_bias)                                                                                  \
-    X(EXT_texture_rectangle)                                                                                 \
-    X(EXT_vertex_shader)                                                                                     \
-    X(EXT_vertex_weighting)                                                                                  \
-    X(ATI_element_array)                                                                                     \
-    X(ATI_envmap_bumpmap)                                                                                    \
-    X(ATI_fragment_shader)                                                                                   \
-    X(ATI_pn_triangles)                                                                                      \
-    X(ATI_point_cull_mode)                                                                                   \
-    X(ATI_text_fragment_shader)                                                                              \
-    X(ATI_texture_mirror_once)                                                                               \
-    X(ATI_texture_float)                                                                                     \
-    X(ATI_vertex_array_object)                                                                               \
-    X(ATI_vertex_streams)                                                                                    \
-    X(ATIX_point_sprites)                                                                                    \
-    X(ATIX_texture_env_route)                                                                                \
-    X(HP_occlusion_test)                                                                                     \
-    X(NV_blend_square)                                                                                       \
-    X(NV_copy_depth_to_color)                                                                                \
-    X(NV_depth_clamp)                                                                                        \
-    X(NV_element_array)                                                                                      \
-    X(NV_evaluators)                                                                                         \
-    X(NV_fence)                                                                                              \
-    X(NV_float_buffer)                                                                                       \
-    X(NV_fog_distance)                                                                                       \
-    X(NV_fragment_program)                                                                                   \
-    X(NV_light_max_exponent)                                                                                 \
-    X(NV_occlusion_query)                                                                                    \
-    X(NV_packed_depth_stencil)                                                                               \
-    X(NV_pixel_data_range)                                                                                   \
-    X(NV_point_sprite)                                                                                       \
-    X(NV_primitive_restart)                                                                                  \
-    X(NV_register_combiners)                                                                                 \
-    X(NV_register_combiners2)                                                                                \
-    X(NV_texgen_reflection)                                                                                  \
-    X(NV_texture_env_combine4)                                                                               \
-    X(NV_texture_rectangle)                                                                                  \
-    X(NV_texture_shader)                                                                                     \
-    X(NV_texture_shader2)                                                                                    \
-    X(NV_texture_shader3)                                                                                    \
-    X(NV_vertex_array_range)                                                                                 \
-    X(NV_vertex_array_range2)                                                                                \
-    X(NV_vertex_program)                                                                                     \
-    X(NV_vertex_program1_1)                                                                                  \
-    X(NV_vertex_program2)                                                                                    \
-    X(SGIS_generate_mipmap)                                                                                  \
-    X(SGIS_texture_lod)                                                                                      \
-    X(SGIX_depth_texture)                                                                                    \
-    X(SGIX_shadow)
 
 // Multitexture (34), guarded by ARB_multitexture.
 #define QZKT_GL_MULTITEXTURE_ENTRY_POINTS(X)                                                                 \

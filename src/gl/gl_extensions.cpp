@@ -30,7 +30,6 @@ void Store(char* token, int& stored, int room, char c) {
 #define QZKT_GL_COUNT_FLAG(flag) +1
 #define QZKT_GL_COUNT_ENTRY_POINT(type, function) +1
 static_assert(0 QZKT_GL_EXTENSION_FLAGS(QZKT_GL_COUNT_FLAG) == 94, "94 extension flags");
-static_assert(0 QZKT_GL_QUERIED_EXTENSIONS(QZKT_GL_COUNT_FLAG) == 93, "93 queried extensions");
 static_assert(0 QZKT_GL_ALL_ENTRY_POINTS(QZKT_GL_COUNT_ENTRY_POINT) == 226, "226 entry points");
 #undef QZKT_GL_COUNT_FLAG
 #undef QZKT_GL_COUNT_ENTRY_POINT
@@ -143,12 +142,12 @@ void GLExtensions::FindSupportedExtensions() {
         }
     }
 
-    // ARB_texture_compression is not an extension name we look for: the texture-compression
-    // loader sets it when all seven of its functions exist.
-    ARB_texture_compression = 0;
 #define QZKT_GL_QUERY_FLAG(flag) flag = QueryExtension("GL_" #flag);
-    QZKT_GL_QUERIED_EXTENSIONS(QZKT_GL_QUERY_FLAG)
+    QZKT_GL_EXTENSION_FLAGS(QZKT_GL_QUERY_FLAG)
 #undef QZKT_GL_QUERY_FLAG
+    // Whatever the string says, texture compression counts only when the texture-compression
+    // loader finds all seven of its functions.
+    ARB_texture_compression = 0;
 }
 
 int GLExtensions::QueryExtension(const char* name) {

@@ -2,6 +2,7 @@
 #include "gl/gl_fbo.h"
 
 #include "gl/gl_extensions.h"
+#include "gl/gl_texture.h"
 
 static_assert(GL_RGBA8 == 0x8058, "GLFBOClass::internalFormat starts as GL_RGBA8");
 
@@ -83,14 +84,7 @@ bool GLFBOClass::UnbindAsTexture(GLExtensions& /*ext*/) {
 }
 
 void GLFBOClass::SetTextureMatrix() {
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    if (textureTarget == GL_TEXTURE_2D) {
-        glScaled(static_cast<double>(sourceWidth) / textureWidth,
-                 static_cast<double>(sourceHeight) / textureHeight, 1.0);
-    } else {
-        glScaled(sourceWidth, sourceHeight, 1.0);
-    }
+    loadTextureMatrix(textureTarget, sourceWidth, sourceHeight, textureWidth, textureHeight);
 }
 
 void GLFBOClass::FreeResources(GLExtensions& ext) {

@@ -171,7 +171,8 @@ void GLTexture::UnbindTexture() {
     if (target != 0) glBindTexture(target, 0);
 }
 
-void GLTexture::SetTextureMatrix() {
+void loadTextureMatrix(unsigned target, int sourceWidth, int sourceHeight, int textureWidth,
+                       int textureHeight) {
     glMatrixMode(GL_TEXTURE);
     glLoadIdentity();
     if (target == GL_TEXTURE_2D) {
@@ -180,6 +181,10 @@ void GLTexture::SetTextureMatrix() {
     } else {
         glScaled(sourceWidth, sourceHeight, 1.0);
     }
+}
+
+void GLTexture::SetTextureMatrix() {
+    loadTextureMatrix(target, sourceWidth, sourceHeight, textureWidth, textureHeight);
 }
 
 void GLTexture::GetSourceSize(int& width, int& height) const {

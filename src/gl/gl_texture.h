@@ -13,6 +13,12 @@
 
 class GLExtensions;
 
+// Loads a texture matrix that maps texture coordinates 0..1 onto the filled area of a texture:
+// a scale by source / texture size on GL_TEXTURE_2D, by the source size in texels on other
+// (rectangle) targets. Shared by GLTexture and GLFBOClass.
+void loadTextureMatrix(unsigned target, int sourceWidth, int sourceHeight, int textureWidth,
+                       int textureHeight);
+
 class GLTexture {
   public:
     // What _UploadImage accepts: internal format at allocation, and how the data is read.

@@ -12,11 +12,11 @@
 namespace {
 
 const char* const kSolid = "void main() { gl_FragColor = vec4(0.2, 0.4, 0.6, 0.8); }";
+const char* const kBroken = "void main() { gl_FragColor = nonsense; }";
 
 PFNGLDELETEOBJECTARBPROC gRealDelete = nullptr;
 PFNGLGETOBJECTPARAMETERIVARBPROC gRealParameter = nullptr;
 int gDeletes = 0;
-int gSourceCalls = 0;
 GLint gForcedStatus = 0; // 0: report the driver's status
 
 void CountingDelete(GLhandleARB object) {
@@ -24,13 +24,13 @@ void CountingDelete(GLhandleARB object) {
     gRealDelete(object);
 }
 
-void CountingSource(GLhandleARB, GLsizei, const GLcharARB**, const GLint*) {
-    ++gSourceCalls;
-}
-
 void ForcedParameter(GLhandleARB object, GLenum parameter, GLint* value) {
     gRealParameter(object, parameter, value);
     if (gForcedStatus != 0) *value = gForcedStatus;
+}
+
+void NoSource(GLhandleARB, GLsizei, const GLcharARB**, const GLint*) {
+    ADD_FAILURE() << "source handed over";
 }
 
 class GLSLProgramTest : public GLContextTest {
@@ -39,16 +39,18 @@ class GLSLProgramTest : public GLContextTest {
         GLContextTest::SetUp();
         gRealDelete = ext.glDeleteObjectARB;
         gRealParameter = ext.glGetObjectParameterivARB;
-        gDeletes = gSourceCalls = gForcedStatus = 0;
         counting = ext;
         counting.glDeleteObjectARB = CountingDelete;
         counting.glGetObjectParameterivARB = ForcedParameter;
     }
 
-    GLint AttachedCount(GLuint program) {
+    GLint Attached(GLuint program) {
         GLint count = -1;
         ext.glGetObjectParameterivARB(program, GL_OBJECT_ATTACHED_OBJECTS_ARB, &count);
         return count;
+    }
+    bool LogMentions(const GLSLProgram& program, const char* word) {
+        return std::string(program.log).find(word) != std::string::npos;
     }
 
     GLExtensions counting;
@@ -60,45 +62,34 @@ TEST_F(GLSLProgramTest, BuildsOrKeepsTheDriversLog) {
     GLSLProgram program;
     ASSERT_TRUE(program.Init(kSolid, ext));
     EXPECT_STREQ(program.log, "Compile OK");
-    EXPECT_EQ(AttachedCount(program.program), 1);
+    EXPECT_EQ(Attached(program.program), 1);
 
-    EXPECT_FALSE(program.Init("void main() { gl_FragColor = nonsense; }", ext));
-    EXPECT_NE(std::string(program.log).find("nonsense"), std::string::npos) << program.log;
-    EXPECT_NE(program.program, 0u); // a failed build keeps both objects
-    EXPECT_NE(program.shader, 0u);
-    EXPECT_EQ(AttachedCount(program.program), 0); // left unlinked, nothing attached
+    EXPECT_FALSE(program.Init(kBroken, ext));
+    EXPECT_TRUE(LogMentions(program, "nonsense")) << program.log;
+    EXPECT_NE(program.program * program.shader, 0u); // a failed build keeps both objects
+    EXPECT_EQ(Attached(program.program), 0);         // unlinked, nothing attached
 
     // Compiles, but the function has no body anywhere: the link fails with the program's log.
     EXPECT_FALSE(program.Init("vec4 f(); void main() { gl_FragColor = f(); }", ext));
     EXPECT_STRNE(program.log, "Compile OK");
-    EXPECT_GT(std::strlen(program.log), 0u);
-    EXPECT_EQ(AttachedCount(program.program), 1);
+    EXPECT_EQ(Attached(program.program), 1);
 
-    // Only a status of exactly 1 passes: a compile status of 2 stops before the link.
-    gForcedStatus = 2;
+    gForcedStatus = 2; // only a status of exactly 1 passes: this one stops before the link
     EXPECT_FALSE(program.Init(kSolid, counting));
-    EXPECT_EQ(AttachedCount(program.program), 0);
-    program.ReleaseGLResources(ext);
-}
+    EXPECT_EQ(Attached(program.program), 0);
+    gForcedStatus = 0;
 
-TEST_F(GLSLProgramTest, SourceIsCutTo4095Characters) {
-    // A valid program padded to exactly 4095 characters; what follows would not compile.
-    std::string source = kSolid;
-    source.resize(GLSLProgram::kTextSize - 1, ' ');
-    source += "this is cut off";
-    GLSLProgram program;
-    EXPECT_TRUE(program.Init(source.c_str(), ext)) << program.log;
+    // The source is cut to 4095 characters: here, just before what would not compile.
+    std::string padded = kSolid;
+    padded.resize(GLSLProgram::kTextSize - 1, ' ');
+    EXPECT_TRUE(program.Init((padded + "this is cut off").c_str(), ext)) << program.log;
     EXPECT_EQ(std::strlen(program.source), 4095u);
     program.ReleaseGLResources(ext);
 }
 
 TEST_F(GLSLProgramTest, ObjectsAreCreatedAndDeletedOnlyWhenNeeded) {
     GLSLProgram program;
-    std::strcpy(program.log, "untouched");
     program.CreateGLResources(counting);
-    EXPECT_FALSE(program.Compile(counting)); // empty source: no GL call, log kept
-    EXPECT_STREQ(program.log, "untouched");
-
     const GLuint keptShader = program.shader;
     program.program = 0; // only the missing object is made
     program.CreateGLResources(counting);
@@ -106,23 +97,20 @@ TEST_F(GLSLProgramTest, ObjectsAreCreatedAndDeletedOnlyWhenNeeded) {
     EXPECT_EQ(program.shader, keptShader);
 
     EXPECT_TRUE(program.Init(kSolid, counting)); // replaces both
-    EXPECT_EQ(gDeletes, 2);
     EXPECT_TRUE(program.Init(kSolid, counting));
     EXPECT_EQ(gDeletes, 4);
-
     program.ReleaseGLResources(counting);
+    program.ReleaseGLResources(counting); // nothing left: no GL call
     EXPECT_EQ(gDeletes, 6);
-    EXPECT_EQ(program.program, 0u);
-    EXPECT_EQ(program.shader, 0u);
-    program.ReleaseGLResources(counting);
-    EXPECT_EQ(gDeletes, 6);
+    EXPECT_EQ(program.program + program.shader, 0u);
     EXPECT_STREQ(program.source, kSolid); // texts are kept
 
-    counting.glShaderSourceARB = CountingSource;
+    // An empty source fails without any GL call and keeps the log.
+    counting.glShaderSourceARB = NoSource;
     program.source[0] = '\0';
     program.CreateGLResources(counting);
     EXPECT_FALSE(program.Compile(counting));
-    EXPECT_EQ(gSourceCalls, 0);
+    EXPECT_STREQ(program.log, "Compile OK");
     program.ReleaseGLResources(counting);
 }
 
@@ -134,9 +122,9 @@ TEST_F(GLSLProgramTest, CoreFunctionsServeWithoutTheARBEntryPoints) {
 #undef QZKT_TEST_CLEAR
     GLSLProgram program;
     EXPECT_TRUE(program.Init(kSolid, core)) << program.log;
-    EXPECT_EQ(AttachedCount(program.program), 1);
-    EXPECT_FALSE(program.Init("void main() { gl_FragColor = nonsense; }", core));
-    EXPECT_NE(std::string(program.log).find("nonsense"), std::string::npos) << program.log;
+    EXPECT_EQ(Attached(program.program), 1);
+    EXPECT_FALSE(program.Init(kBroken, core));
+    EXPECT_TRUE(LogMentions(program, "nonsense")) << program.log;
     program.ReleaseGLResources(core);
     EXPECT_EQ(program.program, 0u);
 }
