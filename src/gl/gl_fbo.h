@@ -36,8 +36,8 @@ class GLFBOClass {
     bool Create(int width, int height, int depthBits, int mipmaps, GLExtensions& ext);
 
     // Binds the framebuffer, creates missing attachments and checks completeness. True leaves
-    // the framebuffer bound; false (incomplete, or no framebuffer objects) leaves framebuffer
-    // 0 bound. Sets neither viewport nor matrices.
+    // the framebuffer bound; false when it is incomplete (framebuffer 0 is then bound) or the
+    // context has no framebuffer objects. Sets neither viewport nor matrices.
     bool BindAsRenderTarget(GLExtensions& ext);
     // Binds framebuffer 0. Always true.
     bool UnbindAsRenderTarget(GLExtensions& ext);
