@@ -43,7 +43,7 @@ class ScriptedDialogFrontEnd : public DialogFrontEnd {
     int dialogsShown = 0;
 
   private:
-    static const int16_t kClick = INT16_MIN;
+    static constexpr int16_t kClick = INT16_MIN;
     std::vector<std::pair<int16_t, int16_t>> actions_;
     size_t next_ = 0;
     bool snapshotPending_ = false;

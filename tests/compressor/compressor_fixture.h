@@ -46,7 +46,7 @@ class CompressorFixture : public testing::Test {
     void WritePreferencesFile(const std::vector<uint8_t>& bytes) const {
         FILE* file = std::fopen(PreferencesFile().c_str(), "wb");
         ASSERT_NE(file, nullptr);
-        std::fwrite(bytes.data(), 1, bytes.size(), file);
+        if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), file);
         std::fclose(file);
     }
 
