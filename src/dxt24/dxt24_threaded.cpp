@@ -47,6 +47,7 @@ ThreadInfo::ThreadInfo()
 void* ThreadInfo::RunThread() {
     while (!quit) {
         startSemaphore.Wait();
+        if (quit) break; // woken to stop, not to work
         _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
         doneSemaphore.Post();
     }
@@ -60,26 +61,49 @@ int g_numDXT24Threads = 1;
 pthread_t g_threadIds[kMaxDXT24Threads];
 bool threadsReady = false;
 
-void* compressThread(void* info) {
-    ThreadInfo* slot = static_cast<ThreadInfo*>(info);
-    while (!slot->quit) {
-        slot->startSemaphore.Wait();
-        _stbCompressARGB32_to24(slot->dst, slot->src, slot->width, slot->height, slot->rowBytes, slot->alpha);
-        slot->doneSemaphore.Post();
-    }
-    return nullptr;
-}
+void* compressThread(void* info) { return static_cast<ThreadInfo*>(info)->RunThread(); }
 
 namespace {
+
+// Every worker this process started (SetupThreads and the first multi-threaded call each
+// start a set), so that exit can stop them all.
+const int kMaxStartedWorkers = 8 * kMaxDXT24Threads;
+struct StartedWorker {
+    pthread_t thread;
+    int slot;
+};
+StartedWorker g_startedWorkers[kMaxStartedWorkers];
+int g_startedCount = 0;
+pid_t g_poolOwner = 0;
 
 int ClampThreadCount(int count) { return count < 1 ? 1 : (count > kMaxDXT24Threads ? kMaxDXT24Threads : count); }
 
 int StartWorkers() {
     int result = 0;
-    for (int i = 0; i < g_numDXT24Threads; ++i)
+    for (int i = 0; i < g_numDXT24Threads; ++i) {
         result = pthread_create(&g_threadIds[i], nullptr, compressThread, &g_threadInfos[i]);
+        if (result == 0 && g_startedCount < kMaxStartedWorkers) g_startedWorkers[g_startedCount++] = {g_threadIds[i], i};
+    }
+    g_poolOwner = getpid();
     return result;
 }
+
+// Destroyed at exit before the slots (it is defined after them): stops and joins the
+// workers, so that no worker is still waiting on a semaphore when the slots close them.
+// Closing a semaphore unmaps it, and a thread blocked on unmapped memory makes glibc abort
+// the exiting process. Only the process that started the pool has workers to stop: a
+// forked child inherits the slots but not the threads.
+struct PoolStopper {
+    ~PoolStopper() {
+        if (g_startedCount == 0 || g_poolOwner != getpid()) return;
+        for (int i = 0; i < g_startedCount; ++i) {
+            g_threadInfos[g_startedWorkers[i].slot].quit = true;
+            g_threadInfos[g_startedWorkers[i].slot].startSemaphore.Post();
+        }
+        for (int i = 0; i < g_startedCount; ++i) pthread_join(g_startedWorkers[i].thread, nullptr);
+        g_startedCount = 0;
+    }
+} g_poolStopper;
 
 // Rows per slice for every slot but the last: height / N rounded up to whole block rows
 // (at least one block row), or the whole height when that is less.

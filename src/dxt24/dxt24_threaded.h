@@ -5,7 +5,8 @@
 // n = 1..64) are created when the library is loaded and closed at process exit. Their names
 // are never unlinked by the codec; a host that wants /dev/shm clean removes its own
 // process's names once the codec has opened them (see platform/semaphore_names.h).
-// The pool itself starts on the first call with threadCount > 1 and is never stopped.
+// The pool itself starts on the first call with threadCount > 1 and runs until the process
+// exits, when its workers are stopped and joined before the semaphores are closed.
 //
 // One dispatcher at a time: two simultaneous calls of stbCompressARGB32_to24_threaded are
 // not supported (the slots are plain globals). The compressor calls it from one thread.
@@ -37,13 +38,14 @@ class KELSemaphore {
 struct ThreadInfo {
     ThreadInfo();
 
-    // The worker loop: wait for a job, encode the slice, report it done; ends when quit is
-    // set, which nothing does. compressThread runs the same loop; nothing calls this one.
+    // The worker loop: wait for a job, encode the slice, report it done. It ends when it is
+    // woken with quit set, which happens only at process exit, so that the slots' semaphores
+    // are never closed under a waiting worker. compressThread runs this loop.
     void* RunThread();
 
     KELSemaphore startSemaphore;
     KELSemaphore doneSemaphore;
-    bool quit;
+    bool quit; // set only at exit, to stop the worker
     unsigned short* dst; // where this slice's blocks go
     unsigned char* src;  // first source row of the slice
     int width;           // image width in pixels

@@ -193,6 +193,23 @@ TEST(DXT24Pool, PoolStartsOnTheFirstMultiThreadedCallOnly) {
               }));
 }
 
+TEST(DXT24Pool, ProcessWithARunningPoolExitsCleanly) {
+    ASSERT_FALSE(threadsReady);
+    // A host that encoded on the pool and then returns from main (or calls exit) runs the
+    // static destructors that close the slots' semaphores while the workers wait on them;
+    // the workers must be stopped first or glibc aborts the exiting process.
+    for (int workers : {2, 32}) {
+        EXPECT_EQ(0, RunInChild([workers] {
+                      std::vector<unsigned char> image(64 * 256 * 4, 9), payload(PayloadSize(64, 256));
+                      stbCompressARGB32_to24_threaded(workers, reinterpret_cast<unsigned short*>(payload.data()),
+                                                      image.data(), 64, 256, 0, false);
+                      std::exit(0); // runs the static destructors, unlike returning into _exit
+                      return 1;
+                  }))
+            << workers << " workers";
+    }
+}
+
 TEST(DXT24Pool, SemaphoreNamesAreGoneOnceTheHostStarts) {
     // All 64 semaphores were opened at load time, named kelstart_<pid>_1 .. _64.
     EXPECT_EQ(KELSemaphore::semaphoreCount.load(), 64);
