@@ -1,0 +1,50 @@
+// The host's way into the QZKT decompressor: what the command-line tool (and any other host)
+// uses to decode encoded frames into 32-bit ARGB. Every frame goes through the Component
+// Manager: the decompressor component, the base image decompressor it delegates to, and back
+// into the decompressor's band drawer, as on the original system.
+//
+// The decompressor component must be registered first (ZQN_CodecRegister() of the
+// decompressor library); until then HostDecompressionCreate answers invalidComponentID. The
+// base image decompressor is registered here.
+//
+// Ownership:
+// - HostDecompression is owned by its creator and freed by HostDecompressionClose.
+// - Frame bytes and the destination stay the caller's; both are used during the call only.
+// One thread uses a HostDecompression at a time (its GL context is current on the calling
+// thread during a frame); separate ones may live side by side.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "mac_types.h"
+
+struct HostDecompression;
+
+// A frame that was not decoded because its stored parts reach past its data (the destination
+// is left as it was).
+const OSStatus codecBadDataErr = -8969;
+
+// Opens the decompressor for frames of width x height (1..32767 each side). paramErr for bad
+// arguments, invalidComponentID when the decompressor is not registered, or its status.
+OSStatus HostDecompressionCreate(int width, int height, HostDecompression** decompressionOut);
+
+// Decodes the size-byte frame into argb (bytes A, R, G, B), whose rows are rowBytes apart
+// (0 means width * 4; otherwise at least width * 4). Exactly width x height pixels are
+// written. codecBadDataErr for a damaged frame (destination untouched); paramErr for a null
+// decompression or destination, or a short row stride.
+OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const uint8_t* frame, size_t size,
+                                      uint8_t* argb, size_t rowBytes);
+
+// Closes the decompressor (releasing its GL objects and context) and frees decompression;
+// null is ignored.
+void HostDecompressionClose(HostDecompression* decompression);
+
+// Process-wide: whether the decompressor's GL contexts may use a software renderer such as
+// Mesa's llvmpipe when no GPU is available (DXT1/DXT5 frames decode on the GPU; DXT24 frames
+// on the CPU and need no GL). Off by default.
+void HostDecompressionAllowSoftwareRenderer(bool allow);
+
+// Whether a hardware OpenGL renderer can be opened on this machine (makes and deletes a
+// context; takes a few milliseconds).
+bool HostDecompressionHardwareRendererAvailable();
