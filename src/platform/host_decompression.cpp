@@ -92,9 +92,9 @@ void HostDecompressionClose(HostDecompression* d) {
 
 void HostDecompressionAllowSoftwareRenderer(bool allow) { GLContext::SetAllowSoftwareRenderer(allow); }
 
-bool HostDecompressionHardwareRendererAvailable() {
+bool HostDecompressionRendererAvailable(bool acceptSoftware) {
     const bool allowed = GLContext::AllowsSoftwareRenderer();
-    GLContext::SetAllowSoftwareRenderer(false);
+    GLContext::SetAllowSoftwareRenderer(acceptSoftware);
     GLContext probe;
     const bool available = probe.InitContext();
     probe.DeleteContext();

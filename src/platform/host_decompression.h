@@ -45,6 +45,7 @@ void HostDecompressionClose(HostDecompression* decompression);
 // on the CPU and need no GL). Off by default.
 void HostDecompressionAllowSoftwareRenderer(bool allow);
 
-// Whether a hardware OpenGL renderer can be opened on this machine (makes and deletes a
-// context; takes a few milliseconds).
-bool HostDecompressionHardwareRendererAvailable();
+// Whether an OpenGL renderer for the GPU path can be opened on this machine: a hardware one,
+// or, with acceptSoftware, also a software one (makes and deletes a context; takes a few
+// milliseconds). The process-wide switch above is left as it was.
+bool HostDecompressionRendererAvailable(bool acceptSoftware);

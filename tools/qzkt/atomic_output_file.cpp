@@ -1,0 +1,127 @@
+// Complete-or-nothing output files: an unnamed temporary file linked into place on success.
+#include "atomic_output_file.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tool_error.h"
+
+namespace {
+
+std::string FolderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+    return path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Named temporaries that a signal handler must remove. Only one output is written at a
+// time, so one slot suffices; the path lives in a fixed buffer the handler can read.
+char pendingPath[4096];
+std::atomic<bool> pendingSet{false};
+
+void RemovePendingAndReraise(int signal) {
+    if (pendingSet.load()) unlink(pendingPath);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+void RegisterPending(const std::string& path) {
+    if (path.size() >= sizeof pendingPath) return;
+    std::memcpy(pendingPath, path.c_str(), path.size() + 1);
+    pendingSet.store(true);
+    for (int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, RemovePendingAndReraise);
+}
+
+void ClearPending() { pendingSet.store(false); }
+
+std::string UniqueTempPath(const std::string& path) {
+    static int counter = 0;
+    return FolderOf(path) + "/." + NameOf(path) + ".qzkt-" + std::to_string(getpid()) + "-" +
+           std::to_string(++counter) + ".tmp";
+}
+
+} // namespace
+
+AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
+    const std::string folder = FolderOf(path);
+    fd_ = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    if (fd_ >= 0) {
+        // Unnamed files are created with the mode masked by nothing; apply the umask as a
+        // plain creat() would.
+        const mode_t mask = umask(0);
+        umask(mask);
+        fchmod(fd_, 0666 & ~mask);
+        return;
+    }
+    // Only a file system without unnamed files (or an old kernel) falls back to a named
+    // temporary; a missing or read-only folder is an error either way.
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+        throw ToolError("cannot write to folder " + folder + ": " + SystemErrorText(errno));
+    tempPath_ = UniqueTempPath(path);
+    fd_ = open(tempPath_.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
+    if (fd_ < 0) {
+        const int error = errno;
+        tempPath_.clear();
+        throw ToolError("cannot write to folder " + folder + ": " + SystemErrorText(error));
+    }
+    RegisterPending(tempPath_);
+}
+
+AtomicOutputFile::~AtomicOutputFile() {
+    if (!committed_) Discard();
+}
+
+void AtomicOutputFile::Discard() {
+    if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+    if (!tempPath_.empty()) {
+        unlink(tempPath_.c_str());
+        ClearPending();
+        tempPath_.clear();
+    }
+}
+
+void AtomicOutputFile::Write(const void* data, size_t size) {
+    const char* bytes = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t n = write(fd_, bytes, size);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) throw ToolError("cannot write " + path_ + ": " + SystemErrorText(n < 0 ? errno : ENOSPC));
+        bytes += n;
+        size -= static_cast<size_t>(n);
+    }
+}
+
+void AtomicOutputFile::Commit() {
+    if (fsync(fd_) != 0 && errno != EINVAL && errno != EROFS)
+        throw ToolError("cannot write " + path_ + ": " + SystemErrorText(errno));
+
+    if (tempPath_.empty()) {
+        // Give the unnamed file a hidden name, then move it over the destination in one step.
+        const std::string named = UniqueTempPath(path_);
+        const std::string self = "/proc/self/fd/" + std::to_string(fd_);
+        if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, named.c_str(), AT_SYMLINK_FOLLOW) != 0)
+            throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
+        tempPath_ = named;
+        RegisterPending(tempPath_);
+    }
+    if (rename(tempPath_.c_str(), path_.c_str()) != 0)
+        throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
+    ClearPending();
+    tempPath_.clear();
+    close(fd_);
+    fd_ = -1;
+    committed_ = true;
+}

@@ -1,0 +1,38 @@
+// An output file that appears under its name only when it is complete.
+//
+// The bytes go to a file without a name in the destination's folder (O_TMPFILE), which
+// vanishes by itself if the process dies, even by SIGKILL; Commit() gives it its name,
+// replacing any older file of that name in one step. Where the file system has no unnamed
+// files, a hidden temporary name beside the destination is used instead, removed on
+// failure and on SIGINT/SIGTERM/SIGHUP.
+#pragma once
+
+#include <string>
+
+class AtomicOutputFile {
+  public:
+    // Creates the temporary file; throws ToolError when the folder cannot be written.
+    explicit AtomicOutputFile(const std::string& path);
+    // Removes the temporary file unless Commit() succeeded.
+    ~AtomicOutputFile();
+    AtomicOutputFile(const AtomicOutputFile&) = delete;
+    AtomicOutputFile& operator=(const AtomicOutputFile&) = delete;
+
+    // Read/write descriptor of the temporary file, valid until Commit() or destruction.
+    int fd() const { return fd_; }
+    const std::string& path() const { return path_; }
+
+    // Writes all of data, or throws ToolError.
+    void Write(const void* data, size_t size);
+
+    // Flushes the file to disk and gives it its final name; throws ToolError on failure.
+    void Commit();
+
+  private:
+    void Discard();
+
+    std::string path_;
+    std::string tempPath_; // empty while the file has no name
+    int fd_ = -1;
+    bool committed_ = false;
+};

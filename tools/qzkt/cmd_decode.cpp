@@ -1,0 +1,99 @@
+// qzkt decode: a QZKT movie to raw ARGB, an image sequence or a lossless video.
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "codec.h"
+#include "commands.h"
+#include "frame_sink.h"
+#include "options.h"
+#include "progress.h"
+#include "qzkt_movie.h"
+#include "stream/kel_header.h"
+#include "tool_error.h"
+
+namespace {
+
+const char* kHelp =
+    "usage: qzkt decode [OPTIONS] INPUT.mov OUTPUT\n"
+    "\n"
+    "Decodes every frame of the movie's QZKT track to 32-bit ARGB and writes, by OUTPUT:\n"
+    "  -  or  NAME.argb        raw ARGB frames, back to back (- is standard output), e.g.\n"
+    "                          qzkt decode in.mov - | ffplay -f rawvideo -pixel_format argb \\\n"
+    "                              -video_size 1920x1080 -\n"
+    "  a pattern out_%04d.png  one image per frame (the extension picks the format)\n"
+    "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
+    "                          containers without FFV1 (the alpha channel is kept)\n"
+    "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
+    "frame count and timing stay intact; the decode then ends with exit status 3.\n"
+    "\n"
+    "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
+    "                   there is one, otherwise Mesa's software renderer, and says so;\n"
+    "                   hardware insists on a GPU; software accepts Mesa's renderer quietly.\n"
+    "                   DXT24 frames decode on the CPU.\n"
+    "  --quiet          no progress line or notes\n"
+    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
+
+// Opaque black: what a damaged first frame is replaced with.
+void FillBlack(std::vector<uint8_t>& argb) {
+    for (size_t i = 0; i < argb.size(); i += 4) {
+        argb[i] = 255;
+        argb[i + 1] = argb[i + 2] = argb[i + 3] = 0;
+    }
+}
+
+} // namespace
+
+int RunDecode(const Args& args) {
+    const Options options(args, {"--help", "--quiet"}, {"--gl", "--prefs-dir"});
+    if (options.Has("--help")) {
+        std::fputs(kHelp, stdout);
+        return kExitOK;
+    }
+    if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
+    const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
+    const bool quiet = options.Has("--quiet");
+    ApplyPrefsDir(options.Value("--prefs-dir"));
+    RegisterCodecComponents();
+
+    const std::string& input = options.positional()[0];
+    const std::string& output = options.positional()[1];
+    QZKTMovieReader movie(input);
+    const int width = movie.width(), height = movie.height();
+    std::unique_ptr<FrameSink> sink = OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
+    FrameDecoder decoder(width, height);
+
+    std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);
+    FillBlack(picture);
+    bool rendererReady = false;
+    int64_t frames = 0, damaged = 0;
+    Progress progress("decoding", movie.frameCount(), quiet);
+    QZKTSample sample;
+    while (movie.Next(sample)) {
+        // DXT1/DXT5 frames need the GPU path; set it up at the first one.
+        if (!rendererReady && sample.size > kKELBlockKindOffset && sample.data[kKELBlockKindOffset] != 1) {
+            const std::string note = PrepareRenderer(renderer);
+            if (!note.empty() && !quiet) {
+                progress.Done();
+                std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
+            }
+            rendererReady = true;
+        }
+        // A damaged frame leaves the picture as it was: the previous good frame, or black.
+        if (!decoder.Decode(sample.data, sample.size, picture.data(), width * 4)) ++damaged;
+        sink->Write(picture.data(), width * 4, sample.pts);
+        progress.Update(++frames);
+    }
+    if (frames == 0) throw ToolError(input + " has no frames in its QZKT track");
+    sink->Finish();
+    progress.Done();
+
+    if (damaged > 0) {
+        std::fprintf(stderr,
+                     "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
+                     static_cast<long long>(damaged), static_cast<long long>(frames));
+        return kExitDamagedFrames;
+    }
+    return kExitOK;
+}

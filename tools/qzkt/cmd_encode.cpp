@@ -1,0 +1,124 @@
+// qzkt encode: any video, image or image sequence (or raw ARGB) to a QZKT movie.
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <unistd.h>
+
+#include "codec.h"
+#include "commands.h"
+#include "frame_source.h"
+#include "options.h"
+#include "progress.h"
+#include "qzkt_movie.h"
+#include "tool_error.h"
+
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
+namespace {
+
+const char* kHelp =
+    "usage: qzkt encode [OPTIONS] INPUT OUTPUT.mov\n"
+    "\n"
+    "Encodes INPUT into a QuickTime movie of QZKT key frames, keeping its frame rate and\n"
+    "timing. INPUT is anything FFmpeg reads: a video file, a still image, or an image\n"
+    "sequence pattern such as frames_%04d.png. With --raw, INPUT is raw 32-bit ARGB frames\n"
+    "(a file, or - for standard input), e.g.\n"
+    "  ffmpeg -i in.mp4 -f rawvideo -pix_fmt argb - | qzkt encode --raw 1920x1080 - out.mov\n"
+    "OUTPUT appears only when the encode succeeded.\n"
+    "\n"
+    "Without these options the machine-wide settings apply (see qzkt settings):\n"
+    "  --alpha           DXT5 blocks that keep the alpha channel\n"
+    "  --dxt1            DXT1 blocks instead of DXT24 (opaque; 8 instead of 10 bytes per block)\n"
+    "  --no-lzf          store the blocks without LZF packing (larger, faster to decode)\n"
+    "  --threads N|auto  DXT24 encoding threads: the nearest of 1, 2, 4, 6, 8, 12, 16, 24;\n"
+    "                    auto is one per physical core\n"
+    "\n"
+    "  --raw WxH         INPUT is raw ARGB frames of this size\n"
+    "  --rate FPS        frame rate of raw input: a number or a fraction such as 30000/1001\n"
+    "                    (default 25)\n"
+    "  --quiet           no progress line (there is none when standard error is not a terminal)\n"
+    "  --prefs-dir DIR   folder of the settings file\n";
+
+void ParseSize(const std::string& text, int& width, int& height) {
+    char x = 0;
+    char extra = 0;
+    if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &extra) != 3 || (x != 'x' && x != 'X') ||
+        width < 1 || height < 1 || width > 32767 || height > 32767)
+        throw UsageError("--raw takes WIDTHxHEIGHT (each 1..32767), such as 1920x1080, not '" + text + "'");
+}
+
+AVRational ParseRate(const std::string& text) {
+    AVRational rate{0, 1};
+    if (av_parse_video_rate(&rate, text.c_str()) < 0 || rate.num <= 0 || rate.den <= 0)
+        throw UsageError("--rate takes a frame rate such as 25, 29.97 or 30000/1001, not '" + text + "'");
+    return rate;
+}
+
+} // namespace
+
+int RunEncode(const Args& args) {
+    const Options options(args, {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet"},
+                          {"--threads", "--raw", "--rate", "--prefs-dir"});
+    if (options.Has("--help")) {
+        std::fputs(kHelp, stdout);
+        return kExitOK;
+    }
+    if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
+    const std::string& input = options.positional()[0];
+    const std::string& output = options.positional()[1];
+    if (output == "-") throw UsageError("the movie needs a file name (it is written with seeks)");
+    if (options.Has("--rate") && !options.Has("--raw")) throw UsageError("--rate goes with --raw");
+
+    SettingsChoice choice;
+    if (options.Has("--alpha")) choice.alpha = 1;
+    if (options.Has("--dxt1")) {
+        choice.dxt24 = 0;
+        if (choice.alpha < 0) choice.alpha = 0;
+    }
+    if (options.Has("--no-lzf")) choice.noLZF = 1;
+    if (options.Has("--threads")) choice.threadSetting = ThreadSettingFor(options.Value("--threads"));
+
+    ApplyPrefsDir(options.Value("--prefs-dir"));
+    RegisterCodecComponents();
+
+    std::unique_ptr<FrameSource> source;
+    if (options.Has("--raw")) {
+        int width = 0, height = 0;
+        ParseSize(options.Value("--raw"), width, height);
+        source = OpenRawSource(input, width, height, ParseRate(options.Value("--rate", "25")));
+    } else {
+        if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
+        source = OpenMediaSource(input);
+    }
+    if (source->width() > 32767 || source->height() > 32767) throw ToolError(input + " is too large for a QZKT movie");
+
+    // Without options the compressor reads the machine-wide settings itself, as for any host.
+    const KELSettingsValues settings = ResolveSettings(choice);
+    FrameEncoder encoder(source->width(), source->height(), choice.Any() ? &settings : nullptr);
+    QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate());
+
+    const bool quiet = options.Has("--quiet");
+    Progress progress("encoding", source->expectedFrames(), quiet);
+    int64_t frames = 0, bytes = 0;
+    ArgbFrame frame;
+    while (source->Next(frame)) {
+        const std::vector<uint8_t>& encoded = encoder.Encode(frame.data, frame.rowBytes);
+        movie.WriteFrame(encoded.data(), encoded.size(), frame.pts);
+        bytes += static_cast<int64_t>(encoded.size());
+        progress.Update(++frames);
+    }
+    if (frames == 0) throw ToolError(input + " holds no frames");
+    movie.Finish();
+    progress.Done();
+
+    if (!quiet && isatty(STDERR_FILENO)) {
+        const double raw = 4.0 * source->width() * source->height() * static_cast<double>(frames);
+        std::fprintf(stderr, "encoded %lld frames of %dx%d (%s) to %s: %.1f MB, %.1f:1, %.1f fps\n",
+                     static_cast<long long>(frames), source->width(), source->height(),
+                     DescribeSettings(settings).c_str(), output.c_str(), bytes / 1e6, raw / static_cast<double>(bytes),
+                     frames / progress.Elapsed());
+    }
+    return kExitOK;
+}

@@ -1,0 +1,51 @@
+// Small owners for FFmpeg objects and the pixel conversions the tool needs.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+struct AvFrameFree {
+    void operator()(AVFrame* f) const { av_frame_free(&f); }
+};
+struct AvPacketFree {
+    void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+struct AvCodecContextFree {
+    void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+};
+struct SwsContextFree {
+    void operator()(SwsContext* s) const { sws_freeContext(s); }
+};
+
+using AvFramePtr = std::unique_ptr<AVFrame, AvFrameFree>;
+using AvPacketPtr = std::unique_ptr<AVPacket, AvPacketFree>;
+using AvCodecContextPtr = std::unique_ptr<AVCodecContext, AvCodecContextFree>;
+using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextFree>;
+
+AvFramePtr NewFrame();
+AvPacketPtr NewPacket();
+
+// Keeps FFmpeg quiet except for real errors, which the tool reports in its own words.
+void QuietFFmpegLogging();
+
+// Converts pictures of one size between two pixel formats without scaling or dithering,
+// reusing its state from frame to frame. RGB-to-RGB conversions are lossless reorderings.
+// For Y'CbCr sources the colour space and range say how to turn them into RGB; an
+// unspecified colour space is taken as BT.709 from 720 rows up and BT.601 below, as video
+// players do.
+class PixelConverter {
+  public:
+    void Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
+                 uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat, int width, int height,
+                 AVColorSpace srcSpace = AVCOL_SPC_UNSPECIFIED, AVColorRange srcRange = AVCOL_RANGE_UNSPECIFIED);
+
+  private:
+    SwsContextPtr context_;
+};

@@ -1,0 +1,36 @@
+// Where decoded pictures go, chosen by the output name:
+//   "-" or a name ending in ".argb"   raw 32-bit ARGB frames, back to back (stdout for "-")
+//   a pattern such as out_%04d.png    one image per frame (any image format FFmpeg writes,
+//                                     chosen by the extension; numbering starts at 1)
+//   any other name                    a lossless video through FFmpeg's libraries: FFV1
+//                                     where the container takes it (.mkv, .avi, .nut),
+//                                     otherwise PNG or raw video, with the alpha channel
+// Files appear only when complete; an abandoned image sequence removes what it wrote.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavutil/rational.h>
+}
+
+class FrameSink {
+  public:
+    virtual ~FrameSink() = default;
+    // Writes one width x height ARGB picture shown at pts (in the time base given at open).
+    virtual void Write(const uint8_t* argb, int rowBytes, int64_t pts) = 0;
+    // Completes the output. Without it the destructor discards what was written.
+    virtual void Finish() = 0;
+    // A line that says what is being written, for the tool's report.
+    virtual std::string Description() const = 0;
+};
+
+// Throws ToolError for names that cannot be written (bad pattern, unknown container,
+// unwritable folder).
+std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height, AVRational timeBase,
+                                         AVRational frameRate);
+
+// True for names that OpenFrameSink treats as an image-sequence pattern.
+bool IsImageSequencePattern(const std::string& name);

@@ -1,0 +1,194 @@
+// Frame sources: FFmpeg demuxing and decoding with conversion to ARGB, and raw ARGB input.
+#include "frame_source.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+#include <vector>
+
+#include "ffmpeg_util.h"
+#include "tool_error.h"
+
+namespace {
+
+class MediaSource : public FrameSource {
+  public:
+    explicit MediaSource(const std::string& path) : path_(path) {
+        AVFormatContext* format = nullptr;
+        const int opened = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+        if (opened < 0) throw ToolError("cannot open " + path + ": " + AvErrorText(opened));
+        format_.reset(format);
+
+        const int found = avformat_find_stream_info(format, nullptr);
+        if (found < 0) throw ToolError("cannot read " + path + ": " + AvErrorText(found));
+        const int index = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+        if (index < 0) throw ToolError(path + " has no video");
+        stream_ = format->streams[index];
+
+        const AVCodecParameters* par = stream_->codecpar;
+        const AVCodec* codec = avcodec_find_decoder(par->codec_id);
+        if (codec == nullptr) {
+            if (par->codec_tag == MKTAG('Q', 'Z', 'K', 'T'))
+                throw ToolError(path + " is already a QZKT movie; decode it with 'qzkt decode'");
+            throw ToolError("no decoder for the " + std::string(avcodec_get_name(par->codec_id)) + " video in " +
+                            path);
+        }
+        decoder_.reset(avcodec_alloc_context3(codec));
+        if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), par) < 0) throw ToolError("out of memory");
+        decoder_->thread_count = 0; // as many decoding threads as FFmpeg sees fit
+        const int ready = avcodec_open2(decoder_.get(), codec, nullptr);
+        if (ready < 0) throw ToolError("cannot decode " + path + ": " + AvErrorText(ready));
+
+        width_ = par->width;
+        height_ = par->height;
+        if (width_ <= 0 || height_ <= 0) throw ToolError(path + " has a video of unknown size");
+        timeBase_ = stream_->time_base;
+        const AVRational rate = av_guess_frame_rate(format, stream_, nullptr);
+        if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
+        if (stream_->nb_frames > 0)
+            expectedFrames_ = stream_->nb_frames;
+        else if (stream_->duration > 0)
+            expectedFrames_ = av_rescale_q(stream_->duration, timeBase_, av_inv_q(frameRate_));
+        argb_.resize(static_cast<size_t>(width_) * height_ * 4);
+    }
+
+    bool Next(ArgbFrame& out) override {
+        for (;;) {
+            const int got = avcodec_receive_frame(decoder_.get(), frame_.get());
+            if (got == 0) {
+                Deliver(out);
+                av_frame_unref(frame_.get());
+                return true;
+            }
+            if (got == AVERROR_EOF) return false;
+            if (got != AVERROR(EAGAIN)) throw ToolError("cannot decode " + path_ + ": " + AvErrorText(got));
+            Feed();
+        }
+    }
+
+  private:
+    struct FormatClose {
+        void operator()(AVFormatContext* f) const { avformat_close_input(&f); }
+    };
+
+    // Hands the decoder the next packet of our stream, or the end-of-stream signal.
+    void Feed() {
+        for (;;) {
+            const int read = av_read_frame(format_.get(), packet_.get());
+            if (read == AVERROR_EOF) {
+                avcodec_send_packet(decoder_.get(), nullptr);
+                return;
+            }
+            if (read < 0) throw ToolError("cannot read " + path_ + ": " + AvErrorText(read));
+            if (packet_->stream_index != stream_->index) {
+                av_packet_unref(packet_.get());
+                continue;
+            }
+            const int sent = avcodec_send_packet(decoder_.get(), packet_.get());
+            av_packet_unref(packet_.get());
+            if (sent < 0 && sent != AVERROR(EAGAIN))
+                throw ToolError("cannot decode " + path_ + ": " + AvErrorText(sent));
+            return;
+        }
+    }
+
+    void Deliver(ArgbFrame& out) {
+        AVFrame* f = frame_.get();
+        if (f->width != width_ || f->height != height_)
+            throw ToolError(path_ + " changes its picture size from " + std::to_string(width_) + "x" +
+                            std::to_string(height_) + " to " + std::to_string(f->width) + "x" +
+                            std::to_string(f->height) + "; a QZKT movie keeps one size");
+        uint8_t* dst[4] = {argb_.data(), nullptr, nullptr, nullptr};
+        const int dstLinesize[4] = {width_ * 4, 0, 0, 0};
+        converter_.Convert(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), dst, dstLinesize,
+                           AV_PIX_FMT_ARGB, width_, height_, f->colorspace, f->color_range);
+
+        // Frames without a timestamp follow the previous one by one frame period.
+        int64_t pts = f->best_effort_timestamp;
+        const int64_t period = av_rescale_q(1, av_inv_q(frameRate_), timeBase_);
+        if (pts == AV_NOPTS_VALUE) pts = havePts_ ? lastPts_ + (period > 0 ? period : 1) : 0;
+        if (havePts_ && pts <= lastPts_) pts = lastPts_ + 1; // timestamps must keep increasing
+        lastPts_ = pts;
+        havePts_ = true;
+
+        out.data = argb_.data();
+        out.rowBytes = width_ * 4;
+        out.pts = pts;
+    }
+
+    std::string path_;
+    std::unique_ptr<AVFormatContext, FormatClose> format_;
+    AVStream* stream_ = nullptr;
+    AvCodecContextPtr decoder_;
+    AvFramePtr frame_ = NewFrame();
+    AvPacketPtr packet_ = NewPacket();
+    PixelConverter converter_;
+    std::vector<uint8_t> argb_;
+    int64_t lastPts_ = 0;
+    bool havePts_ = false;
+};
+
+class RawSource : public FrameSource {
+  public:
+    RawSource(const std::string& path, int width, int height, AVRational rate) : path_(path) {
+        if (width <= 0 || height <= 0 || static_cast<long long>(width) * height > (1LL << 28))
+            throw ToolError("raw frame size " + std::to_string(width) + "x" + std::to_string(height) +
+                            " is out of range");
+        if (rate.num <= 0 || rate.den <= 0) throw ToolError("the frame rate must be positive");
+        width_ = width;
+        height_ = height;
+        frameRate_ = rate;
+        timeBase_ = av_inv_q(rate);
+        if (path == "-") {
+            fd_ = STDIN_FILENO;
+            path_ = "standard input";
+        } else {
+            fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            if (fd_ < 0) throw ToolError("cannot open " + path + ": " + SystemErrorText(errno));
+            ownsFd_ = true;
+            const off_t size = lseek(fd_, 0, SEEK_END);
+            if (size > 0) expectedFrames_ = size / (static_cast<off_t>(width) * height * 4);
+            lseek(fd_, 0, SEEK_SET);
+        }
+        frame_.resize(static_cast<size_t>(width) * height * 4);
+    }
+
+    ~RawSource() override {
+        if (ownsFd_) close(fd_);
+    }
+
+    bool Next(ArgbFrame& out) override {
+        size_t filled = 0;
+        while (filled < frame_.size()) {
+            const ssize_t n = read(fd_, frame_.data() + filled, frame_.size() - filled);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) throw ToolError("cannot read " + path_ + ": " + SystemErrorText(errno));
+            if (n == 0) break;
+            filled += static_cast<size_t>(n);
+        }
+        if (filled == 0) return false;
+        if (filled < frame_.size())
+            throw ToolError(path_ + " ends inside frame " + std::to_string(index_ + 1) + " (" + std::to_string(filled) +
+                            " of " + std::to_string(frame_.size()) + " bytes): raw input must be whole " +
+                            std::to_string(width_) + "x" + std::to_string(height_) + " ARGB frames");
+        out.data = frame_.data();
+        out.rowBytes = width_ * 4;
+        out.pts = index_++;
+        return true;
+    }
+
+  private:
+    std::string path_;
+    int fd_ = -1;
+    bool ownsFd_ = false;
+    std::vector<uint8_t> frame_;
+    int64_t index_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path) { return std::make_unique<MediaSource>(path); }
+
+std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height, AVRational frameRate) {
+    return std::make_unique<RawSource>(path, width, height, frameRate);
+}

@@ -1,0 +1,49 @@
+// Where the encoder's pictures come from: anything FFmpeg's libraries open (a video file, a
+// still image, an image-sequence pattern such as frames_%04d.png), or raw 32-bit ARGB
+// frames from a file or standard input. Every picture comes out as 32-bit ARGB (bytes A, R,
+// G, B) with its presentation time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavutil/rational.h>
+}
+
+struct ArgbFrame {
+    const uint8_t* data = nullptr; // valid until the next call of FrameSource::Next
+    int rowBytes = 0;
+    int64_t pts = 0; // in the source's time base
+};
+
+class FrameSource {
+  public:
+    virtual ~FrameSource() = default;
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    AVRational timeBase() const { return timeBase_; }
+    AVRational frameRate() const { return frameRate_; }
+    // How many frames the source expects to deliver; 0 when it cannot tell.
+    int64_t expectedFrames() const { return expectedFrames_; }
+
+    // The next picture; false at the end. Throws ToolError on broken input.
+    virtual bool Next(ArgbFrame& frame) = 0;
+
+  protected:
+    int width_ = 0;
+    int height_ = 0;
+    AVRational timeBase_{1, 25};
+    AVRational frameRate_{25, 1};
+    int64_t expectedFrames_ = 0;
+};
+
+// Opens path with FFmpeg's libraries and decodes its best video stream. Throws ToolError
+// when the input is missing, unreadable, or has no decodable video.
+std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path);
+
+// Raw width x height 32-bit ARGB frames, back to back, from path or standard input ("-"),
+// at the given frame rate. Throws ToolError when the input ends inside a frame.
+std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height, AVRational frameRate);

@@ -1,0 +1,112 @@
+// QZKT movie writing and reading through libavformat's QuickTime muxer and demuxer.
+#include "qzkt_movie.h"
+
+#include <cstring>
+
+#include "tool_error.h"
+
+QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
+                                 AVRational frameRate)
+    : path_(path), file_(path), io_(file_.fd()), timeBase_(timeBase) {
+    if (avformat_alloc_output_context2(&format_, nullptr, "mov", nullptr) < 0 || format_ == nullptr)
+        throw ToolError("out of memory");
+    format_->pb = io_.get();
+    format_->flags |= AVFMT_FLAG_CUSTOM_IO;
+
+    stream_ = avformat_new_stream(format_, nullptr);
+    if (stream_ == nullptr) throw ToolError("out of memory");
+    // The QuickTime muxer takes any four-character code for a codec it does not know.
+    stream_->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
+    stream_->codecpar->codec_id = AV_CODEC_ID_NONE;
+    stream_->codecpar->codec_tag = kQZKTCodecTag;
+    stream_->codecpar->width = width;
+    stream_->codecpar->height = height;
+    stream_->time_base = timeBase;
+    stream_->avg_frame_rate = frameRate;
+    stream_->r_frame_rate = frameRate;
+    frameDuration_ = av_rescale_q(1, av_inv_q(frameRate), timeBase);
+    if (frameDuration_ < 1) frameDuration_ = 1;
+
+    const int written = avformat_write_header(format_, nullptr);
+    if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
+}
+
+QZKTMovieWriter::~QZKTMovieWriter() {
+    if (format_ != nullptr) avformat_free_context(format_);
+}
+
+void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) {
+    AVPacket* packet = packet_.get();
+    if (av_new_packet(packet, static_cast<int>(size)) < 0) throw ToolError("out of memory");
+    std::memcpy(packet->data, data, size);
+    packet->pts = packet->dts = pts;
+    packet->duration = frameDuration_;
+    packet->flags = AV_PKT_FLAG_KEY;
+    packet->stream_index = stream_->index;
+    // The muxer may have chosen its own track time base.
+    av_packet_rescale_ts(packet, timeBase_, stream_->time_base);
+    const int written = av_write_frame(format_, packet);
+    av_packet_unref(packet);
+    if (written < 0) throw ToolError("cannot write " + path_ + ": " + AvErrorText(written));
+}
+
+void QZKTMovieWriter::Finish() {
+    const int finished = av_write_trailer(format_);
+    avio_flush(format_->pb);
+    if (finished < 0 || format_->pb->error < 0)
+        throw ToolError("cannot write " + path_ + ": " + AvErrorText(finished < 0 ? finished : format_->pb->error));
+    file_.Commit();
+}
+
+QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
+    const int opened = avformat_open_input(&format_, path.c_str(), nullptr, nullptr);
+    if (opened < 0) {
+        if (opened == AVERROR(ENOENT)) throw ToolError("cannot open " + path + ": " + AvErrorText(opened));
+        throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(opened) + ")");
+    }
+    if (std::strstr(format_->iformat->name, "mov") == nullptr)
+        throw ToolError(path + " is not a QuickTime movie");
+    const int found = avformat_find_stream_info(format_, nullptr);
+    if (found < 0) throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(found) + ")");
+
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        AVStream* s = format_->streams[i];
+        if (s->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && s->codecpar->codec_tag == kQZKTCodecTag) {
+            stream_ = s;
+            break;
+        }
+    }
+    if (stream_ == nullptr) throw ToolError(path + " has no QZKT video track");
+    for (unsigned i = 0; i < format_->nb_streams; ++i)
+        if (format_->streams[i] != stream_) format_->streams[i]->discard = AVDISCARD_ALL;
+
+    width_ = stream_->codecpar->width;
+    height_ = stream_->codecpar->height;
+    if (width_ <= 0 || height_ <= 0 || width_ > 32768 || height_ > 32768)
+        throw ToolError(path + " has a QZKT track of unusable size " + std::to_string(width_) + "x" +
+                        std::to_string(height_));
+    timeBase_ = stream_->time_base;
+    const AVRational rate = av_guess_frame_rate(format_, stream_, nullptr);
+    if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
+    frameCount_ = stream_->nb_frames;
+}
+
+QZKTMovieReader::~QZKTMovieReader() {
+    if (format_ != nullptr) avformat_close_input(&format_);
+}
+
+bool QZKTMovieReader::Next(QZKTSample& sample) {
+    av_packet_unref(packet_.get());
+    for (;;) {
+        const int read = av_read_frame(format_, packet_.get());
+        if (read == AVERROR_EOF) return false;
+        if (read < 0) throw ToolError("cannot read " + path_ + ": " + AvErrorText(read));
+        if (packet_->stream_index == stream_->index) break;
+        av_packet_unref(packet_.get());
+    }
+    sample.data = packet_->data;
+    sample.size = static_cast<size_t>(packet_->size);
+    sample.pts = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+    sample.keyFrame = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    return true;
+}
