@@ -94,7 +94,9 @@ ComponentResult BaseBandDecompress(BaseGlobalsPtr globals, CodecDecompressParams
     ComponentResult result = ImageCodecBeginBand(globals->target, p, &drp, 0);
 
     // A subcodec that writes past the visible picture draws into a scratch area instead,
-    // from which the visible part is copied to the host.
+    // from which the visible part is copied to the host. So does one whose destination rows
+    // are not a whole number of 32-bit pixels apart: a row length given in pixels (as the GL
+    // read-back takes it) cannot describe them.
     const int width = (*p->imageDescription)->width;
     const int height = (*p->imageDescription)->height;
     const CodecCapabilities* caps = p->capabilities;
@@ -102,7 +104,9 @@ ComponentResult BaseBandDecompress(BaseGlobalsPtr globals, CodecDecompressParams
     const int extendHeight = caps != nullptr ? std::max<int>(caps->extendHeight, 0) : 0;
     Ptr destination = drp.baseAddr;
     const int32_t destinationRowBytes = drp.rowBytes;
-    const bool useScratch = result == noErr && (extendWidth > 0 || extendHeight > 0) && width > 0 && height > 0;
+    const bool useScratch = result == noErr &&
+                            (extendWidth > 0 || extendHeight > 0 || destinationRowBytes % 4 != 0) &&
+                            width > 0 && height > 0;
     if (useScratch) {
         const size_t scratchRowBytes = static_cast<size_t>(width + extendWidth) * 4;
         const size_t needed = scratchRowBytes * static_cast<size_t>(height + extendHeight);
