@@ -130,10 +130,7 @@ KELSettingsValues Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
 
 int RunBench(const Args& args) {
     const Options options(args, {"--help"}, {"--frames", "--gl", "--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() > 1) throw UsageError("takes at most one INPUT");
     const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
     const std::string framesText = options.Value("--frames", "30");

@@ -47,10 +47,7 @@ void FillBlack(std::vector<uint8_t>& argb) {
 
 int RunDecode(const Args& args) {
     const Options options(args, {"--help", "--quiet"}, {"--gl", "--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
     const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
     const bool quiet = options.Has("--quiet");

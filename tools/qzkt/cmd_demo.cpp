@@ -36,10 +36,7 @@ const char* kDecoded = "demo_decoded.mkv";
 
 int RunDemo(const Args& args) {
     const Options options(args, {"--help", "--quiet"}, {"--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (!options.positional().empty()) throw UsageError("takes no arguments");
     const bool quiet = options.Has("--quiet");
     ApplyPrefsDir(options.Value("--prefs-dir"));

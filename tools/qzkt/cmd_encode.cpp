@@ -61,10 +61,7 @@ AVRational ParseRate(const std::string& text) {
 int RunEncode(const Args& args) {
     const Options options(args, {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet"},
                           {"--threads", "--raw", "--rate", "--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
     const std::string& output = options.positional()[1];

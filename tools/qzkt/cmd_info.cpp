@@ -32,10 +32,7 @@ const char* KindName(const FrameLayout& layout) {
 
 int RunInfo(const Args& args) {
     const Options options(args, {"--help", "--summary"}, {"--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 1) throw UsageError("give one INPUT.mov");
     ApplyPrefsDir(options.Value("--prefs-dir"));
 

@@ -50,10 +50,7 @@ bool Same(const KELSettingsValues& a, const KELSettingsValues& b) {
 
 int RunSettings(const Args& args) {
     const Options options(args, {"--help", "--show"}, {"--prefs-dir"});
-    if (options.Has("--help")) {
-        std::fputs(kHelp, stdout);
-        return kExitOK;
-    }
+    if (options.PrintedHelp(kHelp)) return kExitOK;
     if (!options.positional().empty()) throw UsageError("takes no arguments");
     ApplyPrefsDir(options.Value("--prefs-dir"));
     RegisterCodecComponents();

@@ -1,6 +1,8 @@
 // Command-line parsing.
 #include "options.h"
 
+#include <cstdio>
+
 Options::Options(const std::vector<std::string>& args, const std::set<std::string>& plainFlags,
                  const std::set<std::string>& valueFlags) {
     bool optionsEnded = false;
@@ -40,4 +42,10 @@ Options::Options(const std::vector<std::string>& args, const std::set<std::strin
 std::string Options::Value(const std::string& flag, const std::string& fallback) const {
     const auto found = values_.find(flag);
     return found == values_.end() ? fallback : found->second;
+}
+
+bool Options::PrintedHelp(const char* help) const {
+    if (!Has("--help")) return false;
+    std::fputs(help, stdout);
+    return true;
 }

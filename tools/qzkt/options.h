@@ -16,6 +16,8 @@ class Options {
             const std::set<std::string>& valueFlags);
 
     bool Has(const std::string& flag) const { return values_.count(flag) != 0; }
+    // Prints help to standard output when --help (or -h) was given, and says so.
+    bool PrintedHelp(const char* help) const;
     // The flag's value, or fallback when it was not given.
     std::string Value(const std::string& flag, const std::string& fallback = "") const;
     const std::vector<std::string>& positional() const { return positional_; }
