@@ -26,6 +26,7 @@ struct GLDecompressorResources {
     GLTexture planeTexture; // the optional second plane
     GLFBOClass framebuffer; // render target of the first frame's block-rounded size
     GLSLProgram programs[kProgramSlots];
+    unsigned char blockAlpha; // alpha byte of the frame last uploaded into blockTexture
 
     // With the context current: deletes both textures, the framebuffer's objects and all four
     // programs. Then, in every case, deletes the context.

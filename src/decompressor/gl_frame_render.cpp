@@ -48,7 +48,12 @@ void RenderFrameWithGL(GLDecompressorResources* r, const UnpackedFrame& f, void*
     // multiple of 4: byte alignment keeps GL from reading past the end of the blocks. It does
     // not affect the compressed uploads, which are sized by their block count.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    // The block texture keeps its storage while the size stays the same, but DXT1 and DXT5
+    // storage differ: a frame whose alpha byte differs from the last one's gets a new texture,
+    // or GL would refuse its blocks and show the previous frame.
+    if (r->blockTexture.name != 0 && (r->blockAlpha != 0) != (f.alpha != 0)) r->blockTexture.DeleteTexture();
     UploadBlocks(r, ext, f);
+    r->blockAlpha = f.alpha;
 
     if (f.plane != nullptr) {
         glPixelStorei(GL_UNPACK_ALIGNMENT, 1); // left at 1 afterwards
