@@ -37,7 +37,7 @@ const char* SettingsFolder() {
 void Print(const KELSettingsValues& s) {
     std::printf("alpha channel   %s\n", s.alpha ? "on (DXT5 blocks with alpha)" : "off");
     std::printf("compression     %s\n", s.noLZF ? "DXT24, no LZF" : (s.dxt24 ? "DXT24 + LZF" : "DXT1 + LZF"));
-    std::printf("DXT24 threads   setting %d\n", s.threadSetting);
+    std::printf("DXT24 threads   %s\n", DescribeThreadSetting(s.threadSetting).c_str());
     std::printf("encodes use     %s\n", DescribeSettings(s).c_str());
     std::printf("settings file   %sKELPreferences.dat\n", SettingsFolder());
 }

@@ -47,6 +47,12 @@ int ThreadSettingFor(const std::string& workers) {
     return best;
 }
 
+std::string DescribeThreadSetting(int setting) {
+    if (setting == 1) return "one thread per physical core";
+    const int workers = (setting >= 2 && setting <= 9) ? kWorkersBySetting[setting] : 1;
+    return std::to_string(workers) + (workers == 1 ? " thread" : " threads");
+}
+
 std::string DescribeSettings(const KELSettingsValues& s) {
     std::string text;
     if (s.alpha)
@@ -56,15 +62,7 @@ std::string DescribeSettings(const KELSettingsValues& s) {
     else
         text = "DXT1 blocks";
     text += s.noLZF ? ", no LZF" : ", LZF";
-    if (!s.alpha && s.dxt24) {
-        const int setting = s.threadSetting;
-        if (setting == 1)
-            text += ", one thread per physical core";
-        else {
-            const int workers = (setting >= 2 && setting <= 9) ? kWorkersBySetting[setting] : 1;
-            text += ", " + std::to_string(workers) + (workers == 1 ? " thread" : " threads");
-        }
-    }
+    if (!s.alpha && s.dxt24) text += ", " + DescribeThreadSetting(s.threadSetting);
     return text;
 }
 

@@ -32,6 +32,9 @@ KELSettingsValues ResolveSettings(const SettingsChoice& choice);
 // physical core. Throws UsageError for anything else.
 int ThreadSettingFor(const std::string& workers);
 
+// "1 thread", "4 threads", "one thread per physical core" for a thread setting.
+std::string DescribeThreadSetting(int threadSetting);
+
 // "DXT24 blocks, LZF, 1 thread" and the like.
 std::string DescribeSettings(const KELSettingsValues& settings);
 
