@@ -76,6 +76,8 @@ int RunInfo(const Args& args) {
                     ratio, KindName(layout), h.alpha, h.packing == 1 ? "LZF" : "raw", layout.payloadSize,
                     h.headerSize, h.version, h.blockColourPlane);
     }
+    // A track whose sample tables were lost (a file cut short in its index) lists no samples.
+    if (frames == 0) throw ToolError(path + " has no frames in its QZKT track");
 
     if (summary) {
         std::printf("frames      %" PRId64 " (DXT1 %" PRId64 ", DXT5 %" PRId64 ", DXT24 %" PRId64
