@@ -1,6 +1,7 @@
 // What the decompressor passes to its base decompressor. A recording stand-in is registered as
 // 'imdc'/'base' before anything registers the real one, so the decompressor opens and targets
-// it; its answers are distinctive, so a call that reached it shows in the result as well.
+// it; its answers are distinctive, so a call that reached it shows in the result as well. Before
+// the stand-in is registered, opening the decompressor fails cleanly.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -35,12 +36,16 @@ ComponentResult StandInBase(ComponentParameters* params, Handle) {
 } // namespace
 
 TEST(DecompressorDelegation, UnservedSelectorsReachTheBaseDecompressor) {
+    // Without any base decompressor the decompressor does not open, and leaves nothing open.
+    const Component decompressorComponent = ZQN_CodecRegister();
+    ComponentInstance decompressor = nullptr;
+    EXPECT_EQ(OpenADefaultComponent(decompressorComponentType, kKELCodecType, &decompressor),
+              invalidComponentID);
+    EXPECT_EQ(CountComponentInstances(decompressorComponent), 0);
+
     ComponentDescription description = {decompressorComponentType, kBaseCodecSubType, FourCC("appl"), 0, 0};
     const Component standIn = RegisterComponentWithResources(&description, StandInBase, "stand-in", nullptr);
     ASSERT_NE(standIn, nullptr);
-    ZQN_CodecRegister();
-
-    ComponentInstance decompressor = nullptr;
     ASSERT_EQ(OpenADefaultComponent(decompressorComponentType, kKELCodecType, &decompressor), noErr);
     EXPECT_EQ(gReached, (std::vector<int16_t>{kComponentOpenSelector, kComponentTargetSelector}));
     EXPECT_EQ(gStandInTarget, decompressor);
