@@ -23,11 +23,21 @@ struct AvCodecContextFree {
 struct SwsContextFree {
     void operator()(SwsContext* s) const { sws_freeContext(s); }
 };
+// Demuxing contexts come from avformat_open_input, muxing ones from
+// avformat_alloc_output_context2; each kind has its own way out.
+struct AvInputClose {
+    void operator()(AVFormatContext* f) const { avformat_close_input(&f); }
+};
+struct AvOutputFree {
+    void operator()(AVFormatContext* f) const { avformat_free_context(f); }
+};
 
 using AvFramePtr = std::unique_ptr<AVFrame, AvFrameFree>;
 using AvPacketPtr = std::unique_ptr<AVPacket, AvPacketFree>;
 using AvCodecContextPtr = std::unique_ptr<AVCodecContext, AvCodecContextFree>;
 using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextFree>;
+using AvInputPtr = std::unique_ptr<AVFormatContext, AvInputClose>;
+using AvOutputPtr = std::unique_ptr<AVFormatContext, AvOutputFree>;
 
 AvFramePtr NewFrame();
 AvPacketPtr NewPacket();

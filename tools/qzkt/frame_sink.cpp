@@ -216,8 +216,10 @@ class VideoSink : public FrameSink {
         if (codec == nullptr)
             throw ToolError(std::string("the ") + container->name + " container takes no lossless video codec; use .mkv");
 
-        if (avformat_alloc_output_context2(&format_, container, nullptr, nullptr) < 0 || format_ == nullptr)
+        AVFormatContext* format = nullptr;
+        if (avformat_alloc_output_context2(&format, container, nullptr, nullptr) < 0 || format == nullptr)
             throw ToolError("out of memory");
+        format_.reset(format);
         file_ = std::make_unique<AtomicOutputFile>(output);
         io_ = std::make_unique<FdOutputIO>(file_->fd());
         format_->pb = io_->get();
@@ -225,18 +227,14 @@ class VideoSink : public FrameSink {
 
         encoder_ = std::make_unique<PictureEncoder>(codec, width, height, timeBase, frameRate,
                                                     (container->flags & AVFMT_GLOBALHEADER) != 0);
-        stream_ = avformat_new_stream(format_, nullptr);
+        stream_ = avformat_new_stream(format_.get(), nullptr);
         if (stream_ == nullptr) throw ToolError("out of memory");
         stream_->time_base = timeBase;
         stream_->avg_frame_rate = frameRate;
         if (avcodec_parameters_from_context(stream_->codecpar, encoder_->context()) < 0) throw ToolError("out of memory");
-        const int written = avformat_write_header(format_, nullptr);
+        const int written = avformat_write_header(format_.get(), nullptr);
         if (written < 0) throw ToolError("cannot write " + output + ": " + AvErrorText(written));
         description_ = std::string(codec->name) + " video in " + container->name + " to " + output;
-    }
-
-    ~VideoSink() override {
-        if (format_ != nullptr) avformat_free_context(format_);
     }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t pts) override {
@@ -245,7 +243,7 @@ class VideoSink : public FrameSink {
 
     void Finish() override {
         encoder_->Encode(nullptr, 0, 0, [&](AVPacket* packet) { Mux(packet); });
-        const int finished = av_write_trailer(format_);
+        const int finished = av_write_trailer(format_.get());
         avio_flush(format_->pb);
         if (finished < 0 || format_->pb->error < 0)
             throw ToolError("cannot write " + path_ + ": " + AvErrorText(finished < 0 ? finished : format_->pb->error));
@@ -258,15 +256,15 @@ class VideoSink : public FrameSink {
     void Mux(AVPacket* packet) {
         packet->stream_index = stream_->index;
         av_packet_rescale_ts(packet, encoder_->context()->time_base, stream_->time_base);
-        const int written = av_interleaved_write_frame(format_, packet);
+        const int written = av_interleaved_write_frame(format_.get(), packet);
         if (written < 0) throw ToolError("cannot write " + path_ + ": " + AvErrorText(written));
     }
 
     std::string path_;
-    AVFormatContext* format_ = nullptr;
     std::unique_ptr<AtomicOutputFile> file_;
     std::unique_ptr<FdOutputIO> io_;
     std::unique_ptr<PictureEncoder> encoder_;
+    AvOutputPtr format_; // freed before the encoder, io_ and file_
     AVStream* stream_ = nullptr;
     std::string description_;
 };

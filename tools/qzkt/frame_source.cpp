@@ -67,10 +67,6 @@ class MediaSource : public FrameSource {
     }
 
   private:
-    struct FormatClose {
-        void operator()(AVFormatContext* f) const { avformat_close_input(&f); }
-    };
-
     // Hands the decoder the next packet of our stream, or the end-of-stream signal.
     void Feed() {
         for (;;) {
@@ -117,7 +113,7 @@ class MediaSource : public FrameSource {
     }
 
     std::string path_;
-    std::unique_ptr<AVFormatContext, FormatClose> format_;
+    AvInputPtr format_;
     AVStream* stream_ = nullptr;
     AvCodecContextPtr decoder_;
     AvFramePtr frame_ = NewFrame();

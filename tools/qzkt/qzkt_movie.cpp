@@ -8,12 +8,14 @@
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
                                  AVRational frameRate)
     : path_(path), file_(path), io_(file_.fd()), timeBase_(timeBase) {
-    if (avformat_alloc_output_context2(&format_, nullptr, "mov", nullptr) < 0 || format_ == nullptr)
+    AVFormatContext* format = nullptr;
+    if (avformat_alloc_output_context2(&format, nullptr, "mov", nullptr) < 0 || format == nullptr)
         throw ToolError("out of memory");
+    format_.reset(format);
     format_->pb = io_.get();
     format_->flags |= AVFMT_FLAG_CUSTOM_IO;
 
-    stream_ = avformat_new_stream(format_, nullptr);
+    stream_ = avformat_new_stream(format_.get(), nullptr);
     if (stream_ == nullptr) throw ToolError("out of memory");
     // The QuickTime muxer takes any four-character code for a codec it does not know.
     stream_->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
@@ -27,12 +29,8 @@ QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height,
     frameDuration_ = av_rescale_q(1, av_inv_q(frameRate), timeBase);
     if (frameDuration_ < 1) frameDuration_ = 1;
 
-    const int written = avformat_write_header(format_, nullptr);
+    const int written = avformat_write_header(format_.get(), nullptr);
     if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
-}
-
-QZKTMovieWriter::~QZKTMovieWriter() {
-    if (format_ != nullptr) avformat_free_context(format_);
 }
 
 void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) {
@@ -45,13 +43,13 @@ void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) 
     packet->stream_index = stream_->index;
     // The muxer may have chosen its own track time base.
     av_packet_rescale_ts(packet, timeBase_, stream_->time_base);
-    const int written = av_write_frame(format_, packet);
+    const int written = av_write_frame(format_.get(), packet);
     av_packet_unref(packet);
     if (written < 0) throw ToolError("cannot write " + path_ + ": " + AvErrorText(written));
 }
 
 void QZKTMovieWriter::Finish() {
-    const int finished = av_write_trailer(format_);
+    const int finished = av_write_trailer(format_.get());
     avio_flush(format_->pb);
     if (finished < 0 || format_->pb->error < 0)
         throw ToolError("cannot write " + path_ + ": " + AvErrorText(finished < 0 ? finished : format_->pb->error));
@@ -59,14 +57,16 @@ void QZKTMovieWriter::Finish() {
 }
 
 QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
-    const int opened = avformat_open_input(&format_, path.c_str(), nullptr, nullptr);
+    AVFormatContext* format = nullptr;
+    const int opened = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
     if (opened < 0) {
         if (opened == AVERROR(ENOENT)) throw ToolError("cannot open " + path + ": " + AvErrorText(opened));
         throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(opened) + ")");
     }
+    format_.reset(format);
     if (std::strstr(format_->iformat->name, "mov") == nullptr)
         throw ToolError(path + " is not a QuickTime movie");
-    const int found = avformat_find_stream_info(format_, nullptr);
+    const int found = avformat_find_stream_info(format_.get(), nullptr);
     if (found < 0) throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(found) + ")");
 
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
@@ -86,19 +86,15 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
         throw ToolError(path + " has a QZKT track of unusable size " + std::to_string(width_) + "x" +
                         std::to_string(height_));
     timeBase_ = stream_->time_base;
-    const AVRational rate = av_guess_frame_rate(format_, stream_, nullptr);
+    const AVRational rate = av_guess_frame_rate(format_.get(), stream_, nullptr);
     if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
     frameCount_ = stream_->nb_frames;
-}
-
-QZKTMovieReader::~QZKTMovieReader() {
-    if (format_ != nullptr) avformat_close_input(&format_);
 }
 
 bool QZKTMovieReader::Next(QZKTSample& sample) {
     av_packet_unref(packet_.get());
     for (;;) {
-        const int read = av_read_frame(format_, packet_.get());
+        const int read = av_read_frame(format_.get(), packet_.get());
         if (read == AVERROR_EOF) return false;
         if (read < 0) throw ToolError("cannot read " + path_ + ": " + AvErrorText(read));
         if (packet_->stream_index == stream_->index) break;

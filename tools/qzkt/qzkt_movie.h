@@ -21,7 +21,6 @@ class QZKTMovieWriter {
   public:
     // Throws ToolError when the file cannot be created.
     QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase, AVRational frameRate);
-    ~QZKTMovieWriter();
 
     // Appends one encoded frame shown at pts (in timeBase units, increasing).
     void WriteFrame(const uint8_t* data, size_t size, int64_t pts);
@@ -33,7 +32,7 @@ class QZKTMovieWriter {
     std::string path_;
     AtomicOutputFile file_;
     FdOutputIO io_;
-    AVFormatContext* format_ = nullptr;
+    AvOutputPtr format_; // freed before io_ and file_
     AVStream* stream_ = nullptr;
     AVRational timeBase_;
     int64_t frameDuration_ = 1;
@@ -52,7 +51,6 @@ class QZKTMovieReader {
   public:
     // Throws ToolError when path is missing, is not a QuickTime movie, or has no QZKT track.
     explicit QZKTMovieReader(const std::string& path);
-    ~QZKTMovieReader();
 
     int width() const { return width_; }
     int height() const { return height_; }
@@ -65,7 +63,7 @@ class QZKTMovieReader {
 
   private:
     std::string path_;
-    AVFormatContext* format_ = nullptr;
+    AvInputPtr format_;
     AVStream* stream_ = nullptr;
     AvPacketPtr packet_ = NewPacket();
     int width_ = 0, height_ = 0;
