@@ -1,0 +1,123 @@
+// Round trips through the built tool: raw ARGB (from a file and from standard input) and a
+// PNG sequence in, every block kind, each movie checked with ffprobe and sample by sample,
+// and raw ARGB (to a file and to standard output), PNG images and lossless video out.
+#include <cstring>
+#include <lzf.h>
+#include <unistd.h>
+
+#include "qzkt_movie.h"
+#include "reference_frames.h"
+#include "stream/kel_header.h"
+#include "tool_fixture.h"
+
+namespace {
+
+const int kWidth = 70, kHeight = 38, kFrames = 3; // partial blocks at the right and bottom
+const char* kSize = "70x38";
+
+struct Encoding {
+    std::string name;
+    std::vector<std::string> options;
+    BlockKind kind;
+    bool lzf;
+    int tolerance; // per channel against the reference decode: DXT24 is exact
+};
+
+// Each sample's header, and its blocks unpacked, against the reference blocks of its frame.
+void ExpectSamples(const std::string& movie, const Encoding& e, const std::vector<Bytes>& blocks) {
+    QZKTMovieReader reader(movie);
+    QZKTSample sample;
+    for (const Bytes& expected : blocks) {
+        ASSERT_TRUE(reader.Next(sample));
+        ASSERT_GE(sample.size, kKELHeaderSize);
+        const KELHeader h = ReadKELHeader(sample.data);
+        EXPECT_EQ(h.blockKind, e.kind == BlockKind::kDXT24 ? 1 : 0);
+        EXPECT_EQ(h.alpha, e.kind == BlockKind::kDXT5 ? 1 : 0);
+        EXPECT_EQ(h.packing, e.lzf ? kKELPackingLZF : 0);
+        ASSERT_EQ(sample.size, h.headerSize + h.storedSize);
+        Bytes unpacked(expected.size());
+        if (e.lzf)
+            lzf_decompress(sample.data + h.headerSize, h.storedSize, unpacked.data(), unpacked.size());
+        else if (h.storedSize == unpacked.size())
+            std::memcpy(unpacked.data(), sample.data + h.headerSize, unpacked.size());
+        EXPECT_TRUE(unpacked == expected);
+    }
+}
+
+} // namespace
+
+TEST_F(ToolTest, EncodesEachBlockKindAndDecodesToTheCodecsPictures) {
+    Bytes clip;
+    for (int i = 0; i < kFrames; ++i) {
+        const Bytes frame = ClipFrame(kWidth, kHeight, i);
+        clip.insert(clip.end(), frame.begin(), frame.end());
+    }
+    WriteFile(Path("clip.argb"), clip);
+    const std::vector<Encoding> encodings = {
+        {"dxt24", {}, BlockKind::kDXT24, true, 0},
+        {"dxt24-raw", {"--no-lzf", "--threads", "4"}, BlockKind::kDXT24, false, 0},
+        {"dxt1", {"--dxt1"}, BlockKind::kDXT1, true, 2},
+        {"dxt5", {"--alpha"}, BlockKind::kDXT5, true, 2},
+    };
+    for (const Encoding& e : encodings) {
+        SCOPED_TRACE(e.name);
+        const bool fromStdin = &e == &encodings[0];
+        std::vector<std::string> args = {"qzkt", "encode", prefsArg_, "--raw", kSize, "--rate", "12"};
+        args.insert(args.end(), e.options.begin(), e.options.end());
+        args.insert(args.end(), {fromStdin ? "-" : "clip.argb", e.name + ".mov"});
+        const RunResult encoded = Run(args, fromStdin ? "clip.argb" : "");
+        ASSERT_EQ(encoded.status, 0) << encoded.err;
+        EXPECT_EQ(encoded.err, "") << "quiet when standard error is not a terminal";
+        ExpectQZKTMovie(e.name + ".mov", kWidth, kHeight, kFrames, "12/1");
+
+        std::vector<Bytes> blocks;
+        Bytes pictures;
+        for (size_t at = 0; at < clip.size(); at += kWidth * kHeight * 4) {
+            const Bytes frame(clip.begin() + at, clip.begin() + at + kWidth * kHeight * 4);
+            blocks.push_back(ReferenceBlocks(e.kind, frame, kWidth, kHeight));
+            const Bytes picture = DecodeBlocks(e.kind, blocks.back(), kWidth, kHeight);
+            pictures.insert(pictures.end(), picture.begin(), picture.end());
+        }
+        ExpectSamples(Path(e.name + ".mov"), e, blocks);
+
+        // At most a note that Mesa's software renderer decodes the DXT1/DXT5 frames.
+        const RunResult decoded = Run({"qzkt", "decode", e.name + ".mov", e.name + ".argb"});
+        ASSERT_EQ(decoded.status, 0) << decoded.err;
+        EXPECT_LE(decoded.ErrLines(), e.kind == BlockKind::kDXT24 ? 0 : 1) << decoded.err;
+        const Bytes decodedFrames = ReadFile(Path(e.name + ".argb"));
+        EXPECT_LE(MaxDifference(decodedFrames, pictures), e.tolerance);
+
+        const RunResult piped =
+            Run({"qzkt", "decode", "--gl", "software", e.name + ".mov", "-"}, "", "out.argb");
+        EXPECT_EQ(piped.status, 0);
+        EXPECT_EQ(piped.err, "");
+        EXPECT_TRUE(ReadFile(Path("out.argb")) == decodedFrames) << "the same frames on standard output";
+    }
+
+    // The same clip as PNG images (lossless) gives the same pictures at the images' rate.
+    MustRun({"ffmpeg", "-v", "error", "-f", "rawvideo", "-pix_fmt", "argb", "-s", kSize, "-i", "clip.argb",
+             "in_%03d.png"});
+    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "in_%03d.png", "png.mov"});
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    ExpectQZKTMovie("png.mov", kWidth, kHeight, kFrames, "25/1");
+    ASSERT_EQ(Run({"qzkt", "decode", "png.mov", "png.argb"}).status, 0);
+    EXPECT_TRUE(ReadFile(Path("png.argb")) == ReadFile(Path("dxt24.argb")));
+
+    // PNG images and FFV1 video hold the same pixels, as FFmpeg reads them back.
+    for (const char* output : {"out_%04d.png", "out.mkv"}) {
+        const RunResult decoded = Run({"qzkt", "decode", "dxt5.mov", output});
+        ASSERT_EQ(decoded.status, 0) << decoded.err;
+        MustRun({"ffmpeg", "-v", "error", "-i", output, "-f", "rawvideo", "-pix_fmt", "argb", "back.argb"});
+        EXPECT_TRUE(ReadFile(Path("back.argb")) == ReadFile(Path("dxt5.argb"))) << output;
+        unlink(Path("back.argb").c_str());
+    }
+}
+
+TEST_F(ToolTest, DemoWritesItsMovieAndDecodedVideo) {
+    const RunResult demo = Run({"qzkt", "demo", "--quiet", prefsArg_}, "", "demo.txt");
+    ASSERT_EQ(demo.status, 0) << demo.err;
+    ExpectQZKTMovie("demo.mov", 1280, 720, 48, "24/1");
+    EXPECT_EQ(access(Path("demo_decoded.mkv").c_str(), F_OK), 0);
+    const Bytes report = ReadFile(Path("demo.txt"));
+    EXPECT_NE(std::string(report.begin(), report.end()).find("PSNR"), std::string::npos);
+}

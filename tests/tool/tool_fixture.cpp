@@ -1,0 +1,121 @@
+// Running the tool and FFmpeg's programs as child processes.
+#include "tool_fixture.h"
+
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+void ToolTest::SetUp() {
+    char pattern[] = "/tmp/qzkt-tool-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    root_ = pattern;
+    dir_ = root_ + "/work";
+    ASSERT_EQ(mkdir(dir_.c_str(), 0755), 0);
+    prefsArg_ = "--prefs-dir=" + root_ + "/prefs";
+}
+
+void ToolTest::TearDown() {
+    std::string leftOver; // glibc keeps semaphore NAME as /dev/shm/sem.NAME
+    DIR* shm = opendir("/dev/shm");
+    while (const dirent* entry = shm != nullptr ? readdir(shm) : nullptr)
+        for (pid_t pid : toolPids_)
+            if (std::string(entry->d_name).rfind("sem.kelstart_" + std::to_string(pid) + "_", 0) == 0)
+                leftOver += std::string(" ") + entry->d_name;
+    if (shm != nullptr) closedir(shm);
+    EXPECT_EQ(leftOver, "") << "semaphore names the tool left behind";
+    std::system(("rm -rf '" + root_ + "'").c_str());
+}
+
+pid_t ToolTest::Spawn(std::vector<std::string> args, int stdinFd, const std::string& stdoutName) {
+    const bool tool = args[0] == "qzkt";
+    if (tool) args[0] = QZKT_TOOL;
+    std::vector<char*> argv;
+    for (std::string& arg : args)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (stdinFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, stdinFd, 0);
+    else
+        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    const std::string out = stdoutName.empty() ? "/dev/null" : Path(stdoutName), err = root_ + "/stderr";
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addchdir_np(&actions, dir_.c_str());
+    pid_t pid = -1;
+    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0) << argv[0];
+    posix_spawn_file_actions_destroy(&actions);
+    if (tool && pid > 0) toolPids_.push_back(pid);
+    return pid;
+}
+
+RunResult ToolTest::Wait(pid_t pid) {
+    RunResult result;
+    int status = 0;
+    if (pid <= 0 || waitpid(pid, &status, 0) != pid) return result;
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    const Bytes err = ReadFile(root_ + "/stderr");
+    result.err.assign(err.begin(), err.end());
+    return result;
+}
+
+RunResult ToolTest::Run(const std::vector<std::string>& args, const std::string& stdinName,
+                        const std::string& stdoutName) {
+    const int in = stdinName.empty() ? -1 : open(Path(stdinName).c_str(), O_RDONLY | O_CLOEXEC);
+    const RunResult result = Wait(Spawn(args, in, stdoutName));
+    if (in >= 0) close(in);
+    return result;
+}
+
+void ToolTest::MustRun(const std::vector<std::string>& args, const std::string& stdoutName) {
+    const RunResult result = Run(args, "", stdoutName);
+    ASSERT_EQ(result.status, 0) << args[0] << ": " << result.err;
+}
+
+std::vector<std::string> ToolTest::FolderListing() const {
+    std::vector<std::string> names;
+    DIR* dir = opendir(dir_.c_str());
+    while (const dirent* entry = dir != nullptr ? readdir(dir) : nullptr)
+        if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
+            names.push_back(entry->d_name);
+    if (dir != nullptr) closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void ToolTest::ExpectQZKTMovie(const std::string& movie, int width, int height, int frames,
+                               const std::string& rate) {
+    MustRun({"ffprobe", "-v", "error", "-of", "default=nw=1", "-show_entries",
+             "format=nb_streams:format_tags=major_brand:stream=codec_type,codec_tag_string,width,height,"
+             "r_frame_rate,nb_frames:packet=flags",
+             movie},
+            "probe.txt");
+    std::string expected;
+    for (int i = 0; i < frames; ++i)
+        expected += "flags=K_\n";
+    expected += "codec_type=video\ncodec_tag_string=QZKT\nwidth=" + std::to_string(width) +
+                "\nheight=" + std::to_string(height) + "\nr_frame_rate=" + rate +
+                "\nnb_frames=" + std::to_string(frames) + "\nnb_streams=1\nTAG:major_brand=qt  \n";
+    const Bytes probed = ReadFile(Path("probe.txt"));
+    EXPECT_EQ(std::string(probed.begin(), probed.end()), expected) << movie;
+    unlink(Path("probe.txt").c_str());
+}
+
+Bytes ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteFile(const std::string& path, const Bytes& bytes) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}

@@ -1,0 +1,52 @@
+// Shared set-up of the end-to-end suites: a fresh folder per test, and the built qzkt tool
+// (and FFmpeg's programs) run as child processes in it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+
+struct RunResult {
+    int status = -1; // the exit status, or 128 + the signal that ended the process
+    std::string err; // standard error
+    long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
+};
+
+class ToolTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    // Fails when a tool run left its semaphore names in /dev/shm; removes the folder.
+    void TearDown() override;
+
+    std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+
+    // Starts a program in the test's folder; "qzkt" is the built tool. Standard input is
+    // stdinFd (or /dev/null), standard output the file stdoutName (or /dev/null).
+    pid_t Spawn(std::vector<std::string> args, int stdinFd = -1, const std::string& stdoutName = "");
+    RunResult Wait(pid_t pid);
+    RunResult Run(const std::vector<std::string>& args, const std::string& stdinName = "",
+                  const std::string& stdoutName = "");
+    // Runs ffmpeg or ffprobe; fails the test unless it succeeds.
+    void MustRun(const std::vector<std::string>& args, const std::string& stdoutName = "");
+
+    std::vector<std::string> FolderListing() const;
+
+    // What ffprobe must see in every movie the tool writes: a QuickTime movie with one
+    // video track tagged 'QZKT' of this size, frame count and rate, every sample a key frame.
+    void ExpectQZKTMovie(const std::string& movie, int width, int height, int frames,
+                         const std::string& rate);
+
+    std::string root_;     // dir_, the standard error file and the settings folder
+    std::string dir_;      // where the programs run and write
+    std::string prefsArg_; // an empty settings folder, so the default settings apply
+    std::vector<pid_t> toolPids_;
+};
+
+Bytes ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const Bytes& bytes);
