@@ -211,4 +211,19 @@ TEST_F(ToolTest, InterruptedRunsLeaveNothingBehind) {
             close(pipeFds[1]);
             EXPECT_EQ(FolderListing(), inputs) << args[1] << " ended by signal " << signal;
         }
+
+    // An image sequence interrupted after some of its images were written removes them.
+    int pipeFds[2];
+    ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
+    const pid_t pid = Spawn({"qzkt", "decode", "/dev/stdin", "seq_%03d.png"}, pipeFds[0]);
+    close(pipeFds[0]);
+    EXPECT_EQ(write(pipeFds[1], streamed.data(), streamed.size() - 300),
+              static_cast<ssize_t>(streamed.size() - 300));
+    for (int tries = 0; tries < 3000 && access(Path("seq_001.png").c_str(), F_OK) != 0; ++tries)
+        usleep(10000);
+    ASSERT_EQ(access(Path("seq_001.png").c_str(), F_OK), 0);
+    kill(pid, SIGINT);
+    EXPECT_EQ(Wait(pid).status, 128 + SIGINT);
+    close(pipeFds[1]);
+    EXPECT_EQ(FolderListing(), inputs) << "image sequence ended by SIGINT";
 }

@@ -1,15 +1,14 @@
 // Complete-or-nothing output files: an unnamed temporary file linked into place on success.
 #include "atomic_output_file.h"
 
-#include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "interrupt_cleanup.h"
 #include "tool_error.h"
 
 namespace {
@@ -25,26 +24,6 @@ std::string NameOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
-
-// Named temporaries that a signal handler must remove. Only one output is written at a
-// time, so one slot suffices; the path lives in a fixed buffer the handler can read.
-char pendingPath[4096];
-std::atomic<bool> pendingSet{false};
-
-void RemovePendingAndReraise(int signal) {
-    if (pendingSet.load()) unlink(pendingPath);
-    std::signal(signal, SIG_DFL);
-    raise(signal);
-}
-
-void RegisterPending(const std::string& path) {
-    if (path.size() >= sizeof pendingPath) return;
-    std::memcpy(pendingPath, path.c_str(), path.size() + 1);
-    pendingSet.store(true);
-    for (int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, RemovePendingAndReraise);
-}
-
-void ClearPending() { pendingSet.store(false); }
 
 std::string UniqueTempPath(const std::string& path) {
     static int counter = 0;
@@ -76,7 +55,7 @@ AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
         tempPath_.clear();
         throw ToolError("cannot write to folder " + folder + ": " + SystemErrorText(error));
     }
-    RegisterPending(tempPath_);
+    RegisterTemporaryFile(tempPath_);
 }
 
 AtomicOutputFile::~AtomicOutputFile() {
@@ -88,7 +67,7 @@ void AtomicOutputFile::Discard() {
     fd_ = -1;
     if (!tempPath_.empty()) {
         unlink(tempPath_.c_str());
-        ClearPending();
+        ForgetTemporaryFile();
         tempPath_.clear();
     }
 }
@@ -115,11 +94,11 @@ void AtomicOutputFile::Commit() {
         if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, named.c_str(), AT_SYMLINK_FOLLOW) != 0)
             throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
         tempPath_ = named;
-        RegisterPending(tempPath_);
+        RegisterTemporaryFile(tempPath_);
     }
     if (rename(tempPath_.c_str(), path_.c_str()) != 0)
         throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
-    ClearPending();
+    ForgetTemporaryFile();
     tempPath_.clear();
     close(fd_);
     fd_ = -1;

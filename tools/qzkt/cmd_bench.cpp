@@ -20,19 +20,18 @@
 
 namespace {
 
-const char* kHelp =
-    "usage: qzkt bench [OPTIONS] [INPUT]\n"
-    "\n"
-    "Encodes and decodes the same frames with DXT1, DXT5 and DXT24 blocks (DXT24 at each\n"
-    "thread count, and once without LZF) and prints size per frame, compression ratio\n"
-    "against 32-bit ARGB, PSNR, and encode and decode frames per second, with a memcpy of\n"
-    "one frame as the baseline. The frames are the built-in 1920x1080 clip, or the first\n"
-    "frames of INPUT (anything FFmpeg reads). Each configuration runs in a process of its\n"
-    "own, since the DXT24 worker pool keeps the size it starts with.\n"
-    "\n"
-    "  --frames N       how many frames (default 30)\n"
-    "  --gl MODE        renderer for DXT1/DXT5 decoding: auto, hardware, software\n"
-    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
+const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
+                    "\n"
+                    "Encodes and decodes the same frames with DXT1, DXT5 and DXT24 blocks (DXT24 at each\n"
+                    "thread count, and once without LZF) and prints size per frame, compression ratio\n"
+                    "against 32-bit ARGB, PSNR, and encode and decode frames per second, with a memcpy of\n"
+                    "one frame as the baseline. The frames are the built-in 1920x1080 clip, or the first\n"
+                    "frames of INPUT (anything FFmpeg reads). Each configuration runs in a process of its\n"
+                    "own, since the DXT24 worker pool keeps the size it starts with.\n"
+                    "\n"
+                    "  --frames N       how many frames (default 30)\n"
+                    "  --gl MODE        renderer for DXT1/DXT5 decoding: auto, hardware, software\n"
+                    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
 struct Config {
     const char* blocks;
@@ -58,20 +57,25 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
         FrameEncoder encoder(width, height, &config.settings);
         std::vector<std::vector<uint8_t>> encoded;
         KELTimer timer;
-        for (const std::vector<uint8_t>& frame : frames) encoded.push_back(encoder.Encode(frame.data(), width * 4));
+        for (const std::vector<uint8_t>& frame : frames)
+            encoded.push_back(encoder.Encode(frame.data(), width * 4));
         result.encodeSeconds = timer.GetElapsedTime();
 
         if (config.settings.alpha || !config.settings.dxt24)
-            result.softwareRenderer = !PrepareRenderer(renderer).empty() || renderer == RendererChoice::kSoftware;
+            result.softwareRenderer =
+                !PrepareRenderer(renderer).empty() || renderer == RendererChoice::kSoftware;
         FrameDecoder decoder(width, height);
         std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);
-        decoder.Decode(encoded[0].data(), encoded[0].size(), picture.data(), width * 4); // warm-up: GL context
+        decoder.Decode(encoded[0].data(), encoded[0].size(), picture.data(),
+                       width * 4); // warm-up: GL context
         timer.ResetTimer();
-        for (size_t i = 0; i < encoded.size(); ++i) decoder.Decode(encoded[i].data(), encoded[i].size(), picture.data(), width * 4);
+        for (size_t i = 0; i < encoded.size(); ++i)
+            decoder.Decode(encoded[i].data(), encoded[i].size(), picture.data(), width * 4);
         result.decodeSeconds = timer.GetElapsedTime();
         for (size_t i = 0; i < encoded.size(); ++i) {
             decoder.Decode(encoded[i].data(), encoded[i].size(), picture.data(), width * 4);
-            result.psnrSum += PSNRofARGB(frames[i].data(), width * 4, picture.data(), width * 4, width, height);
+            result.psnrSum +=
+                PSNRofARGB(frames[i].data(), width * 4, picture.data(), width * 4, width, height);
             result.bytes += static_cast<double>(encoded[i].size());
         }
         result.ok = 1;
@@ -81,8 +85,8 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
     return result;
 }
 
-Result MeasureInChild(const Config& config, const std::vector<std::vector<uint8_t>>& frames, int width, int height,
-                      RendererChoice renderer) {
+Result MeasureInChild(const Config& config, const std::vector<std::vector<uint8_t>>& frames, int width,
+                      int height, RendererChoice renderer) {
     int channel[2];
     if (pipe(channel) != 0) throw ToolError("cannot start a measuring process");
     std::fflush(nullptr);
@@ -92,7 +96,8 @@ Result MeasureInChild(const Config& config, const std::vector<std::vector<uint8_
         close(channel[0]);
         const Result result = Measure(config, frames, width, height, renderer);
         const ssize_t written = write(channel[1], &result, sizeof result);
-        std::exit(written == static_cast<ssize_t>(sizeof result) ? 0 : 1); // exit: stops the worker pool cleanly
+        std::exit(written == static_cast<ssize_t>(sizeof result) ? 0
+                                                                 : 1); // exit: stops the worker pool cleanly
     }
     close(channel[1]);
     Result result{};
@@ -145,7 +150,8 @@ int RunBench(const Args& args) {
     std::string what = "the built-in clip";
     if (options.positional().empty()) {
         const Clip clip{width, height, wanted, 30};
-        for (int i = 0; i < wanted; ++i) frames.push_back(clip.Frame(i));
+        for (int i = 0; i < wanted; ++i)
+            frames.push_back(clip.Frame(i));
     } else {
         what = options.positional()[0];
         std::unique_ptr<FrameSource> source = OpenMediaSource(what);
@@ -155,7 +161,8 @@ int RunBench(const Args& args) {
         while (static_cast<int>(frames.size()) < wanted && source->Next(frame)) {
             std::vector<uint8_t> copy(static_cast<size_t>(width) * height * 4);
             for (int y = 0; y < height; ++y)
-                std::memcpy(&copy[static_cast<size_t>(y) * width * 4], frame.data + static_cast<long>(y) * frame.rowBytes,
+                std::memcpy(&copy[static_cast<size_t>(y) * width * 4],
+                            frame.data + static_cast<long>(y) * frame.rowBytes,
                             static_cast<size_t>(width) * 4);
             frames.push_back(std::move(copy));
         }
@@ -164,7 +171,8 @@ int RunBench(const Args& args) {
 
     int physicalCores = 0;
     size_t length = sizeof physicalCores;
-    if (sysctlbyname("hw.physicalcpu", &physicalCores, &length, nullptr, 0) != 0 || physicalCores < 1) physicalCores = 1;
+    if (sysctlbyname("hw.physicalcpu", &physicalCores, &length, nullptr, 0) != 0 || physicalCores < 1)
+        physicalCores = 1;
     const int logical = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 
     std::vector<Config> configs = {{"DXT1", Settings(0, 0, 0, 2), 1}, {"DXT5", Settings(1, 0, 0, 2), 1}};
@@ -174,18 +182,19 @@ int RunBench(const Args& args) {
     for (int setting : {2, 3, 4, 6, 8, 9, 1}) {
         const int workers = workersBySetting[setting];
         if (workers > std::max(2, 2 * logical)) continue;
-        if (setting == 1 && (workers == 1 || workers == 2 || workers == 4 || workers == 8 || workers == 24)) continue;
+        if (setting == 1 && (workers == 1 || workers == 2 || workers == 4 || workers == 8 || workers == 24))
+            continue;
         configs.push_back({"DXT24", Settings(0, 1, 0, setting), workers});
     }
     configs.push_back({"DXT24", Settings(0, 1, 1, 2), 1});
 
     const double frameBytes = 4.0 * width * height;
     const double copySeconds = MemcpySeconds(frames[0]);
-    std::printf("qzkt bench: %zu frames of %dx%d from %s; %d physical cores, %d logical\n", frames.size(), width, height,
-                what.c_str(), physicalCores, logical);
+    std::printf("qzkt bench: %zu frames of %dx%d from %s; %d physical cores, %d logical\n", frames.size(),
+                width, height, what.c_str(), physicalCores, logical);
     std::printf("baseline: memcpy of one frame %.3f ms (%.0f fps)\n\n", copySeconds * 1e3, 1.0 / copySeconds);
-    std::printf("%-6s %-4s %7s  %11s %7s %8s  %10s %10s %11s\n", "blocks", "LZF", "threads", "bytes/frame", "ratio",
-                "PSNR", "encode fps", "decode fps", "decode/copy");
+    std::printf("%-6s %-4s %7s  %11s %7s %8s  %10s %10s %11s\n", "blocks", "LZF", "threads", "bytes/frame",
+                "ratio", "PSNR", "encode fps", "decode fps", "decode/copy");
     bool software = false;
     for (const Config& config : configs) {
         const Result r = MeasureInChild(config, frames, width, height, renderer);
@@ -199,10 +208,12 @@ int RunBench(const Args& args) {
         const double decodeFrame = r.decodeSeconds / n;
         std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f %10.1fx\n", config.blocks,
                     config.settings.noLZF ? "no" : "yes",
-                    std::string(config.settings.dxt24 && !config.settings.alpha ? std::to_string(config.workers) : "-")
+                    std::string(config.settings.dxt24 && !config.settings.alpha
+                                    ? std::to_string(config.workers)
+                                    : "-")
                         .c_str(),
-                    r.bytes / n, frameBytes * n / r.bytes, r.psnrSum / n, n / r.encodeSeconds, 1.0 / decodeFrame,
-                    decodeFrame / copySeconds);
+                    r.bytes / n, frameBytes * n / r.bytes, r.psnrSum / n, n / r.encodeSeconds,
+                    1.0 / decodeFrame, decodeFrame / copySeconds);
         std::fflush(stdout);
     }
     std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on %s.\n",

@@ -58,7 +58,8 @@ int RunDecode(const Args& args) {
     const std::string& output = options.positional()[1];
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
-    std::unique_ptr<FrameSink> sink = OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
+    std::unique_ptr<FrameSink> sink =
+        OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
     FrameDecoder decoder(width, height);
 
     std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);
@@ -87,9 +88,9 @@ int RunDecode(const Args& args) {
     progress.Done();
 
     if (damaged > 0) {
-        std::fprintf(stderr,
-                     "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
-                     static_cast<long long>(damaged), static_cast<long long>(frames));
+        std::fprintf(
+            stderr, "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
+            static_cast<long long>(damaged), static_cast<long long>(frames));
         return kExitDamagedFrames;
     }
     return kExitOK;

@@ -18,16 +18,15 @@
 
 namespace {
 
-const char* kHelp =
-    "usage: qzkt demo [--quiet] [--prefs-dir DIR]\n"
-    "\n"
-    "Makes a two-second 1280x720 clip in memory (moving gradients, hard edges, thin lines,\n"
-    "text-like detail, noise), encodes it with the machine-wide settings to demo.mov in the\n"
-    "current folder, decodes it back to demo_decoded.mkv (FFV1, lossless), and prints the\n"
-    "size, compression ratio, PSNR and speed of both directions.\n"
-    "\n"
-    "  --quiet          no progress line\n"
-    "  --prefs-dir DIR  folder of the settings file\n";
+const char* kHelp = "usage: qzkt demo [--quiet] [--prefs-dir DIR]\n"
+                    "\n"
+                    "Makes a two-second 1280x720 clip in memory (moving gradients, hard edges, thin lines,\n"
+                    "text-like detail, noise), encodes it with the machine-wide settings to demo.mov in the\n"
+                    "current folder, decodes it back to demo_decoded.mkv (FFV1, lossless), and prints the\n"
+                    "size, compression ratio, PSNR and speed of both directions.\n"
+                    "\n"
+                    "  --quiet          no progress line\n"
+                    "  --prefs-dir DIR  folder of the settings file\n";
 
 const char* kMovie = "demo.mov";
 const char* kDecoded = "demo_decoded.mkv";
@@ -76,8 +75,8 @@ int RunDemo(const Args& args) {
     std::string note;
     {
         QZKTMovieReader movie(kMovie);
-        std::unique_ptr<FrameSink> sink = OpenFrameSink(kDecoded, movie.width(), movie.height(), movie.timeBase(),
-                                                        movie.frameRate());
+        std::unique_ptr<FrameSink> sink =
+            OpenFrameSink(kDecoded, movie.width(), movie.height(), movie.timeBase(), movie.frameRate());
         FrameDecoder decoder(movie.width(), movie.height());
         std::vector<uint8_t> picture(static_cast<size_t>(movie.width()) * movie.height() * 4);
         Progress progress("decoding", movie.frameCount(), quiet);

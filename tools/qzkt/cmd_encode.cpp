@@ -89,7 +89,8 @@ int RunEncode(const Args& args) {
         if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
         source = OpenMediaSource(input);
     }
-    if (source->width() > 32767 || source->height() > 32767) throw ToolError(input + " is too large for a QZKT movie");
+    if (source->width() > 32767 || source->height() > 32767)
+        throw ToolError(input + " is too large for a QZKT movie");
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
     const KELSettingsValues settings = ResolveSettings(choice);
@@ -114,8 +115,8 @@ int RunEncode(const Args& args) {
         const double raw = 4.0 * source->width() * source->height() * static_cast<double>(frames);
         std::fprintf(stderr, "encoded %lld frames of %dx%d (%s) to %s: %.1f MB, %.1f:1, %.1f fps\n",
                      static_cast<long long>(frames), source->width(), source->height(),
-                     DescribeSettings(settings).c_str(), output.c_str(), bytes / 1e6, raw / static_cast<double>(bytes),
-                     frames / progress.Elapsed());
+                     DescribeSettings(settings).c_str(), output.c_str(), bytes / 1e6,
+                     raw / static_cast<double>(bytes), frames / progress.Elapsed());
     }
     return kExitOK;
 }

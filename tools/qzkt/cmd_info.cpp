@@ -12,15 +12,14 @@
 
 namespace {
 
-const char* kHelp =
-    "usage: qzkt info [--summary] INPUT.mov\n"
-    "\n"
-    "Prints the size, frame count and frame rate of the movie's QZKT track and, for every\n"
-    "frame, its time, stored size, compression ratio against 32-bit ARGB and header fields\n"
-    "(block kind, alpha, packing, payload size). --summary prints totals instead.\n"
-    "\n"
-    "  --summary        one summary instead of a line per frame\n"
-    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
+const char* kHelp = "usage: qzkt info [--summary] INPUT.mov\n"
+                    "\n"
+                    "Prints the size, frame count and frame rate of the movie's QZKT track and, for every\n"
+                    "frame, its time, stored size, compression ratio against 32-bit ARGB and header fields\n"
+                    "(block kind, alpha, packing, payload size). --summary prints totals instead.\n"
+                    "\n"
+                    "  --summary        one summary instead of a line per frame\n"
+                    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
 const char* KindName(const FrameLayout& layout) {
     if (!layout.intact) return "damaged";
@@ -40,13 +39,13 @@ int RunInfo(const Args& args) {
     QZKTMovieReader movie(path);
     const double rate = av_q2d(movie.frameRate());
     const double rawFrameBytes = 4.0 * movie.width() * movie.height();
-    std::printf("%s: QZKT video %dx%d, %" PRId64 " frames at %.3f fps\n", path.c_str(), movie.width(), movie.height(),
-                movie.frameCount(), rate);
+    std::printf("%s: QZKT video %dx%d, %" PRId64 " frames at %.3f fps\n", path.c_str(), movie.width(),
+                movie.height(), movie.frameCount(), rate);
 
     const bool summary = options.Has("--summary");
     if (!summary)
-        std::printf("%7s %10s %10s %7s  %-7s %5s %-6s %10s %4s %3s %3s\n", "frame", "time", "stored", "ratio", "kind",
-                    "alpha", "pack", "payload", "hdr", "ver", "b25");
+        std::printf("%7s %10s %10s %7s  %-7s %5s %-6s %10s %4s %3s %3s\n", "frame", "time", "stored", "ratio",
+                    "kind", "alpha", "pack", "payload", "hdr", "ver", "b25");
 
     int64_t frames = 0, damaged = 0, totalBytes = 0, smallest = INT64_MAX, largest = 0;
     int64_t kinds[4] = {}; // DXT1, DXT5, DXT24, DXT24A
@@ -67,14 +66,14 @@ int RunInfo(const Args& args) {
         const double seconds = sample.pts * av_q2d(movie.timeBase());
         const double ratio = size > 0 ? rawFrameBytes / size : 0.0;
         if (!layout.intact) {
-            std::printf("%7" PRId64 " %10.3f %10" PRId64 " %7s  %-7s %s\n", frames, seconds, size, "-", "damaged",
-                        layout.problem.c_str());
+            std::printf("%7" PRId64 " %10.3f %10" PRId64 " %7s  %-7s %s\n", frames, seconds, size, "-",
+                        "damaged", layout.problem.c_str());
             continue;
         }
         const KELHeader& h = layout.header;
-        std::printf("%7" PRId64 " %10.3f %10" PRId64 " %6.2f:1 %-7s %5u %-6s %10u %4u %3u %3u\n", frames, seconds, size,
-                    ratio, KindName(layout), h.alpha, h.packing == 1 ? "LZF" : "raw", layout.payloadSize,
-                    h.headerSize, h.version, h.blockColourPlane);
+        std::printf("%7" PRId64 " %10.3f %10" PRId64 " %6.2f:1 %-7s %5u %-6s %10u %4u %3u %3u\n", frames,
+                    seconds, size, ratio, KindName(layout), h.alpha, h.packing == 1 ? "LZF" : "raw",
+                    layout.payloadSize, h.headerSize, h.version, h.blockColourPlane);
     }
     // A track whose sample tables were lost (a file cut short in its index) lists no samples.
     if (frames == 0) throw ToolError(path + " has no frames in its QZKT track");
@@ -84,12 +83,14 @@ int RunInfo(const Args& args) {
                     ", DXT24 with alpha flag %" PRId64 ", damaged %" PRId64 ")\n",
                     frames, kinds[0], kinds[1], kinds[2], kinds[3], damaged);
         if (frames > 0) {
-            std::printf("stored      %" PRId64 " bytes, %.0f per frame (smallest %" PRId64 ", largest %" PRId64 ")\n",
+            std::printf("stored      %" PRId64 " bytes, %.0f per frame (smallest %" PRId64
+                        ", largest %" PRId64 ")\n",
                         totalBytes, static_cast<double>(totalBytes) / frames, smallest, largest);
             std::printf("ratio       %.2f:1 against 32-bit ARGB\n",
                         totalBytes > 0 ? rawFrameBytes * frames / totalBytes : 0.0);
             if (rate > 0)
-                std::printf("data rate   %.1f Mbit/s at %.3f fps\n", totalBytes * 8.0 * rate / frames / 1e6, rate);
+                std::printf("data rate   %.1f Mbit/s at %.3f fps\n", totalBytes * 8.0 * rate / frames / 1e6,
+                            rate);
         }
     }
     return kExitOK;

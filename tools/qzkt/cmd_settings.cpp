@@ -43,7 +43,8 @@ void Print(const KELSettingsValues& s) {
 }
 
 bool Same(const KELSettingsValues& a, const KELSettingsValues& b) {
-    return a.alpha == b.alpha && a.dxt24 == b.dxt24 && a.noLZF == b.noLZF && a.threadSetting == b.threadSetting;
+    return a.alpha == b.alpha && a.dxt24 == b.dxt24 && a.noLZF == b.noLZF &&
+           a.threadSetting == b.threadSetting;
 }
 
 } // namespace
@@ -58,7 +59,8 @@ int RunSettings(const Args& args) {
     if (options.Has("--show")) {
         KELSettingsValues settings{};
         const OSStatus read = HostReadCompressorSettings(&settings);
-        if (read != noErr) throw ToolError("cannot read the settings (codec status " + std::to_string(read) + ")");
+        if (read != noErr)
+            throw ToolError("cannot read the settings (codec status " + std::to_string(read) + ")");
         Print(settings);
         return kExitOK;
     }
@@ -66,13 +68,15 @@ int RunSettings(const Args& args) {
     // The dialog talks to the terminal directly, so it works with redirected standard streams,
     // but not without a terminal at all.
     const int tty = open("/dev/tty", O_RDWR | O_CLOEXEC);
-    if (tty < 0) throw ToolError("the settings dialog needs a terminal (qzkt settings --show prints the settings)");
+    if (tty < 0)
+        throw ToolError("the settings dialog needs a terminal (qzkt settings --show prints the settings)");
     close(tty);
 
     KELSettingsValues chosen{};
     bool confirmed = false;
     const OSStatus shown = HostRequestCompressorSettings(&chosen, &confirmed);
-    if (shown != noErr) throw ToolError("cannot show the settings dialog (codec status " + std::to_string(shown) + ")");
+    if (shown != noErr)
+        throw ToolError("cannot show the settings dialog (codec status " + std::to_string(shown) + ")");
     if (!confirmed) {
         std::printf("settings unchanged\n");
         return kExitOK;

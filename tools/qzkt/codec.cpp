@@ -12,7 +12,9 @@
 
 namespace {
 
-std::string StatusText(OSStatus status) { return "codec status " + std::to_string(status); }
+std::string StatusText(OSStatus status) {
+    return "codec status " + std::to_string(status);
+}
 
 // Thread setting -> worker count, for settings 2..9 (1 is one per physical core).
 const int kWorkersBySetting[10] = {0, 0, 1, 2, 4, 6, 8, 12, 16, 24};
@@ -43,7 +45,8 @@ int ThreadSettingFor(const std::string& workers) {
         throw UsageError("--threads takes a worker count (1 or more) or auto, not '" + workers + "'");
     int best = 2;
     for (int setting = 3; setting <= 9; ++setting)
-        if (std::labs(kWorkersBySetting[setting] - count) < std::labs(kWorkersBySetting[best] - count)) best = setting;
+        if (std::labs(kWorkersBySetting[setting] - count) < std::labs(kWorkersBySetting[best] - count))
+            best = setting;
     return best;
 }
 
@@ -69,11 +72,13 @@ std::string DescribeSettings(const KELSettingsValues& s) {
 FrameEncoder::FrameEncoder(int width, int height, const KELSettingsValues* settings) {
     const OSStatus created = HostCompressionCreate(width, height, settings, Receive, this, &compression_);
     if (created != noErr)
-        throw ToolError("cannot open the QZKT compressor for " + std::to_string(width) + "x" + std::to_string(height) +
-                        " frames: " + StatusText(created));
+        throw ToolError("cannot open the QZKT compressor for " + std::to_string(width) + "x" +
+                        std::to_string(height) + " frames: " + StatusText(created));
 }
 
-FrameEncoder::~FrameEncoder() { HostCompressionClose(compression_); }
+FrameEncoder::~FrameEncoder() {
+    HostCompressionClose(compression_);
+}
 
 void FrameEncoder::Receive(void* refCon, const uint8_t* data, size_t size) {
     static_cast<FrameEncoder*>(refCon)->frame_.assign(data, data + size);
@@ -82,7 +87,8 @@ void FrameEncoder::Receive(void* refCon, const uint8_t* data, size_t size) {
 const std::vector<uint8_t>& FrameEncoder::Encode(const uint8_t* argb, int rowBytes) {
     frame_.clear();
     const OSStatus encoded = HostCompressionEncodeFrame(compression_, argb, static_cast<size_t>(rowBytes));
-    if (encoded != noErr || frame_.empty()) throw ToolError("the QZKT compressor failed: " + StatusText(encoded));
+    if (encoded != noErr || frame_.empty())
+        throw ToolError("the QZKT compressor failed: " + StatusText(encoded));
     return frame_;
 }
 
@@ -93,7 +99,9 @@ FrameDecoder::FrameDecoder(int width, int height) {
                         std::to_string(height) + " frames: " + StatusText(created));
 }
 
-FrameDecoder::~FrameDecoder() { HostDecompressionClose(decompression_); }
+FrameDecoder::~FrameDecoder() {
+    HostDecompressionClose(decompression_);
+}
 
 bool FrameDecoder::Decode(const uint8_t* frame, size_t size, uint8_t* argb, int rowBytes) {
     const OSStatus decoded =
@@ -116,11 +124,13 @@ std::string PrepareRenderer(RendererChoice choice) {
         return "";
     }
     if (choice == RendererChoice::kHardware)
-        throw ToolError("no GPU OpenGL renderer for the DXT1/DXT5 frames (--gl auto or software accepts Mesa's)");
+        throw ToolError(
+            "no GPU OpenGL renderer for the DXT1/DXT5 frames (--gl auto or software accepts Mesa's)");
     if (!HostDecompressionRendererAvailable(true))
         throw ToolError("no OpenGL renderer for the DXT1/DXT5 frames, not even a software one (install Mesa: "
                         "libegl-mesa0 and libgl1-mesa-dri)");
     HostDecompressionAllowSoftwareRenderer(true);
-    return choice == RendererChoice::kAuto ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
-                                           : "";
+    return choice == RendererChoice::kAuto
+               ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
+               : "";
 }

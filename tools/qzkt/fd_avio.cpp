@@ -49,7 +49,8 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
 
 FdOutputIO::FdOutputIO(int fd) : fd_(fd) {
     unsigned char* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
-    if (buffer != nullptr) context_ = avio_alloc_context(buffer, kBufferSize, 1, &fd_, nullptr, WritePacket, Seek);
+    if (buffer != nullptr)
+        context_ = avio_alloc_context(buffer, kBufferSize, 1, &fd_, nullptr, WritePacket, Seek);
     if (context_ == nullptr) {
         av_free(buffer);
         throw ToolError("out of memory");

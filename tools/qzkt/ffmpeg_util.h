@@ -53,8 +53,9 @@ void QuietFFmpegLogging();
 class PixelConverter {
   public:
     void Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
-                 uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat, int width, int height,
-                 AVColorSpace srcSpace = AVCOL_SPC_UNSPECIFIED, AVColorRange srcRange = AVCOL_RANGE_UNSPECIFIED);
+                 uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat, int width,
+                 int height, AVColorSpace srcSpace = AVCOL_SPC_UNSPECIFIED,
+                 AVColorRange srcRange = AVCOL_RANGE_UNSPECIFIED);
 
   private:
     SwsContextPtr context_;

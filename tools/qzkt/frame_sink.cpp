@@ -9,6 +9,7 @@
 #include "atomic_output_file.h"
 #include "fd_avio.h"
 #include "ffmpeg_util.h"
+#include "interrupt_cleanup.h"
 #include "tool_error.h"
 
 extern "C" {
@@ -34,7 +35,8 @@ class RawSink : public FrameSink {
     }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t) override {
-        for (int y = 0; y < height_; ++y) Put(argb + static_cast<long>(y) * rowBytes, static_cast<size_t>(width_) * 4);
+        for (int y = 0; y < height_; ++y)
+            Put(argb + static_cast<long>(y) * rowBytes, static_cast<size_t>(width_) * 4);
     }
 
     void Finish() override {
@@ -52,7 +54,8 @@ class RawSink : public FrameSink {
         while (size > 0) {
             const ssize_t n = write(STDOUT_FILENO, data, size);
             if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) throw ToolError("cannot write to standard output: " + SystemErrorText(n < 0 ? errno : EIO));
+            if (n <= 0)
+                throw ToolError("cannot write to standard output: " + SystemErrorText(n < 0 ? errno : EIO));
             data += n;
             size -= static_cast<size_t>(n);
         }
@@ -80,13 +83,15 @@ class PictureEncoder {
         context_->pix_fmt = ChooseFormat(codec);
         context_->thread_count = 0;
         if (codec->id == AV_CODEC_ID_FFV1) {
-            context_->level = 3;             // version 3: multithreaded slices, CRCs
+            context_->level = 3; // version 3: multithreaded slices, CRCs
             context_->slices = 16;
             av_opt_set_int(context_->priv_data, "slicecrc", 1, 0);
         }
         if (globalHeader) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
         const int opened = avcodec_open2(context_.get(), codec, nullptr);
-        if (opened < 0) throw ToolError(std::string("cannot start the ") + codec->name + " encoder: " + AvErrorText(opened));
+        if (opened < 0)
+            throw ToolError(std::string("cannot start the ") + codec->name +
+                            " encoder: " + AvErrorText(opened));
 
         frame_->format = context_->pix_fmt;
         frame_->width = width;
@@ -98,15 +103,14 @@ class PictureEncoder {
 
     // Sends one picture (or, with argb null, the end of the stream) and hands every packet
     // the encoder returns to consume.
-    template <typename Consume>
-    void Encode(const uint8_t* argb, int rowBytes, int64_t pts, Consume consume) {
+    template <typename Consume> void Encode(const uint8_t* argb, int rowBytes, int64_t pts, Consume consume) {
         AVFrame* frame = nullptr;
         if (argb != nullptr) {
             if (av_frame_make_writable(frame_.get()) < 0) throw ToolError("out of memory");
             const uint8_t* src[4] = {argb, nullptr, nullptr, nullptr};
             const int srcLinesize[4] = {rowBytes, 0, 0, 0};
-            converter_.Convert(src, srcLinesize, AV_PIX_FMT_ARGB, frame_->data, frame_->linesize, context_->pix_fmt,
-                               width_, height_);
+            converter_.Convert(src, srcLinesize, AV_PIX_FMT_ARGB, frame_->data, frame_->linesize,
+                               context_->pix_fmt, width_, height_);
             frame_->pts = pts;
             frame = frame_.get();
         }
@@ -124,8 +128,8 @@ class PictureEncoder {
   private:
     // The first lossless format with alpha that the encoder takes.
     static AVPixelFormat ChooseFormat(const AVCodec* codec) {
-        static const AVPixelFormat preferred[] = {AV_PIX_FMT_ARGB, AV_PIX_FMT_BGRA, AV_PIX_FMT_RGBA,
-                                                  AV_PIX_FMT_GBRAP, AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24,
+        static const AVPixelFormat preferred[] = {AV_PIX_FMT_ARGB,   AV_PIX_FMT_BGRA,  AV_PIX_FMT_RGBA,
+                                                  AV_PIX_FMT_GBRAP,  AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24,
                                                   AV_PIX_FMT_0RGB32, AV_PIX_FMT_BGR0};
         if (codec->pix_fmts == nullptr) return AV_PIX_FMT_ARGB;
         for (AVPixelFormat want : preferred)
@@ -146,7 +150,8 @@ class PictureEncoder {
 
 class ImageSequenceSink : public FrameSink {
   public:
-    ImageSequenceSink(const std::string& pattern, int width, int height, AVRational timeBase, AVRational frameRate)
+    ImageSequenceSink(const std::string& pattern, int width, int height, AVRational timeBase,
+                      AVRational frameRate)
         : pattern_(pattern) {
         char first[4096];
         if (av_get_frame_filename(first, sizeof first, pattern.c_str(), 1) < 0)
@@ -158,11 +163,14 @@ class ImageSequenceSink : public FrameSink {
             throw ToolError("cannot tell the image format of " + pattern + " from its extension (try .png)");
         encoder_ = std::make_unique<PictureEncoder>(codec, width, height, timeBase, frameRate, false);
         description_ = std::string(codec->name) + " images " + pattern;
+        RegisterImageSequence(pattern); // an interrupted decode removes what it wrote
     }
 
     ~ImageSequenceSink() override {
+        ForgetImageSequence();
         if (!finished_)
-            for (const std::string& name : written_) unlink(name.c_str());
+            for (const std::string& name : written_)
+                unlink(name.c_str());
     }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t pts) override {
@@ -172,6 +180,7 @@ class ImageSequenceSink : public FrameSink {
     void Finish() override {
         encoder_->Encode(nullptr, 0, 0, [&](AVPacket* packet) { Save(packet); });
         finished_ = true;
+        ForgetImageSequence();
     }
 
     std::string Description() const override { return description_; }
@@ -179,12 +188,15 @@ class ImageSequenceSink : public FrameSink {
   private:
     void Save(AVPacket* packet) {
         char name[4096];
-        if (av_get_frame_filename(name, sizeof name, pattern_.c_str(), static_cast<int>(written_.size()) + 1) < 0)
-            throw ToolError("the pattern " + pattern_ + " cannot number frame " + std::to_string(written_.size() + 1));
+        if (av_get_frame_filename(name, sizeof name, pattern_.c_str(),
+                                  static_cast<int>(written_.size()) + 1) < 0)
+            throw ToolError("the pattern " + pattern_ + " cannot number frame " +
+                            std::to_string(written_.size() + 1));
         AtomicOutputFile file(name);
         file.Write(packet->data, static_cast<size_t>(packet->size));
         file.Commit();
         written_.push_back(name);
+        SetImagesWritten(static_cast<int>(written_.size()));
     }
 
     std::string pattern_;
@@ -214,7 +226,8 @@ class VideoSink : public FrameSink {
             }
         }
         if (codec == nullptr)
-            throw ToolError(std::string("the ") + container->name + " container takes no lossless video codec; use .mkv");
+            throw ToolError(std::string("the ") + container->name +
+                            " container takes no lossless video codec; use .mkv");
 
         AVFormatContext* format = nullptr;
         if (avformat_alloc_output_context2(&format, container, nullptr, nullptr) < 0 || format == nullptr)
@@ -231,7 +244,8 @@ class VideoSink : public FrameSink {
         if (stream_ == nullptr) throw ToolError("out of memory");
         stream_->time_base = timeBase;
         stream_->avg_frame_rate = frameRate;
-        if (avcodec_parameters_from_context(stream_->codecpar, encoder_->context()) < 0) throw ToolError("out of memory");
+        if (avcodec_parameters_from_context(stream_->codecpar, encoder_->context()) < 0)
+            throw ToolError("out of memory");
         const int written = avformat_write_header(format_.get(), nullptr);
         if (written < 0) throw ToolError("cannot write " + output + ": " + AvErrorText(written));
         description_ = std::string(codec->name) + " video in " + container->name + " to " + output;
@@ -246,7 +260,8 @@ class VideoSink : public FrameSink {
         const int finished = av_write_trailer(format_.get());
         avio_flush(format_->pb);
         if (finished < 0 || format_->pb->error < 0)
-            throw ToolError("cannot write " + path_ + ": " + AvErrorText(finished < 0 ? finished : format_->pb->error));
+            throw ToolError("cannot write " + path_ + ": " +
+                            AvErrorText(finished < 0 ? finished : format_->pb->error));
         file_->Commit();
     }
 
@@ -276,8 +291,8 @@ bool IsImageSequencePattern(const std::string& name) {
     return av_get_frame_filename(probe, sizeof probe, name.c_str(), 1) == 0;
 }
 
-std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height, AVRational timeBase,
-                                         AVRational frameRate) {
+std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
+                                         AVRational timeBase, AVRational frameRate) {
     if (output == "-" || EndsWith(output, ".argb")) return std::make_unique<RawSink>(output, width, height);
     if (IsImageSequencePattern(output))
         return std::make_unique<ImageSequenceSink>(output, width, height, timeBase, frameRate);

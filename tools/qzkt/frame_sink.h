@@ -29,8 +29,8 @@ class FrameSink {
 
 // Throws ToolError for names that cannot be written (bad pattern, unknown container,
 // unwritable folder).
-std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height, AVRational timeBase,
-                                         AVRational frameRate);
+std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
+                                         AVRational timeBase, AVRational frameRate);
 
 // True for names that OpenFrameSink treats as an image-sequence pattern.
 bool IsImageSequencePattern(const std::string& name);

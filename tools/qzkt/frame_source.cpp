@@ -30,11 +30,12 @@ class MediaSource : public FrameSource {
         if (codec == nullptr) {
             if (par->codec_tag == MKTAG('Q', 'Z', 'K', 'T'))
                 throw ToolError(path + " is already a QZKT movie; decode it with 'qzkt decode'");
-            throw ToolError("no decoder for the " + std::string(avcodec_get_name(par->codec_id)) + " video in " +
-                            path);
+            throw ToolError("no decoder for the " + std::string(avcodec_get_name(par->codec_id)) +
+                            " video in " + path);
         }
         decoder_.reset(avcodec_alloc_context3(codec));
-        if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), par) < 0) throw ToolError("out of memory");
+        if (!decoder_ || avcodec_parameters_to_context(decoder_.get(), par) < 0)
+            throw ToolError("out of memory");
         decoder_->thread_count = 0; // as many decoding threads as FFmpeg sees fit
         const int ready = avcodec_open2(decoder_.get(), codec, nullptr);
         if (ready < 0) throw ToolError("cannot decode " + path + ": " + AvErrorText(ready));
@@ -164,9 +165,10 @@ class RawSource : public FrameSource {
         }
         if (filled == 0) return false;
         if (filled < frame_.size())
-            throw ToolError(path_ + " ends inside frame " + std::to_string(index_ + 1) + " (" + std::to_string(filled) +
-                            " of " + std::to_string(frame_.size()) + " bytes): raw input must be whole " +
-                            std::to_string(width_) + "x" + std::to_string(height_) + " ARGB frames");
+            throw ToolError(path_ + " ends inside frame " + std::to_string(index_ + 1) + " (" +
+                            std::to_string(filled) + " of " + std::to_string(frame_.size()) +
+                            " bytes): raw input must be whole " + std::to_string(width_) + "x" +
+                            std::to_string(height_) + " ARGB frames");
         out.data = frame_.data();
         out.rowBytes = width_ * 4;
         out.pts = index_++;
@@ -183,8 +185,11 @@ class RawSource : public FrameSource {
 
 } // namespace
 
-std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path) { return std::make_unique<MediaSource>(path); }
+std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path) {
+    return std::make_unique<MediaSource>(path);
+}
 
-std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height, AVRational frameRate) {
+std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height,
+                                           AVRational frameRate) {
     return std::make_unique<RawSource>(path, width, height, frameRate);
 }

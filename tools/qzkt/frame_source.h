@@ -46,4 +46,5 @@ std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path);
 
 // Raw width x height 32-bit ARGB frames, back to back, from path or standard input ("-"),
 // at the given frame rate. Throws ToolError when the input ends inside a frame.
-std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height, AVRational frameRate);
+std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height,
+                                           AVRational frameRate);

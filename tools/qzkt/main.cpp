@@ -35,8 +35,8 @@ struct Command {
     int (*run)(const Args&);
 };
 
-const Command kCommands[] = {{"demo", RunDemo},       {"encode", RunEncode}, {"decode", RunDecode},
-                             {"info", RunInfo},       {"settings", RunSettings}, {"bench", RunBench}};
+const Command kCommands[] = {{"demo", RunDemo}, {"encode", RunEncode},     {"decode", RunDecode},
+                             {"info", RunInfo}, {"settings", RunSettings}, {"bench", RunBench}};
 
 } // namespace
 

@@ -8,7 +8,9 @@
 
 namespace {
 
-double Seconds() { return static_cast<double>(KELAbsoluteTime()) * 1e-9; }
+double Seconds() {
+    return static_cast<double>(KELAbsoluteTime()) * 1e-9;
+}
 
 } // namespace
 
@@ -16,9 +18,13 @@ Progress::Progress(std::string verb, int64_t expectedFrames, bool quiet)
     : verb_(std::move(verb)), expected_(expectedFrames), enabled_(!quiet && isatty(STDERR_FILENO)),
       start_(Seconds()) {}
 
-Progress::~Progress() { Done(); }
+Progress::~Progress() {
+    Done();
+}
 
-double Progress::Elapsed() const { return Seconds() - start_; }
+double Progress::Elapsed() const {
+    return Seconds() - start_;
+}
 
 void Progress::Update(int64_t framesDone) {
     if (!enabled_) return;
@@ -33,8 +39,8 @@ void Progress::Update(int64_t framesDone) {
                       static_cast<long long>(framesDone), static_cast<long long>(expected_), fps,
                       (expected_ - framesDone) / fps);
     else
-        std::snprintf(line, sizeof line, "%s: %lld frames, %.1f fps", verb_.c_str(), static_cast<long long>(framesDone),
-                      fps);
+        std::snprintf(line, sizeof line, "%s: %lld frames, %.1f fps", verb_.c_str(),
+                      static_cast<long long>(framesDone), fps);
     std::fprintf(stderr, "\r\033[K%s", line);
     std::fflush(stderr);
     drawn_ = true;

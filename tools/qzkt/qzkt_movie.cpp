@@ -52,7 +52,8 @@ void QZKTMovieWriter::Finish() {
     const int finished = av_write_trailer(format_.get());
     avio_flush(format_->pb);
     if (finished < 0 || format_->pb->error < 0)
-        throw ToolError("cannot write " + path_ + ": " + AvErrorText(finished < 0 ? finished : format_->pb->error));
+        throw ToolError("cannot write " + path_ + ": " +
+                        AvErrorText(finished < 0 ? finished : format_->pb->error));
     file_.Commit();
 }
 

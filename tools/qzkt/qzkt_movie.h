@@ -20,7 +20,8 @@ const uint32_t kQZKTCodecTag = MKTAG('Q', 'Z', 'K', 'T');
 class QZKTMovieWriter {
   public:
     // Throws ToolError when the file cannot be created.
-    QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase, AVRational frameRate);
+    QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
+                    AVRational frameRate);
 
     // Appends one encoded frame shown at pts (in timeBase units, increasing).
     void WriteFrame(const uint8_t* data, size_t size, int64_t pts);
