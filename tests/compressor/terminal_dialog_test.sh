@@ -7,17 +7,19 @@
 set -euo pipefail
 host=$1
 work=$(mktemp -d /tmp/qzkt-tmux-XXXXXX)
-session="qzkt-dialog-$$"
+session=""
 socket="$work/tmux.sock"
 cleanup() { tmux -S "$socket" kill-server 2>/dev/null || true; rm -rf "$work"; }
 trap cleanup EXIT
+# On any failure, show where: the failing line and what the pane showed.
+trap 'echo "failed at line $LINENO" >&2; tmux -S "$socket" capture-pane -p -t "$session" >&2 2>/dev/null || true' ERR
 
 tmuxc() { tmux -S "$socket" "$@"; }
 
 # Waits until the pane shows $1 (at most 10 s).
 wait_for() {
   for _ in $(seq 100); do
-    if tmuxc capture-pane -p -t "$session" | grep -q -- "$1"; then return 0; fi
+    if grep -q -- "$1" <<<"$(tmuxc capture-pane -p -t "$session" 2>/dev/null)"; then return 0; fi
     sleep 0.1
   done
   echo "timed out waiting for: $1" >&2
@@ -25,14 +27,17 @@ wait_for() {
   return 1
 }
 
+# Each run gets a session of its own on the same server: killing the only session ends the
+# server, and a new session started right then can meet the server on its way out.
 run_host() {
+  session="dialog-$1"
   tmuxc new-session -d -s "$session" -x 100 -y 24 \
     "$host '$work/prefs'; echo EXITED; sleep 30"
   wait_for "QZKT compression settings"
 }
 
 # 1. Alpha on (Right), compression choice 3 (Down, 3), one thread per core (Down, 1), OK.
-run_host
+run_host 1
 tmuxc send-keys -t "$session" Right
 wait_for "< On (DXT5 with alpha) >"
 tmuxc send-keys -t "$session" Down 3
@@ -42,20 +47,22 @@ wait_for "< One per physical core >"
 tmuxc capture-pane -p -t "$session" > "$work/screen.txt"
 tmuxc send-keys -t "$session" Enter
 wait_for "EXITED"
-tmuxc capture-pane -p -t "$session" | grep -q "saved status 0 alpha 1 dxt24 1 noLZF 1 threads 1"
+# The pane is captured first: with pipefail, grep -q ending the pipe early would fail it.
+screen=$(tmuxc capture-pane -p -t "$session")
+grep -q "saved status 0 alpha 1 dxt24 1 noLZF 1 threads 1" <<<"$screen"
 expected="01000000010000000100000001000000"
 actual=$(od -An -tx1 -v "$work/prefs/KELPreferences.dat" | tr -d ' \n')
 [ "$actual" = "$expected" ] || { echo "preferences file: $actual, expected $expected" >&2; exit 1; }
-tmuxc kill-session -t "$session"
 
 # 2. The dialog shows the saved values; a change left with Esc is not saved.
-run_host
+run_host 2
 wait_for "< On (DXT5 with alpha) >"
 tmuxc send-keys -t "$session" Left
 wait_for "< Off (opaque) >"
 tmuxc send-keys -t "$session" Escape
 wait_for "EXITED"
-tmuxc capture-pane -p -t "$session" | grep -q "cancelled status 0 alpha 1 dxt24 1 noLZF 1 threads 1"
+screen=$(tmuxc capture-pane -p -t "$session")
+grep -q "cancelled status 0 alpha 1 dxt24 1 noLZF 1 threads 1" <<<"$screen"
 actual=$(od -An -tx1 -v "$work/prefs/KELPreferences.dat" | tr -d ' \n')
 [ "$actual" = "$expected" ] || { echo "cancel changed the file: $actual" >&2; exit 1; }
 
