@@ -89,12 +89,16 @@ void AtomicOutputFile::Commit() {
 
     if (tempPath_.empty()) {
         // Give the unnamed file a hidden name, then move it over the destination in one step.
+        // The name is registered first, so that a signal arriving in between removes it.
         const std::string named = UniqueTempPath(path_);
         const std::string self = "/proc/self/fd/" + std::to_string(fd_);
-        if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, named.c_str(), AT_SYMLINK_FOLLOW) != 0)
-            throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
+        RegisterTemporaryFile(named);
+        if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, named.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+            const int error = errno;
+            ForgetTemporaryFile();
+            throw ToolError("cannot create " + path_ + ": " + SystemErrorText(error));
+        }
         tempPath_ = named;
-        RegisterTemporaryFile(tempPath_);
     }
     if (rename(tempPath_.c_str(), path_.c_str()) != 0)
         throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));

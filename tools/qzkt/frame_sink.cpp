@@ -194,9 +194,10 @@ class ImageSequenceSink : public FrameSink {
                             std::to_string(written_.size() + 1));
         AtomicOutputFile file(name);
         file.Write(packet->data, static_cast<size_t>(packet->size));
+        // Counted before it gets its name, so that a signal arriving in between removes it too.
+        SetImagesWritten(static_cast<int>(written_.size()) + 1);
         file.Commit();
         written_.push_back(name);
-        SetImagesWritten(static_cast<int>(written_.size()));
     }
 
     std::string pattern_;
