@@ -50,8 +50,7 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
 
     const unsigned char alpha = frame[kKELAlphaOffset];
     const unsigned char blockKind = frame[kKELBlockKindOffset];
-    const uint32_t bytesPerBlock =
-        blockKind == 1 ? (alpha ? kDXT24AlphaBlockBytes : kDXT24BlockBytes) : (alpha ? kDXT5BlockBytes : kDXT1BlockBytes);
+    const uint32_t bytesPerBlock = KELBytesPerBlock(blockKind == 1, alpha != 0);
     const int32_t mainSize = blocks * static_cast<int32_t>(bytesPerBlock);
 
     const int32_t planeWidth = static_cast<int32_t>(ReadLE32(frame + kKELPlaneWidthOffset));

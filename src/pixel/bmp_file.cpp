@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "stream/little_endian.h"
+
 namespace {
 
 const int kFileHeaderSize = 16;
@@ -12,19 +14,6 @@ const int kInfoHeaderSize = 40;
 const uint16_t kBitmapType = 0x4D42; // "BM"
 
 enum Compression : uint32_t { kRGB = 0, kRLE8 = 1, kRLE4 = 2, kBitFields = 3 };
-
-uint16_t ReadU16(const unsigned char* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
-uint32_t ReadU32(const unsigned char* p) {
-    return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
-           static_cast<uint32_t>(p[3]) << 24;
-}
-void WriteU16(unsigned char* p, uint16_t v) {
-    p[0] = static_cast<unsigned char>(v);
-    p[1] = static_cast<unsigned char>(v >> 8);
-}
-void WriteU32(unsigned char* p, uint32_t v) {
-    for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
-}
 
 // Fields of the BITMAPINFOHEADER at the start of the info block.
 struct InfoFields {
@@ -37,8 +26,8 @@ struct InfoFields {
 };
 
 InfoFields ReadInfo(const unsigned char* info) {
-    return InfoFields{static_cast<int32_t>(ReadU32(info + 4)), static_cast<int32_t>(ReadU32(info + 8)),
-                      ReadU16(info + 14),   ReadU32(info + 16), ReadU32(info + 20), ReadU32(info + 32)};
+    return InfoFields{static_cast<int32_t>(ReadLE32(info + 4)), static_cast<int32_t>(ReadLE32(info + 8)),
+                      ReadLE16(info + 14),   ReadLE32(info + 16), ReadLE32(info + 20), ReadLE32(info + 32)};
 }
 
 // The stored image size, or |height| rows of (width * bits + 7) / 8 bytes; -1 when the
@@ -77,12 +66,12 @@ void* LoadDIBitmap(const char* path, void** info) {
     if (file == nullptr) return nullptr;
 
     unsigned char header[kFileHeaderSize];
-    if (std::fread(header, sizeof header, 1, file) != 1 || ReadU16(header) != kBitmapType) {
+    if (std::fread(header, sizeof header, 1, file) != 1 || ReadLE16(header) != kBitmapType) {
         std::fclose(file);
         return nullptr;
     }
 
-    const long long infoSize = static_cast<long long>(ReadU32(header + 12)) - kFileHeaderSize;
+    const long long infoSize = static_cast<long long>(ReadLE32(header + 12)) - kFileHeaderSize;
     *info = nullptr;
     if (infoSize < kInfoHeaderSize) { // no room for the fields read below
         std::fclose(file);
@@ -131,9 +120,9 @@ int SaveDIBitmap(const char* path, const void* info, const void* bits) {
     }
 
     unsigned char header[kFileHeaderSize] = {};
-    WriteU16(header + 0, kBitmapType);
-    WriteU32(header + 4, static_cast<uint32_t>(kFileHeaderSize + infoSize + imageSize));
-    WriteU32(header + 12, static_cast<uint32_t>(kFileHeaderSize + infoSize));
+    WriteLE16(header + 0, kBitmapType);
+    WriteLE32(header + 4, static_cast<uint32_t>(kFileHeaderSize + infoSize + imageSize));
+    WriteLE32(header + 12, static_cast<uint32_t>(kFileHeaderSize + infoSize));
 
     if (std::fwrite(header, 1, sizeof header, file) != sizeof header ||
         std::fwrite(info, 1, static_cast<size_t>(infoSize), file) != static_cast<size_t>(infoSize)) {
