@@ -74,11 +74,13 @@ void SetClampRange(GLExtensions& ext, unsigned program, const char* minName, con
 
 } // namespace
 
-void ApplyKELShader(GLDecompressorResources* resources, GLExtensions& ext, double edgeHigh, bool withSecondPlane) {
+void ApplyKELShader(GLDecompressorResources* resources, GLExtensions& ext, double edgeHigh,
+                    bool withSecondPlane) {
     if (!ext.ARB_shader_objects) return; // no program can be built in this context
     GLSLProgram& program =
-        withSecondPlane ? BuiltProgram(resources->programs[kTwoTextureProgram], kKELTwoTextureShaderSource, ext)
-                        : BuiltProgram(resources->programs[kOneTextureProgram], kKELOneTextureShaderSource, ext);
+        withSecondPlane
+            ? BuiltProgram(resources->programs[kTwoTextureProgram], kKELTwoTextureShaderSource, ext)
+            : BuiltProgram(resources->programs[kOneTextureProgram], kKELOneTextureShaderSource, ext);
     ext.glUseProgramObjectARB(program.program);
 
     const unsigned p = program.program;
@@ -92,8 +94,9 @@ void ApplyKELShader(GLDecompressorResources* resources, GLExtensions& ext, doubl
 
 void ApplyDXT24Shader(GLDecompressorResources* resources, GLExtensions& gl, bool hasAlpha) {
     if (!gl.ARB_shader_objects) return;
-    GLSLProgram& program = hasAlpha ? BuiltProgram(resources->programs[kDXT24AlphaProgram], kDXT24AlphaShaderSource, gl)
-                                    : BuiltProgram(resources->programs[kDXT24Program], kDXT24ShaderSource, gl);
+    GLSLProgram& program =
+        hasAlpha ? BuiltProgram(resources->programs[kDXT24AlphaProgram], kDXT24AlphaShaderSource, gl)
+                 : BuiltProgram(resources->programs[kDXT24Program], kDXT24ShaderSource, gl);
     gl.glUseProgramObjectARB(program.program);
     SetInt(gl, program.program, "TEX0", 0);
     SetClampRange(gl, program.program, "minST0", "maxST0", resources->blockTexture);

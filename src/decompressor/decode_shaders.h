@@ -21,7 +21,8 @@ extern const char kKELTwoTextureShaderSource[];
 // ranges minST0/maxST0 (block texture) and minST1/maxST1 (plane texture): from the centre of
 // the first texel to the centre of the last filled one. Uniforms a program does not declare
 // are skipped.
-void ApplyKELShader(GLDecompressorResources* resources, GLExtensions& ext, double edgeHigh, bool withSecondPlane);
+void ApplyKELShader(GLDecompressorResources* resources, GLExtensions& ext, double edgeHigh,
+                    bool withSecondPlane);
 
 // Builds (once) and makes current the DXT24 program for hasAlpha, and sets TEX0 = 0 and the
 // block texture's clamping range where the program declares them (it declares only TEX0).

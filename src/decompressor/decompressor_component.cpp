@@ -44,8 +44,8 @@ const DispatchTables& Tables() {
         standard(kComponentGetMPWorkFunctionSelector) = {kComponentNotImplemented, 0};
 
         t.range0[kImageCodecGetCodecInfoSelector] = {ComponentFunction<KEL_DGetCodecInfo>(), 0x3F0};
-        t.range0[kImageCodecGetCompressedImageSizeSelector] = {ComponentFunction<KEL_DGetCompressedImageSize>(),
-                                                               0x3FFF0};
+        t.range0[kImageCodecGetCompressedImageSizeSelector] = {
+            ComponentFunction<KEL_DGetCompressedImageSize>(), 0x3FFF0};
 
         auto range2 = [&](int16_t selector) -> ComponentDispatchEntry& { return t.range2[selector & 0xFF]; };
         range2(kImageCodecPreflightSelector) = {ComponentFunction<KEL_DPreflight>(), 0x3F0};
@@ -72,7 +72,9 @@ const ComponentDispatchEntry* FindEntry(int16_t selector) {
     return nullptr; // range 1 has no entries; ranges above 2 do not exist
 }
 
-int RoundUpTo4(int n) { return (n + 3) / 4 * 4; }
+int RoundUpTo4(int n) {
+    return (n + 3) / 4 * 4;
+}
 
 } // namespace
 
@@ -89,8 +91,8 @@ extern "C" ComponentResult KEL_DComponentDispatch(ComponentParameters* params, H
 
 extern "C" Component ZQN_CodecRegister() {
     static Component component = [] {
-        ComponentDescription description = {decompressorComponentType, kKELCodecType, FourCC("appl"), codecInfoDoes32,
-                                            0};
+        ComponentDescription description = {decompressorComponentType, kKELCodecType, FourCC("appl"),
+                                            codecInfoDoes32, 0};
         return RegisterComponentWithResources(&description, KEL_DComponentDispatch, nullptr,
                                               DecompressorResources());
     }();
@@ -109,7 +111,8 @@ ComponentResult KEL_DOpen(KELDecompressorGlobalsPtr, ComponentInstance self) {
 
     // The base decompressor's failure is returned as it is; the storage stays set and the
     // close call cleans up.
-    const OSErr opened = OpenADefaultComponent(decompressorComponentType, kBaseCodecSubType, &globals->delegate);
+    const OSErr opened =
+        OpenADefaultComponent(decompressorComponentType, kBaseCodecSubType, &globals->delegate);
     if (opened != noErr) return opened;
     ComponentSetTarget(globals->delegate, self);
     return noErr;
@@ -126,7 +129,8 @@ ComponentResult KEL_DClose(KELDecompressorGlobalsPtr globals, ComponentInstance)
         CloseComponent(globals->delegate);
         globals->delegate = nullptr;
     }
-    for (InternalPixelBuffer& buffer : globals->pixelBuffers) freeInternalPixelBuffer(&buffer);
+    for (InternalPixelBuffer& buffer : globals->pixelBuffers)
+        freeInternalPixelBuffer(&buffer);
     DisposeHandle(globals->wantedPixelTypes);
     std::free(globals);
     return noErr;
@@ -134,12 +138,15 @@ ComponentResult KEL_DClose(KELDecompressorGlobalsPtr globals, ComponentInstance)
 
 ComponentResult KEL_DCanDo(KELDecompressorGlobalsPtr globals, int16_t selector) {
     const ComponentDispatchEntry* entry = FindEntry(selector);
-    if (entry != nullptr && entry->function != nullptr && entry->function != kComponentNotImplemented) return 1;
+    if (entry != nullptr && entry->function != nullptr && entry->function != kComponentNotImplemented)
+        return 1;
     if (globals == nullptr || globals->delegate == nullptr) return 0;
     return CallComponentCanDo(globals->delegate, selector);
 }
 
-ComponentResult KEL_DVersion(KELDecompressorGlobalsPtr) { return kDecompressorVersion; }
+ComponentResult KEL_DVersion(KELDecompressorGlobalsPtr) {
+    return kDecompressorVersion;
+}
 
 ComponentResult KEL_DTarget(KELDecompressorGlobalsPtr globals, ComponentInstance target) {
     globals->target = target;
@@ -178,8 +185,8 @@ ComponentResult KEL_DPreflight(KELDecompressorGlobalsPtr globals, CodecDecompres
     capabilities->extendHeight = static_cast<int16_t>(blockHeight - globals->height);
 
     for (int i = 0; i < 2; ++i) {
-        const int allocated = callocInternalPixelBuffer(static_cast<uint32_t>(blockWidth),
-                                                        static_cast<uint32_t>(blockHeight), &globals->pixelBuffers[i]);
+        const int allocated = callocInternalPixelBuffer(
+            static_cast<uint32_t>(blockWidth), static_cast<uint32_t>(blockHeight), &globals->pixelBuffers[i]);
         if (allocated != 0) return allocated;
     }
     callocInternalPixelBuffer(static_cast<uint32_t>(blockWidth), static_cast<uint32_t>(blockHeight),
@@ -187,8 +194,8 @@ ComponentResult KEL_DPreflight(KELDecompressorGlobalsPtr globals, CodecDecompres
     return noErr;
 }
 
-ComponentResult KEL_DBeginBand(KELDecompressorGlobalsPtr, CodecDecompressParams* p, ImageSubCodecDecompressRecord* drp,
-                               int32_t) {
+ComponentResult KEL_DBeginBand(KELDecompressorGlobalsPtr, CodecDecompressParams* p,
+                               ImageSubCodecDecompressRecord* drp, int32_t) {
     drp->baseAddr = p->dstPixMap.baseAddr;
     drp->frameType = kCodecFrameTypeKey; // every frame is a key frame
     auto* record = static_cast<KELDecompressRecord*>(drp->userDecompressRecord);
@@ -215,8 +222,12 @@ ComponentResult KEL_DDrawBand(KELDecompressorGlobalsPtr globals, ImageSubCodecDe
 ComponentResult KEL_DEndBand(KELDecompressorGlobalsPtr, ImageSubCodecDecompressRecord*, int16_t, int32_t) {
     return noErr;
 }
-ComponentResult KEL_DQueueStarting(KELDecompressorGlobalsPtr) { return noErr; }
-ComponentResult KEL_DQueueStopping(KELDecompressorGlobalsPtr) { return noErr; }
+ComponentResult KEL_DQueueStarting(KELDecompressorGlobalsPtr) {
+    return noErr;
+}
+ComponentResult KEL_DQueueStopping(KELDecompressorGlobalsPtr) {
+    return noErr;
+}
 ComponentResult KEL_DDecodeBand(KELDecompressorGlobalsPtr, ImageSubCodecDecompressRecord*, uint32_t) {
     return noErr;
 }
@@ -237,7 +248,8 @@ ComponentResult KEL_DGetCompressedImageSize(KELDecompressorGlobalsPtr, ImageDesc
 ComponentResult KEL_DGetCodecInfo(KELDecompressorGlobalsPtr globals, CodecInfo* info) {
     if (info == nullptr) return paramErr;
     Handle resource = nullptr;
-    const OSErr found = GetComponentResource(globals->self, FourCC("cdci"), kDecompressorCodecInfoID, &resource);
+    const OSErr found =
+        GetComponentResource(globals->self, FourCC("cdci"), kDecompressorCodecInfoID, &resource);
     if (found != noErr) return found;
     std::memcpy(info, *resource, sizeof(CodecInfo));
     DisposeHandle(resource);

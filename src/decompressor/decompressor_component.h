@@ -57,8 +57,8 @@ ComponentResult KEL_DInitialize(KELDecompressorGlobalsPtr storage, ImageSubCodec
 ComponentResult KEL_DBeginBand(KELDecompressorGlobalsPtr storage, CodecDecompressParams* p,
                                ImageSubCodecDecompressRecord* drp, int32_t flags);
 ComponentResult KEL_DDrawBand(KELDecompressorGlobalsPtr storage, ImageSubCodecDecompressRecord* drp);
-ComponentResult KEL_DEndBand(KELDecompressorGlobalsPtr storage, ImageSubCodecDecompressRecord* drp, int16_t result,
-                             int32_t flags);
+ComponentResult KEL_DEndBand(KELDecompressorGlobalsPtr storage, ImageSubCodecDecompressRecord* drp,
+                             int16_t result, int32_t flags);
 ComponentResult KEL_DQueueStarting(KELDecompressorGlobalsPtr storage);
 ComponentResult KEL_DQueueStopping(KELDecompressorGlobalsPtr storage);
 ComponentResult KEL_DDecodeBand(KELDecompressorGlobalsPtr storage, ImageSubCodecDecompressRecord* drp,

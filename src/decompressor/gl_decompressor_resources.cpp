@@ -13,7 +13,8 @@ void GLDecompressorResources::FreeResources() {
         blockTexture.DeleteTexture();
         planeTexture.DeleteTexture();
         framebuffer.FreeResources(ext);
-        for (GLSLProgram& program : programs) program.ReleaseGLResources(ext);
+        for (GLSLProgram& program : programs)
+            program.ReleaseGLResources(ext);
     }
     context.DeleteContext();
 }

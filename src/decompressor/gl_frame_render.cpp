@@ -28,9 +28,11 @@ void UploadBlocks(GLDecompressorResources* r, GLExtensions& ext, const UnpackedF
             texture.UploadDXT24AImage(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight,
                                       GL_TEXTURE_RECTANGLE_ARB);
     } else if (f.alpha == 0) {
-        texture.UploadDXT16Image(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight, GL_TEXTURE_2D);
+        texture.UploadDXT16Image(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight,
+                                 GL_TEXTURE_2D);
     } else {
-        texture.UploadDXT16AImage(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight, GL_TEXTURE_2D);
+        texture.UploadDXT16AImage(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight,
+                                  GL_TEXTURE_2D);
     }
 }
 

@@ -24,7 +24,8 @@ const unsigned char kLZF = 1;
 void UnpackPart(unsigned char packing, const unsigned char* source, int32_t storedSize, unsigned char* buffer,
                 int32_t capacity) {
     if (packing == kLZF) {
-        lzf_decompress(source, static_cast<unsigned int>(storedSize), buffer, static_cast<unsigned int>(capacity));
+        lzf_decompress(source, static_cast<unsigned int>(storedSize), buffer,
+                       static_cast<unsigned int>(capacity));
         return;
     }
     const int32_t count = std::min(storedSize, capacity);
@@ -41,8 +42,8 @@ int32_t PlaneSize(int32_t width, int32_t height, bool rgb) {
 
 } // namespace
 
-int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int height, const unsigned char* frame,
-                            void* destination, int rowBytes) {
+int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int height,
+                            const unsigned char* frame, void* destination, int rowBytes) {
     // Whole 4x4 blocks: sizes rounded up in signed arithmetic, block counts by shifts.
     const int blockWidth = (width + 3) / 4 * 4;
     const int blockHeight = (height + 3) / 4 * 4;
@@ -63,12 +64,14 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     int32_t capacity = mainSize;
     if (blockKind > 1 && alpha == 0) capacity = blocks * static_cast<int32_t>(kDXT24BlockBytes);
 
-    unsigned char* blocksBuffer = static_cast<unsigned char*>(std::calloc(static_cast<size_t>(std::max(capacity, 1)), 1));
+    unsigned char* blocksBuffer =
+        static_cast<unsigned char*>(std::calloc(static_cast<size_t>(std::max(capacity, 1)), 1));
     if (blocksBuffer == nullptr) return kMemFullErr;
     unsigned char* planeBuffer = nullptr;
     if (planeSize > 0) {
         planeBuffer = static_cast<unsigned char*>(std::calloc(static_cast<size_t>(planeSize), 1));
-        if (planeBuffer == nullptr) return kMemFullErr; // the block buffer is not released here (kept as it was)
+        if (planeBuffer == nullptr)
+            return kMemFullErr; // the block buffer is not released here (kept as it was)
     }
 
     const uint32_t headerSize = ReadLE32(frame + kKELHeaderSizeOffset);
@@ -83,12 +86,11 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     } else {
         if (planeBuffer != nullptr) {
             const int32_t planeStored = static_cast<int32_t>(ReadLE32(frame + kKELPlaneStoredSizeOffset));
-            UnpackPart(frame[kKELPlanePackingOffset], payload + static_cast<uint32_t>(storedSize), planeStored,
-                       planeBuffer, planeSize);
+            UnpackPart(frame[kKELPlanePackingOffset], payload + static_cast<uint32_t>(storedSize),
+                       planeStored, planeBuffer, planeSize);
         }
-        const UnpackedFrame unpacked = {width,       height,     blockWidth, blockHeight, blockKind,
-                                        alpha,       blocksBuffer, planeBuffer, planeWidth, planeHeight,
-                                        planeIsRGB};
+        const UnpackedFrame unpacked = {width,        height,      blockWidth, blockHeight, blockKind, alpha,
+                                        blocksBuffer, planeBuffer, planeWidth, planeHeight, planeIsRGB};
         RenderFrameWithGL(resources, unpacked, destination, rowBytes);
     }
 

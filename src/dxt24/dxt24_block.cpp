@@ -20,7 +20,9 @@ unsigned int PackRGB(int r, int g, int b) {
            static_cast<unsigned int>(b);
 }
 
-unsigned int PixelColor(const unsigned char* p) { return PackRGB(p[0], p[1], p[2]); }
+unsigned int PixelColor(const unsigned char* p) {
+    return PackRGB(p[0], p[1], p[2]);
+}
 
 void StoreRGB(unsigned char* out, unsigned int c) {
     out[0] = static_cast<unsigned char>(c >> 16);
@@ -106,7 +108,8 @@ void OptimizeColorsBlock24(const unsigned char* block, unsigned int* pmax, unsig
     }
 
     float covf[6];
-    for (int i = 0; i < 6; ++i) covf[i] = static_cast<float>(cov[i]) / 255.0f;
+    for (int i = 0; i < 6; ++i)
+        covf[i] = static_cast<float>(cov[i]) / 255.0f;
 
     float vfr = static_cast<float>(max[0] - min[0]);
     float vfg = static_cast<float>(max[1] - min[1]);
@@ -276,7 +279,9 @@ void CompressColorBlock24(unsigned char* dest, const unsigned char* block, int m
 
 } // namespace
 
-unsigned int stb__MatchColorsBlock24(unsigned char* block, unsigned char* color) { return MatchColors(block, color); }
+unsigned int stb__MatchColorsBlock24(unsigned char* block, unsigned char* color) {
+    return MatchColors(block, color);
+}
 
 int stb__RefineBlock24(unsigned char* block, unsigned int* pmax, unsigned int* pmin, unsigned int mask) {
     return RefineBlock(block, pmax, pmin, mask);
@@ -287,7 +292,8 @@ void stb_compress_dxt_block_24(unsigned char* dest, const unsigned char* src, in
         // The alpha half is stb_dxt's own DXT5 alpha block (largest, smallest, 16 3-bit
         // indices); its BC4 entry point encodes exactly that from one byte per pixel.
         unsigned char alphas[16];
-        for (int i = 0; i < 16; ++i) alphas[i] = src[i * 4 + 3];
+        for (int i = 0; i < 16; ++i)
+            alphas[i] = src[i * 4 + 3];
         stb_compress_bc4_block(dest, alphas);
         dest += 8;
     }

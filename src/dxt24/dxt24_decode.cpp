@@ -34,11 +34,15 @@ uint32_t ARGBWord(unsigned char r, unsigned char g, unsigned char b) {
     return word;
 }
 
-unsigned char Thirds(unsigned char a, unsigned char b) { return thirdsTable[(a << 8) | b]; }
+unsigned char Thirds(unsigned char a, unsigned char b) {
+    return thirdsTable[(a << 8) | b];
+}
 
 } // namespace
 
-void InitThirdsTable() { std::call_once(thirdsOnce, FillThirdsTable); }
+void InitThirdsTable() {
+    std::call_once(thirdsOnce, FillThirdsTable);
+}
 
 void DecodeDXT24(const unsigned char* src, unsigned char* dst, int width, int height, int rowBytes) {
     InitThirdsTable();
@@ -61,7 +65,8 @@ void DecodeDXT24(const unsigned char* src, unsigned char* dst, int width, int he
                 ARGBWord(Thirds(block[3], block[0]), Thirds(block[4], block[1]), Thirds(block[5], block[2])),
             };
             const uint32_t indices = static_cast<uint32_t>(block[6]) | static_cast<uint32_t>(block[7]) << 8 |
-                                     static_cast<uint32_t>(block[8]) << 16 | static_cast<uint32_t>(block[9]) << 24;
+                                     static_cast<uint32_t>(block[8]) << 16 |
+                                     static_cast<uint32_t>(block[9]) << 24;
             for (int y = 0; y < 4; ++y) {
                 unsigned char* row = out + y * static_cast<long>(rowBytes);
                 for (int x = 0; x < 4; ++x) {

@@ -25,7 +25,8 @@ inline void CopyPixelAsRGBA(unsigned char* out, const unsigned char* in) {
 void GatherBlock(unsigned char* block, const unsigned char* src, long pitch) {
     for (int r = 0; r < 4; ++r) {
         const unsigned char* row = src + r * pitch;
-        for (int c = 0; c < 4; ++c) CopyPixelAsRGBA(block + (r * 4 + c) * 4, row + c * 4);
+        for (int c = 0; c < 4; ++c)
+            CopyPixelAsRGBA(block + (r * 4 + c) * 4, row + c * 4);
     }
 }
 
@@ -33,7 +34,8 @@ void GatherBlock(unsigned char* block, const unsigned char* src, long pitch) {
 void GatherEdgeBlock(unsigned char* block, const unsigned char* src, long pitch, int rowsLeft, int colsLeft) {
     for (int r = 0; r < 4; ++r) {
         const unsigned char* row = src + (r < rowsLeft ? r : rowsLeft - 1) * pitch;
-        for (int c = 0; c < 4; ++c) CopyPixelAsRGBA(block + (r * 4 + c) * 4, row + (c < colsLeft ? c : colsLeft - 1) * 4);
+        for (int c = 0; c < 4; ++c)
+            CopyPixelAsRGBA(block + (r * 4 + c) * 4, row + (c < colsLeft ? c : colsLeft - 1) * 4);
     }
 }
 

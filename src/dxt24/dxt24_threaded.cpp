@@ -39,7 +39,9 @@ void KELSemaphore::Wait() {
     }
 }
 
-void KELSemaphore::Post() { sem_post(handle); }
+void KELSemaphore::Post() {
+    sem_post(handle);
+}
 
 ThreadInfo::ThreadInfo()
     : quit(false), dst(nullptr), src(nullptr), width(0), height(0), rowBytes(0), alpha(false) {}
@@ -61,7 +63,9 @@ int g_numDXT24Threads = 1;
 pthread_t g_threadIds[kMaxDXT24Threads];
 bool threadsReady = false;
 
-void* compressThread(void* info) { return static_cast<ThreadInfo*>(info)->RunThread(); }
+void* compressThread(void* info) {
+    return static_cast<ThreadInfo*>(info)->RunThread();
+}
 
 namespace {
 
@@ -76,13 +80,16 @@ StartedWorker g_startedWorkers[kMaxStartedWorkers];
 int g_startedCount = 0;
 pid_t g_poolOwner = 0;
 
-int ClampThreadCount(int count) { return count < 1 ? 1 : (count > kMaxDXT24Threads ? kMaxDXT24Threads : count); }
+int ClampThreadCount(int count) {
+    return count < 1 ? 1 : (count > kMaxDXT24Threads ? kMaxDXT24Threads : count);
+}
 
 int StartWorkers() {
     int result = 0;
     for (int i = 0; i < g_numDXT24Threads; ++i) {
         result = pthread_create(&g_threadIds[i], nullptr, compressThread, &g_threadInfos[i]);
-        if (result == 0 && g_startedCount < kMaxStartedWorkers) g_startedWorkers[g_startedCount++] = {g_threadIds[i], i};
+        if (result == 0 && g_startedCount < kMaxStartedWorkers)
+            g_startedWorkers[g_startedCount++] = {g_threadIds[i], i};
     }
     g_poolOwner = getpid();
     return result;
@@ -100,7 +107,8 @@ struct PoolStopper {
             g_threadInfos[g_startedWorkers[i].slot].quit = true;
             g_threadInfos[g_startedWorkers[i].slot].startSemaphore.Post();
         }
-        for (int i = 0; i < g_startedCount; ++i) pthread_join(g_startedWorkers[i].thread, nullptr);
+        for (int i = 0; i < g_startedCount; ++i)
+            pthread_join(g_startedWorkers[i].thread, nullptr);
         g_startedCount = 0;
     }
 } g_poolStopper;

@@ -45,7 +45,7 @@ struct ThreadInfo {
 
     KELSemaphore startSemaphore;
     KELSemaphore doneSemaphore;
-    bool quit; // set only at exit, to stop the worker
+    bool quit;           // set only at exit, to stop the worker
     unsigned short* dst; // where this slice's blocks go
     unsigned char* src;  // first source row of the slice
     int width;           // image width in pixels

@@ -26,8 +26,12 @@ struct InfoFields {
 };
 
 InfoFields ReadInfo(const unsigned char* info) {
-    return InfoFields{static_cast<int32_t>(ReadLE32(info + 4)), static_cast<int32_t>(ReadLE32(info + 8)),
-                      ReadLE16(info + 14),   ReadLE32(info + 16), ReadLE32(info + 20), ReadLE32(info + 32)};
+    return InfoFields{static_cast<int32_t>(ReadLE32(info + 4)),
+                      static_cast<int32_t>(ReadLE32(info + 8)),
+                      ReadLE16(info + 14),
+                      ReadLE32(info + 16),
+                      ReadLE32(info + 20),
+                      ReadLE32(info + 32)};
 }
 
 // The stored image size, or |height| rows of (width * bits + 7) / 8 bytes; -1 when the

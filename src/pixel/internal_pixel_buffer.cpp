@@ -7,7 +7,9 @@ namespace {
 
 const int kMemFullErr = -108;
 
-uint32_t RoundUpTo16(uint32_t n) { return (n + 15) & ~15u; }
+uint32_t RoundUpTo16(uint32_t n) {
+    return (n + 15) & ~15u;
+}
 
 } // namespace
 
@@ -63,9 +65,10 @@ int CopyChunkyYUV422ToPlanarYUV420(uint32_t width, uint32_t height, const uint8_
     return 0;
 }
 
-int CopyPlanarYUV420ToChunkyYUV422(uint32_t width, uint32_t height, const uint8_t* srcY, uint32_t srcYRowBytes,
-                                   const uint8_t* srcU, uint32_t srcURowBytes, const uint8_t* srcV,
-                                   uint32_t srcVRowBytes, uint8_t* dst, uint32_t dstRowBytes) {
+int CopyPlanarYUV420ToChunkyYUV422(uint32_t width, uint32_t height, const uint8_t* srcY,
+                                   uint32_t srcYRowBytes, const uint8_t* srcU, uint32_t srcURowBytes,
+                                   const uint8_t* srcV, uint32_t srcVRowBytes, uint8_t* dst,
+                                   uint32_t dstRowBytes) {
     for (uint32_t r = 0; r < height; r += 2) {
         uint8_t* top = dst + static_cast<size_t>(r) * dstRowBytes;
         uint8_t* bottom = top + dstRowBytes;

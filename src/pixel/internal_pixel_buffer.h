@@ -5,12 +5,12 @@
 #include <cstdint>
 
 struct InternalPixelBuffer {
-    uint8_t* y;          // luma, yRowBytes x height bytes
-    uint32_t yRowBytes;  // width rounded up to a multiple of 16
-    uint8_t* u;          // Cb, (uRowBytes x height) / 2 bytes
-    uint32_t uRowBytes;  // width / 2 rounded up to a multiple of 16
-    uint8_t* v;          // Cr, same size as u
-    uint32_t vRowBytes;  // equal to uRowBytes
+    uint8_t* y;         // luma, yRowBytes x height bytes
+    uint32_t yRowBytes; // width rounded up to a multiple of 16
+    uint8_t* u;         // Cb, (uRowBytes x height) / 2 bytes
+    uint32_t uRowBytes; // width / 2 rounded up to a multiple of 16
+    uint8_t* v;         // Cr, same size as u
+    uint32_t vRowBytes; // equal to uRowBytes
 };
 
 // Frees whatever the record holds, then allocates zeroed planes for width x height.
@@ -32,6 +32,7 @@ int CopyChunkyYUV422ToPlanarYUV420(uint32_t width, uint32_t height, const uint8_
                                    uint8_t* dstV, uint32_t dstVRowBytes);
 
 // Luma is copied; each chroma sample is repeated on both rows of its pair.
-int CopyPlanarYUV420ToChunkyYUV422(uint32_t width, uint32_t height, const uint8_t* srcY, uint32_t srcYRowBytes,
-                                   const uint8_t* srcU, uint32_t srcURowBytes, const uint8_t* srcV,
-                                   uint32_t srcVRowBytes, uint8_t* dst, uint32_t dstRowBytes);
+int CopyPlanarYUV420ToChunkyYUV422(uint32_t width, uint32_t height, const uint8_t* srcY,
+                                   uint32_t srcYRowBytes, const uint8_t* srcU, uint32_t srcURowBytes,
+                                   const uint8_t* srcV, uint32_t srcVRowBytes, uint8_t* dst,
+                                   uint32_t dstRowBytes);

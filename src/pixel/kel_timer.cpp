@@ -33,6 +33,10 @@ KELTimer::KELTimer() {
     start = KELAbsoluteTime();
 }
 
-void KELTimer::ResetTimer() { start = KELAbsoluteTime(); }
+void KELTimer::ResetTimer() {
+    start = KELAbsoluteTime();
+}
 
-double KELTimer::GetElapsedTime() { return static_cast<double>(KELAbsoluteTime() - start) * g_conversion; }
+double KELTimer::GetElapsedTime() {
+    return static_cast<double>(KELAbsoluteTime() - start) * g_conversion;
+}

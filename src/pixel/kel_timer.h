@@ -16,8 +16,8 @@ class KELTimer {
 
     uint64_t start;
 
-    static bool g_firstTime;     // set by the first construction in the process
-    static double g_conversion;  // seconds per tick
+    static bool g_firstTime;    // set by the first construction in the process
+    static double g_conversion; // seconds per tick
 };
 
 // The monotonic tick counter behind KELTimer: nanoseconds on Linux (timebase 1/1).

@@ -15,7 +15,9 @@ uint32_t Hash(uint32_t x) {
     return x;
 }
 
-uint8_t Clamp8(int v) { return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+uint8_t Clamp8(int v) {
+    return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
+}
 
 // A crude 5x7 "glyph" made from the hash of its cell: blocky text-like detail.
 bool GlyphPixel(int x, int y, int frame) {
@@ -78,8 +80,8 @@ void FillSyntheticARGB(uint8_t* dst, int width, int height, int rowBytes, int fr
             }
             default: { // horizontal hue bars with a sharp boundary
                 const int bar = ((x + shift) / 16) % 6;
-                static const int hues[6][3] = {{255, 0, 0}, {255, 255, 0}, {0, 255, 0},
-                                               {0, 255, 255}, {0, 0, 255}, {255, 0, 255}};
+                static const int hues[6][3] = {{255, 0, 0},   {255, 255, 0}, {0, 255, 0},
+                                               {0, 255, 255}, {0, 0, 255},   {255, 0, 255}};
                 r = hues[bar][0];
                 g = hues[bar][1];
                 b = hues[bar][2];

@@ -17,7 +17,7 @@ struct BaseGlobals {
     ComponentInstance target; // the subcodec; self until it targets us
     bool initialized;
     ImageSubCodecDecompressCapabilities subCodec;
-    unsigned char* scratch;          // drawing area when the subcodec needs extra room
+    unsigned char* scratch; // drawing area when the subcodec needs extra room
     size_t scratchSize;
 };
 typedef BaseGlobals* BaseGlobalsPtr;
@@ -38,7 +38,9 @@ ComponentResult BaseClose(BaseGlobalsPtr globals, ComponentInstance) {
     return noErr;
 }
 
-ComponentResult BaseVersion(BaseGlobalsPtr) { return kBaseVersion; }
+ComponentResult BaseVersion(BaseGlobalsPtr) {
+    return kBaseVersion;
+}
 
 ComponentResult BaseTarget(BaseGlobalsPtr globals, ComponentInstance target) {
     globals->target = target;
@@ -63,10 +65,12 @@ ComponentResult BasePreDecompress(BaseGlobalsPtr globals, CodecDecompressParams*
 
     if (p->wantedDestinationPixelTypes != nullptr && *p->wantedDestinationPixelTypes != nullptr &&
         p->dstPixMap.pixelFormat != 0) {
-        const Size count = GetHandleSize(reinterpret_cast<Handle>(p->wantedDestinationPixelTypes)) / sizeof(OSType);
+        const Size count =
+            GetHandleSize(reinterpret_cast<Handle>(p->wantedDestinationPixelTypes)) / sizeof(OSType);
         const OSType* types = *p->wantedDestinationPixelTypes;
         bool offered = false;
-        for (Size i = 0; i < count && types[i] != 0; ++i) offered |= types[i] == p->dstPixMap.pixelFormat;
+        for (Size i = 0; i < count && types[i] != 0; ++i)
+            offered |= types[i] == p->dstPixMap.pixelFormat;
         if (!offered) return codecErr;
     }
     return noErr;
@@ -119,7 +123,8 @@ ComponentResult BaseBandDecompress(BaseGlobalsPtr globals, CodecDecompressParams
         // The scratch starts as the destination's picture, so a frame the subcodec declines
         // to draw leaves the destination as it was.
         for (int y = 0; result == noErr && y < height; ++y)
-            std::memcpy(globals->scratch + y * scratchRowBytes, destination + static_cast<long>(y) * destinationRowBytes,
+            std::memcpy(globals->scratch + y * scratchRowBytes,
+                        destination + static_cast<long>(y) * destinationRowBytes,
                         static_cast<size_t>(width) * 4);
         drp.baseAddr = reinterpret_cast<Ptr>(globals->scratch);
         drp.rowBytes = static_cast<int32_t>(scratchRowBytes);
@@ -133,14 +138,19 @@ ComponentResult BaseBandDecompress(BaseGlobalsPtr globals, CodecDecompressParams
     if (useScratch && result == noErr)
         for (int y = 0; y < height; ++y)
             std::memcpy(destination + static_cast<long>(y) * destinationRowBytes,
-                        globals->scratch + y * static_cast<size_t>(drp.rowBytes), static_cast<size_t>(width) * 4);
+                        globals->scratch + y * static_cast<size_t>(drp.rowBytes),
+                        static_cast<size_t>(width) * 4);
 
     std::free(drp.userDecompressRecord);
     return result;
 }
 
-ComponentResult BaseDroppingFrame(BaseGlobalsPtr, const CodecDecompressParams*) { return noErr; }
-ComponentResult BaseBusy(BaseGlobalsPtr, int32_t) { return 0; } // never busy: frames decode synchronously
+ComponentResult BaseDroppingFrame(BaseGlobalsPtr, const CodecDecompressParams*) {
+    return noErr;
+}
+ComponentResult BaseBusy(BaseGlobalsPtr, int32_t) {
+    return 0;
+} // never busy: frames decode synchronously
 
 struct BaseSelector {
     int16_t selector;
@@ -175,7 +185,8 @@ ComponentResult BaseCanDo(BaseGlobalsPtr, int16_t selector) {
 ComponentResult BaseDispatch(ComponentParameters* params, Handle storage) {
     if (params == nullptr) return paramErr;
     if (params->what == kComponentCanDoSelector)
-        return CallComponentFunctionWithStorageProcInfo(storage, params, ComponentFunction<BaseCanDo>(), 0x2F0);
+        return CallComponentFunctionWithStorageProcInfo(storage, params, ComponentFunction<BaseCanDo>(),
+                                                        0x2F0);
     const ComponentDispatchEntry* entry = FindBaseEntry(params->what);
     if (entry == nullptr) return badComponentSelector;
     return CallComponentDispatchEntry(*entry, params, storage);

@@ -38,7 +38,8 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
     if (d == nullptr) return memFullErr;
     d->width = width;
     d->height = height;
-    d->description = NewImageDescription(kKELCodecType, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    d->description =
+        NewImageDescription(kKELCodecType, static_cast<int16_t>(width), static_cast<int16_t>(height));
     if (d->description == nullptr) {
         std::free(d);
         return memFullErr;
@@ -57,7 +58,8 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
                                       size_t rowBytes) {
     if (d == nullptr || argb == nullptr || (frame == nullptr && size != 0)) return paramErr;
     if (rowBytes == 0) rowBytes = static_cast<size_t>(d->width) * 4;
-    if (rowBytes < static_cast<size_t>(d->width) * 4 || rowBytes > INT32_MAX || size > INT32_MAX) return paramErr;
+    if (rowBytes < static_cast<size_t>(d->width) * 4 || rowBytes > INT32_MAX || size > INT32_MAX)
+        return paramErr;
 
     (*d->description)->dataSize = static_cast<int32_t>(size);
     CodecDecompressParams& p = d->params;
@@ -80,7 +82,8 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     const ComponentResult decoded = ImageCodecBandDecompress(d->instance, &p);
     if (decoded != noErr) return decoded;
     // The decompressor declines damaged frames silently; tell the host.
-    return CheckKELFrame(frame, size, d->width, d->height) == KELFrameProblem::kNone ? noErr : codecBadDataErr;
+    return CheckKELFrame(frame, size, d->width, d->height) == KELFrameProblem::kNone ? noErr
+                                                                                     : codecBadDataErr;
 }
 
 void HostDecompressionClose(HostDecompression* d) {
@@ -90,7 +93,9 @@ void HostDecompressionClose(HostDecompression* d) {
     std::free(d);
 }
 
-void HostDecompressionAllowSoftwareRenderer(bool allow) { GLContext::SetAllowSoftwareRenderer(allow); }
+void HostDecompressionAllowSoftwareRenderer(bool allow) {
+    GLContext::SetAllowSoftwareRenderer(allow);
+}
 
 bool HostDecompressionRendererAvailable(bool acceptSoftware) {
     const bool allowed = GLContext::AllowsSoftwareRenderer();

@@ -34,7 +34,6 @@ enum : int16_t {
     kImageCodecDecodeBandSelector = 0x20F,
 };
 
-
 const OSType kBaseCodecSubType = FourCC("base");
 const uint8_t kCodecFrameTypeKey = 1;
 
@@ -83,7 +82,7 @@ struct CodecDecompressParams {
     int32_t stopLine;
     int32_t conditionFlags;
     uint16_t callerFlags;
-    CodecCapabilities* capabilities;         // the host's record, filled by the codec at preflight
+    CodecCapabilities* capabilities; // the host's record, filled by the codec at preflight
     ICMProgressProcRecord progressProcRecord;
     ICMDataProcRecord dataProcRecord;
     PixMap dstPixMap;
@@ -130,11 +129,11 @@ inline ComponentResult ImageCodecPreDecompress(ComponentInstance ci, CodecDecomp
 inline ComponentResult ImageCodecBandDecompress(ComponentInstance ci, CodecDecompressParams* p) {
     return CallComponentSelector(ci, kImageCodecBandDecompressSelector, p);
 }
-inline ComponentResult ImageCodecGetCompressedImageSize(ComponentInstance ci, ImageDescriptionHandle desc, Ptr data,
-                                                        int32_t bufferSize, ICMDataProcRecord* dataProc,
-                                                        int32_t* dataSize) {
-    return CallComponentSelector(ci, kImageCodecGetCompressedImageSizeSelector, desc, data, bufferSize, dataProc,
-                                 dataSize);
+inline ComponentResult ImageCodecGetCompressedImageSize(ComponentInstance ci, ImageDescriptionHandle desc,
+                                                        Ptr data, int32_t bufferSize,
+                                                        ICMDataProcRecord* dataProc, int32_t* dataSize) {
+    return CallComponentSelector(ci, kImageCodecGetCompressedImageSizeSelector, desc, data, bufferSize,
+                                 dataProc, dataSize);
 }
 inline ComponentResult ImageCodecPreflight(ComponentInstance ci, CodecDecompressParams* p) {
     return CallComponentSelector(ci, kImageCodecPreflightSelector, p);
@@ -149,8 +148,8 @@ inline ComponentResult ImageCodecBeginBand(ComponentInstance ci, CodecDecompress
 inline ComponentResult ImageCodecDrawBand(ComponentInstance ci, ImageSubCodecDecompressRecord* drp) {
     return CallComponentSelector(ci, kImageCodecDrawBandSelector, drp);
 }
-inline ComponentResult ImageCodecEndBand(ComponentInstance ci, ImageSubCodecDecompressRecord* drp, int16_t result,
-                                         int32_t flags) {
+inline ComponentResult ImageCodecEndBand(ComponentInstance ci, ImageSubCodecDecompressRecord* drp,
+                                         int16_t result, int32_t flags) {
     return CallComponentSelector(ci, kImageCodecEndBandSelector, drp, result, flags);
 }
 inline ComponentResult ImageCodecDecodeBand(ComponentInstance ci, ImageSubCodecDecompressRecord* drp,

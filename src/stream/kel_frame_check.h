@@ -8,10 +8,10 @@
 
 enum class KELFrameProblem {
     kNone,
-    kShorterThanHeader,  // fewer bytes than a frame header
-    kHeaderSize,         // the header-size field is below 28 or past the data
-    kPayloadPastEnd,     // the stored payload reaches past the data
-    kPlanePastEnd,       // the stored second plane reaches past the data
+    kShorterThanHeader,    // fewer bytes than a frame header
+    kHeaderSize,           // the header-size field is below 28 or past the data
+    kPayloadPastEnd,       // the stored payload reaches past the data
+    kPlanePastEnd,         // the stored second plane reaches past the data
     kPlaneLargerThanFrame, // the second plane claims more pixels than the frame has
 };
 

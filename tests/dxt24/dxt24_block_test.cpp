@@ -32,13 +32,21 @@ Block TwoColourBlock(RGBA zero, RGBA one, unsigned pattern) {
 // `oneIndex` to the others.
 unsigned MaskFor(unsigned pattern, unsigned zeroIndex, unsigned oneIndex) {
     unsigned mask = 0;
-    for (int i = 0; i < 16; ++i) mask |= (((pattern >> i) & 1) ? oneIndex : zeroIndex) << (2 * i);
+    for (int i = 0; i < 16; ++i)
+        mask |= (((pattern >> i) & 1) ? oneIndex : zeroIndex) << (2 * i);
     return mask;
 }
 
 Bytes10 Expected(RGBA c0, RGBA c1, unsigned mask) {
-    return {c0.r, c0.g, c0.b, c1.r, c1.g, c1.b, static_cast<unsigned char>(mask),
-            static_cast<unsigned char>(mask >> 8), static_cast<unsigned char>(mask >> 16),
+    return {c0.r,
+            c0.g,
+            c0.b,
+            c1.r,
+            c1.g,
+            c1.b,
+            static_cast<unsigned char>(mask),
+            static_cast<unsigned char>(mask >> 8),
+            static_cast<unsigned char>(mask >> 16),
             static_cast<unsigned char>(mask >> 24)};
 }
 
@@ -102,7 +110,8 @@ TEST(DXT24Block, LuminanceAxisShiftedThresholdsAndSinglePrecisionRefit) {
     // - P packs below (102,99,100): swap, P becomes index 1 and Q index 2.
     const RGBA p{100, 100, 100, 255}, q{101, 99, 100, 255};
     const unsigned pattern = 0x0FF0; // bit set = Q
-    EXPECT_EQ(Encode(TwoColourBlock(p, q, pattern)), Expected(RGBA{102, 99, 100, 255}, p, MaskFor(pattern, 1, 2)));
+    EXPECT_EQ(Encode(TwoColourBlock(p, q, pattern)),
+              Expected(RGBA{102, 99, 100, 255}, p, MaskFor(pattern, 1, 2)));
 }
 
 TEST(DXT24Block, RefinementCollapsesToTheMean) {
@@ -131,6 +140,7 @@ TEST(DXT24Block, AlphaVariantWritesTheDXT5AlphaBlockFirst) {
     block[3] = 0;
     std::array<unsigned char, 18> out{};
     stb_compress_dxt_block_24(out.data(), block.data(), 1, 2);
-    const std::array<unsigned char, 18> expected = {0xFF, 0x00, 0x21, 0, 0, 0, 0, 0, 10, 20, 30, 10, 20, 30, 0, 0, 0, 0};
+    const std::array<unsigned char, 18> expected = {0xFF, 0x00, 0x21, 0,  0,  0, 0, 0, 10,
+                                                    20,   30,   10,   20, 30, 0, 0, 0, 0};
     EXPECT_EQ(out, expected);
 }

@@ -14,7 +14,8 @@ namespace {
 
 std::vector<unsigned char> EncodeImage(std::vector<unsigned char>& image, int width, int height) {
     std::vector<unsigned char> payload(static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10);
-    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(payload.data()), image.data(), width, height, 0, false);
+    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(payload.data()), image.data(), width, height, 0,
+                            false);
     return payload;
 }
 
@@ -26,7 +27,8 @@ TEST(DXT24Decode, ThirdsTableRoundsToNearest) {
     EXPECT_EQ(thirdsTable[(255 << 8) | 0], 170);
     EXPECT_EQ(thirdsTable[(0 << 8) | 255], 85);
     for (int a = 0; a < 256; ++a)
-        for (int b = 0; b < 256; ++b) ASSERT_EQ(thirdsTable[(a << 8) | b], (2 * a + b + 1) / 3) << a << "," << b;
+        for (int b = 0; b < 256; ++b)
+            ASSERT_EQ(thirdsTable[(a << 8) | b], (2 * a + b + 1) / 3) << a << "," << b;
 }
 
 TEST(DXT24Decode, PaletteAndIndexLayout) {
@@ -36,14 +38,17 @@ TEST(DXT24Decode, PaletteAndIndexLayout) {
     unsigned char out[4 * 16];
     DecodeDXT24(block, out, 4, 4, 16);
     const unsigned char row[16] = {255, 255, 0, 0, 255, 0, 0, 255, 255, 170, 0, 85, 255, 85, 0, 170};
-    for (int y = 0; y < 4; ++y) EXPECT_EQ(0, std::memcmp(out + y * 16, row, 16)) << "row " << y;
+    for (int y = 0; y < 4; ++y)
+        EXPECT_EQ(0, std::memcmp(out + y * 16, row, 16)) << "row " << y;
 
     // Each index row byte drives its own pixel row: row y is all index y.
     const unsigned char rows[10] = {9, 8, 7, 200, 100, 50, 0x00, 0x55, 0xAA, 0xFF};
     DecodeDXT24(rows, out, 4, 4, 16);
-    const unsigned char expected[4][4] = {{255, 9, 8, 7}, {255, 200, 100, 50}, {255, 73, 39, 21}, {255, 136, 69, 36}};
+    const unsigned char expected[4][4] = {
+        {255, 9, 8, 7}, {255, 200, 100, 50}, {255, 73, 39, 21}, {255, 136, 69, 36}};
     for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x) EXPECT_EQ(0, std::memcmp(out + y * 16 + x * 4, expected[y], 4)) << y << "," << x;
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(0, std::memcmp(out + y * 16 + x * 4, expected[y], 4)) << y << "," << x;
 }
 
 TEST(DXT24Decode, WritesWholeBlocksAndNothingForEmptySizes) {
@@ -66,20 +71,23 @@ TEST(DXT24Decode, WritesWholeBlocksAndNothingForEmptySizes) {
         DecodeDXT24(block, guard.data(), size, 4, 16);
         DecodeDXT24(block, guard.data(), 4, size, 16);
     }
-    for (unsigned char b : guard) ASSERT_EQ(b, 0xC3);
+    for (unsigned char b : guard)
+        ASSERT_EQ(b, 0xC3);
 }
 
 TEST(DXT24Decode, RoundTrips) {
     // A uniform picture comes back exactly, whatever its size.
     for (int size : {1, 3, 4, 6, 17}) {
         std::vector<unsigned char> image(size * size * 4);
-        for (size_t i = 0; i < image.size(); i += 4) image[i] = 255, image[i + 1] = 12, image[i + 2] = 200, image[i + 3] = 77;
+        for (size_t i = 0; i < image.size(); i += 4)
+            image[i] = 255, image[i + 1] = 12, image[i + 2] = 200, image[i + 3] = 77;
         std::vector<unsigned char> payload = EncodeImage(image, size, size);
         const int w4 = (size + 3) / 4 * 4;
         std::vector<unsigned char> decoded(static_cast<size_t>(w4) * w4 * 4);
         DecodeDXT24(payload.data(), decoded.data(), size, size, w4 * 4);
         for (int y = 0; y < size; ++y)
-            EXPECT_EQ(0, std::memcmp(&decoded[static_cast<size_t>(y) * w4 * 4], &image[y * size * 4], size * 4));
+            EXPECT_EQ(0,
+                      std::memcmp(&decoded[static_cast<size_t>(y) * w4 * 4], &image[y * size * 4], size * 4));
     }
 
     // Generated content (gradients, edges, lines, text, noise) keeps a good PSNR, and every
@@ -93,5 +101,6 @@ TEST(DXT24Decode, RoundTrips) {
     const double psnr = PSNRofARGB(image.data(), width * 4, decoded.data(), width * 4, width, height);
     std::printf("DXT24 round trip of a generated %dx%d picture: %.2f dB\n", width, height, psnr);
     EXPECT_GT(psnr, 32.0);
-    for (size_t i = 0; i < decoded.size(); i += 4) ASSERT_EQ(decoded[i], 255);
+    for (size_t i = 0; i < decoded.size(); i += 4)
+        ASSERT_EQ(decoded[i], 255);
 }

@@ -18,19 +18,22 @@ std::vector<unsigned char> Picture(int width, int height, int rowBytes, int fram
     return image;
 }
 
-size_t PayloadSize(int width, int height) { return static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10; }
+size_t PayloadSize(int width, int height) {
+    return static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10;
+}
 
 std::vector<unsigned char> Encode(std::vector<unsigned char>& image, int width, int height, int rowBytes,
                                   bool alpha = false) {
     std::vector<unsigned char> payload(PayloadSize(width, height));
-    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(payload.data()), image.data(), width, height, rowBytes,
-                            alpha);
+    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(payload.data()), image.data(), width, height,
+                            rowBytes, alpha);
     return payload;
 }
 
 uint64_t Fnv1a(const std::vector<unsigned char>& bytes) {
     uint64_t h = 1469598103934665603ull;
-    for (unsigned char b : bytes) h = (h ^ b) * 1099511628211ull;
+    for (unsigned char b : bytes)
+        h = (h ^ b) * 1099511628211ull;
     return h;
 }
 
@@ -63,8 +66,8 @@ TEST(DXT24Image, RowPitchAndEmptySizes) {
     std::vector<unsigned char> tight = Picture(width, height, width * 4);
     std::vector<unsigned char> wide(static_cast<size_t>(width * 4 + 52) * height, 0x5A);
     for (int y = 0; y < height; ++y)
-        std::memcpy(&wide[static_cast<size_t>(y) * (width * 4 + 52)], &tight[static_cast<size_t>(y) * width * 4],
-                    width * 4);
+        std::memcpy(&wide[static_cast<size_t>(y) * (width * 4 + 52)],
+                    &tight[static_cast<size_t>(y) * width * 4], width * 4);
     EXPECT_EQ(Encode(tight, width, height, 0), Encode(tight, width, height, width * 4));
     EXPECT_EQ(Encode(tight, width, height, 0), Encode(wide, width, height, width * 4 + 52));
 
@@ -74,7 +77,8 @@ TEST(DXT24Image, RowPitchAndEmptySizes) {
         std::memset(guard, 0xC3, sizeof guard);
         _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(guard), tight.data(), size, 8, 0, false);
         _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(guard), tight.data(), 8, size, 0, false);
-        for (unsigned char b : guard) ASSERT_EQ(b, 0xC3);
+        for (unsigned char b : guard)
+            ASSERT_EQ(b, 0xC3);
     }
 }
 

@@ -23,7 +23,9 @@ struct Size {
     int width, height;
 };
 
-size_t PayloadSize(int width, int height) { return static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10; }
+size_t PayloadSize(int width, int height) {
+    return static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10;
+}
 
 struct Case {
     Size size;
@@ -37,8 +39,8 @@ std::vector<Case> MakeCases(const std::vector<Size>& sizes) {
         Case c{s, std::vector<unsigned char>(static_cast<size_t>(s.width) * s.height * 4), {}};
         FillSyntheticARGB(c.image.data(), s.width, s.height, s.width * 4, s.width ^ s.height);
         c.reference.resize(PayloadSize(s.width, s.height));
-        _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(c.reference.data()), c.image.data(), s.width,
-                                s.height, 0, false);
+        _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(c.reference.data()), c.image.data(),
+                                s.width, s.height, 0, false);
         cases.push_back(std::move(c));
     }
     return cases;
@@ -50,10 +52,11 @@ int CountMismatches(int threadCount, std::vector<Case>& cases) {
     int mismatches = 0;
     for (Case& c : cases) {
         unsigned char* payload = static_cast<unsigned char*>(std::malloc(c.reference.size()));
-        stbCompressARGB32_to24_threaded(threadCount, reinterpret_cast<unsigned short*>(payload), c.image.data(),
-                                        c.size.width, c.size.height, 0, false);
+        stbCompressARGB32_to24_threaded(threadCount, reinterpret_cast<unsigned short*>(payload),
+                                        c.image.data(), c.size.width, c.size.height, 0, false);
         if (std::memcmp(payload, c.reference.data(), c.reference.size()) != 0) {
-            std::fprintf(stderr, "threads %d, %dx%d: payload differs\n", threadCount, c.size.width, c.size.height);
+            std::fprintf(stderr, "threads %d, %dx%d: payload differs\n", threadCount, c.size.width,
+                         c.size.height);
             ++mismatches;
         }
         std::free(payload);
@@ -78,7 +81,8 @@ struct Slice {
 };
 
 void MarkSlotsUnused() {
-    for (ThreadInfo& slot : g_threadInfos) slot.height = -1;
+    for (ThreadInfo& slot : g_threadInfos)
+        slot.height = -1;
 }
 
 Slice SliceOf(int i, const unsigned char* image, const unsigned char* payload) {
@@ -92,7 +96,8 @@ std::vector<std::string> OwnSemaphoreNames(pid_t pid) {
     std::vector<std::string> names;
     if (DIR* dir = opendir("/dev/shm")) {
         while (const dirent* entry = readdir(dir))
-            if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) == 0) names.push_back(entry->d_name);
+            if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) == 0)
+                names.push_back(entry->d_name);
         closedir(dir);
     }
     return names;
@@ -104,11 +109,14 @@ TEST(DXT24Pool, PayloadMatchesSingleThreadForEveryWorkerCount) {
     ASSERT_FALSE(threadsReady) << "this process must not have started its pool";
     std::vector<Size> sizes = {{1920, 1080}, {1280, 720}, {641, 363}, {100, 100}, {33, 17}};
     for (int width = 1; width <= 9; ++width)
-        for (int height : {1, 2, 3, 4, 5, 7, 8, 12, 13, 31, 64, 67}) sizes.push_back({width, height});
+        for (int height : {1, 2, 3, 4, 5, 7, 8, 12, 13, 31, 64, 67})
+            sizes.push_back({width, height});
     std::vector<Case> cases = MakeCases(sizes);
 
     for (int workers = 2; workers <= 32; ++workers)
-        EXPECT_EQ(0, RunInChild([&] { return CountMismatches(workers, cases) + (g_numDXT24Threads != workers ? 100 : 0); }))
+        EXPECT_EQ(0, RunInChild([&] {
+                      return CountMismatches(workers, cases) + (g_numDXT24Threads != workers ? 100 : 0);
+                  }))
             << workers << " workers";
 }
 
@@ -139,23 +147,27 @@ TEST(DXT24Pool, SlicesFollowTheDivisionRuleClippedToTheImage) {
         MarkSlotsUnused();
         stbCompressARGB32_to24_threaded(3, dst, img, 1280, 720, 0, false);
         check(g_numDXT24Threads == 8, "pool size fixed by the first call");
-        for (int i = 0; i < 8; ++i) check(SliceOf(i, img, out).rows == (i < 7 ? 92 : 76), "720/8 rows");
+        for (int i = 0; i < 8; ++i)
+            check(SliceOf(i, img, out).rows == (i < 7 ? 92 : 76), "720/8 rows");
 
         // 100 rows on 8 workers: q = 12, slices of 12, the last slice takes the remaining 16.
         MarkSlotsUnused();
         stbCompressARGB32_to24_threaded(8, dst, img, 64, 100, 0, false);
-        for (int i = 0; i < 8; ++i) check(SliceOf(i, img, out).rows == (i < 7 ? 12 : 16), "100/8 rows");
+        for (int i = 0; i < 8; ++i)
+            check(SliceOf(i, img, out).rows == (i < 7 ? 12 : 16), "100/8 rows");
 
         // 20 rows on 8 workers: slices of 4 rows; slots 0..4 cover the image, slots 5..7
         // would start past it and are not dispatched.
         MarkSlotsUnused();
         stbCompressARGB32_to24_threaded(8, dst, img, 64, 20, 0, false);
-        for (int i = 0; i < 8; ++i) check(SliceOf(i, img, out).rows == (i < 5 ? 4 : -1), "20/8 rows");
+        for (int i = 0; i < 8; ++i)
+            check(SliceOf(i, img, out).rows == (i < 5 ? 4 : -1), "20/8 rows");
 
         // 3 rows: the slice is the whole height, only slot 0 works.
         MarkSlotsUnused();
         stbCompressARGB32_to24_threaded(8, dst, img, 64, 3, 0, false);
-        for (int i = 0; i < 8; ++i) check(SliceOf(i, img, out).rows == (i == 0 ? 3 : -1), "3/8 rows");
+        for (int i = 0; i < 8; ++i)
+            check(SliceOf(i, img, out).rows == (i == 0 ? 3 : -1), "3/8 rows");
         return failures;
     });
     EXPECT_EQ(0, status);
@@ -163,10 +175,11 @@ TEST(DXT24Pool, SlicesFollowTheDivisionRuleClippedToTheImage) {
     // 720 rows on 7 workers: q = 102 rounds up to 104; slots 0..5 get 104, slot 6 gets 96.
     EXPECT_EQ(0, RunInChild([] {
                   std::vector<unsigned char> image(16 * 720 * 4), payload(PayloadSize(16, 720));
-                  stbCompressARGB32_to24_threaded(7, reinterpret_cast<unsigned short*>(payload.data()), image.data(),
-                                                  16, 720, 0, false);
+                  stbCompressARGB32_to24_threaded(7, reinterpret_cast<unsigned short*>(payload.data()),
+                                                  image.data(), 16, 720, 0, false);
                   int bad = 0;
-                  for (int i = 0; i < 7; ++i) bad += g_threadInfos[i].height != (i < 6 ? 104 : 96);
+                  for (int i = 0; i < 7; ++i)
+                      bad += g_threadInfos[i].height != (i < 6 ? 104 : 96);
                   return bad;
               }));
 }
@@ -187,8 +200,8 @@ TEST(DXT24Pool, PoolStartsOnTheFirstMultiThreadedCallOnly) {
     // A first call with 100 workers starts the 32 there are slots for.
     EXPECT_EQ(0, RunInChild([] {
                   std::vector<unsigned char> image(64 * 256 * 4, 9), payload(PayloadSize(64, 256));
-                  stbCompressARGB32_to24_threaded(100, reinterpret_cast<unsigned short*>(payload.data()), image.data(),
-                                                  64, 256, 0, false);
+                  stbCompressARGB32_to24_threaded(100, reinterpret_cast<unsigned short*>(payload.data()),
+                                                  image.data(), 64, 256, 0, false);
                   return g_numDXT24Threads == 32 ? 0 : 1;
               }));
 }
@@ -201,7 +214,8 @@ TEST(DXT24Pool, ProcessWithARunningPoolExitsCleanly) {
     for (int workers : {2, 32}) {
         EXPECT_EQ(0, RunInChild([workers] {
                       std::vector<unsigned char> image(64 * 256 * 4, 9), payload(PayloadSize(64, 256));
-                      stbCompressARGB32_to24_threaded(workers, reinterpret_cast<unsigned short*>(payload.data()),
+                      stbCompressARGB32_to24_threaded(workers,
+                                                      reinterpret_cast<unsigned short*>(payload.data()),
                                                       image.data(), 64, 256, 0, false);
                       std::exit(0); // runs the static destructors, unlike returning into _exit
                       return 1;
@@ -228,7 +242,8 @@ TEST(DXT24Pool, SemaphoreNamesAreGoneOnceTheHostStarts) {
     if (child == 0) {
         dup2(ready[1], STDOUT_FILENO);
         setenv("QZKT_POOL_TEST_WAIT", "1", 1);
-        execl("/proc/self/exe", "dxt24_pool_tests", "--gtest_filter=DXT24Pool.HostThatWaitsToBeKilled", nullptr);
+        execl("/proc/self/exe", "dxt24_pool_tests", "--gtest_filter=DXT24Pool.HostThatWaitsToBeKilled",
+              nullptr);
         _exit(127);
     }
     close(ready[1]);
@@ -246,8 +261,10 @@ TEST(DXT24Pool, SemaphoreNamesAreGoneOnceTheHostStarts) {
 }
 
 TEST(DXT24Pool, HostThatWaitsToBeKilled) {
-    if (std::getenv("QZKT_POOL_TEST_WAIT") == nullptr) GTEST_SKIP() << "started only by the semaphore-name test";
+    if (std::getenv("QZKT_POOL_TEST_WAIT") == nullptr)
+        GTEST_SKIP() << "started only by the semaphore-name test";
     std::printf("waiting\n");
     std::fflush(stdout);
-    for (;;) pause();
+    for (;;)
+        pause();
 }

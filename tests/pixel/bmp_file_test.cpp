@@ -18,7 +18,8 @@ std::vector<unsigned char> InfoHeader(int32_t width, int32_t height, uint16_t bi
                                       uint32_t imageSize, uint32_t colorsUsed) {
     std::vector<unsigned char> info(40, 0);
     auto put = [&](int offset, uint32_t v, int bytes) {
-        for (int i = 0; i < bytes; ++i) info[offset + i] = static_cast<unsigned char>(v >> (8 * i));
+        for (int i = 0; i < bytes; ++i)
+            info[offset + i] = static_cast<unsigned char>(v >> (8 * i));
     };
     put(0, 40, 4);
     put(4, static_cast<uint32_t>(width), 4);
@@ -62,7 +63,8 @@ TEST_F(BMPFile, TwentyFourBitLayoutAndRoundTrip) {
     // 3x2, 24 bits, image size 0: rows of 9 bytes, no padding, no palette: 16 + 40 + 18.
     std::vector<unsigned char> info = InfoHeader(3, 2, 24, 0, 0, 0);
     std::vector<unsigned char> bits(18);
-    for (size_t i = 0; i < bits.size(); ++i) bits[i] = static_cast<unsigned char>(i * 13);
+    for (size_t i = 0; i < bits.size(); ++i)
+        bits[i] = static_cast<unsigned char>(i * 13);
     ASSERT_EQ(0, SaveDIBitmap(Path("a.bmp").c_str(), info.data(), bits.data()));
 
     const std::vector<unsigned char> file = ReadFile(Path("a.bmp"));

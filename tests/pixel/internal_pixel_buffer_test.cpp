@@ -25,8 +25,8 @@ TEST(InternalPixelBuffer, StridesAndReallocation) {
     ASSERT_EQ(0, callocInternalPixelBuffer(100, 7, &buffer));
     EXPECT_EQ(buffer.yRowBytes, 112u);
     EXPECT_EQ(buffer.uRowBytes, 64u);
-    buffer.y[112 * 7 - 1] = 1;           // last luma byte
-    buffer.u[(64 * 7) / 2 - 1] = 1;      // last Cb byte: (64 x 7) / 2 = 224 bytes
+    buffer.y[112 * 7 - 1] = 1;      // last luma byte
+    buffer.u[(64 * 7) / 2 - 1] = 1; // last Cb byte: (64 x 7) / 2 = 224 bytes
     buffer.v[(64 * 7) / 2 - 1] = 1;
 
     // Freeing twice is harmless; the pointers are null after the first time.
@@ -43,7 +43,7 @@ TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
     for (uint32_t r = 0; r < height; ++r)
         for (uint32_t k = 0; k < width / 2; ++k) {
             uint8_t* g = &chunky[r * chunkyRow + k * 4];
-            g[0] = (r % 2) ? 0 : 255;              // Cb: 255 over 0 -> 127
+            g[0] = (r % 2) ? 0 : 255; // Cb: 255 over 0 -> 127
             g[1] = static_cast<uint8_t>(10 * r + 2 * k);
             g[2] = static_cast<uint8_t>(40 + r / 2 * 10 + k); // Cr equal on both rows of a pair
             g[3] = static_cast<uint8_t>(10 * r + 2 * k + 1);
@@ -51,10 +51,12 @@ TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
 
     InternalPixelBuffer planes{};
     ASSERT_EQ(0, callocInternalPixelBuffer(width, height, &planes));
-    ASSERT_EQ(0, CopyChunkyYUV422ToPlanarYUV420(width, height, chunky.data(), chunkyRow, planes.y, planes.yRowBytes,
-                                                planes.u, planes.uRowBytes, planes.v, planes.vRowBytes));
+    ASSERT_EQ(0, CopyChunkyYUV422ToPlanarYUV420(width, height, chunky.data(), chunkyRow, planes.y,
+                                                planes.yRowBytes, planes.u, planes.uRowBytes, planes.v,
+                                                planes.vRowBytes));
     for (uint32_t r = 0; r < height; ++r)
-        for (uint32_t x = 0; x < width; ++x) EXPECT_EQ(planes.y[r * planes.yRowBytes + x], 10 * r + x);
+        for (uint32_t x = 0; x < width; ++x)
+            EXPECT_EQ(planes.y[r * planes.yRowBytes + x], 10 * r + x);
     for (uint32_t r = 0; r < height / 2; ++r)
         for (uint32_t k = 0; k < width / 2; ++k) {
             EXPECT_EQ(planes.u[r * planes.uRowBytes + k], 127);
@@ -64,8 +66,9 @@ TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
     // Back to chunky: luma and Cr return exactly; Cb comes back as the pair's mean on both
     // rows (chroma is repeated, not interpolated); the row padding is left alone.
     std::vector<uint8_t> back(chunky.size(), 0xEE);
-    ASSERT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(width, height, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
-                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
+    ASSERT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(width, height, planes.y, planes.yRowBytes, planes.u,
+                                                planes.uRowBytes, planes.v, planes.vRowBytes, back.data(),
+                                                chunkyRow));
     for (uint32_t r = 0; r < height; ++r) {
         for (uint32_t i = 0; i < chunkyRow; ++i) {
             const uint8_t expected = (i >= width * 2) ? 0xEE : (i % 4 == 0 ? 127 : chunky[r * chunkyRow + i]);
@@ -75,10 +78,12 @@ TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
 
     // Zero sizes copy nothing.
     std::vector<uint8_t> untouched(back);
-    EXPECT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(0, height, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
-                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
-    EXPECT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(width, 0, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
-                                                planes.v, planes.vRowBytes, back.data(), chunkyRow));
+    EXPECT_EQ(0, CopyPlanarYUV420ToChunkyYUV422(0, height, planes.y, planes.yRowBytes, planes.u,
+                                                planes.uRowBytes, planes.v, planes.vRowBytes, back.data(),
+                                                chunkyRow));
+    EXPECT_EQ(0,
+              CopyPlanarYUV420ToChunkyYUV422(width, 0, planes.y, planes.yRowBytes, planes.u, planes.uRowBytes,
+                                             planes.v, planes.vRowBytes, back.data(), chunkyRow));
     EXPECT_EQ(back, untouched);
     freeInternalPixelBuffer(&planes);
 }
