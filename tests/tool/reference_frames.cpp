@@ -1,53 +1,11 @@
-// Reference frames from the DXT24 codec and stb_dxt, with a plain CPU S3TC decoder.
+// Reference frames from the DXT24 codec and stb_dxt.
 #include "reference_frames.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <stb/stb_dxt.h>
 
-#include "dxt24/dxt24_decode.h"
 #include "dxt24/dxt24_image.h"
 #include "stream/kel_header.h"
-#include "stream/little_endian.h"
-
-namespace {
-
-// One S3TC block into 16 RGBA pixels: the 5:6:5 colour block (three colours and transparent
-// black when a DXT1 block has c0 <= c1), and for DXT5 the interpolated alpha block before it.
-void DecodeS3TCBlock(const uint8_t* block, bool dxt5, int out[16][4]) {
-    const uint8_t* colour = dxt5 ? block + 8 : block;
-    const unsigned c[2] = {ReadLE16(colour), ReadLE16(colour + 2)};
-    int palette[4][4];
-    for (int i = 0; i < 2; ++i) {
-        palette[i][0] = (c[i] >> 11 & 31) << 3 | (c[i] >> 13 & 7);
-        palette[i][1] = (c[i] >> 5 & 63) << 2 | (c[i] >> 9 & 3);
-        palette[i][2] = (c[i] & 31) << 3 | (c[i] >> 2 & 7);
-    }
-    const bool threeColours = !dxt5 && c[0] <= c[1];
-    for (int ch = 0; ch < 3; ++ch) {
-        const int a = palette[0][ch], b = palette[1][ch];
-        palette[2][ch] = threeColours ? (a + b) / 2 : (2 * a + b) / 3;
-        palette[3][ch] = threeColours ? 0 : (a + 2 * b) / 3;
-    }
-    for (int i = 0; i < 4; ++i)
-        palette[i][3] = threeColours && i == 3 ? 0 : 255;
-    for (int p = 0; p < 16; ++p)
-        std::copy_n(palette[colour[4 + p / 4] >> (2 * (p % 4)) & 3], 4, out[p]);
-    if (!dxt5) return;
-
-    const int a0 = block[0], a1 = block[1];
-    int alphas[8] = {a0, a1};
-    for (int i = 2; i < 8; ++i)
-        alphas[i] = a0 > a1 ? ((8 - i) * a0 + (i - 1) * a1) / 7
-                            : (i < 6 ? ((6 - i) * a0 + (i - 1) * a1) / 5 : (i - 6) * 255);
-    uint64_t bits = 0;
-    for (int i = 7; i >= 2; --i)
-        bits = bits << 8 | block[i];
-    for (int p = 0; p < 16; ++p)
-        out[p][3] = alphas[bits >> (3 * p) & 7];
-}
-
-} // namespace
 
 Bytes ClipFrame(int width, int height, int index) {
     Bytes argb(static_cast<size_t>(width) * height * 4);
@@ -88,33 +46,6 @@ Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height) 
 }
 
 Bytes DecodeBlocks(BlockKind kind, const Bytes& blocks, int width, int height) {
-    const int across = (width + 3) / 4;
-    Bytes argb(static_cast<size_t>(width) * height * 4);
-    if (kind == BlockKind::kDXT24) {
-        // The decoder writes whole blocks: decode into a padded picture, then crop.
-        Bytes padded(static_cast<size_t>(across) * 4 * ((height + 3) / 4 * 4) * 4);
-        DecodeDXT24(blocks.data(), padded.data(), width, height, across * 16);
-        for (int y = 0; y < height; ++y)
-            std::copy_n(&padded[static_cast<size_t>(y) * across * 16], width * 4,
-                        &argb[static_cast<size_t>(y) * width * 4]);
-        return argb;
-    }
-    const size_t blockBytes = kind == BlockKind::kDXT5 ? kDXT5BlockBytes : kDXT1BlockBytes;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            int pixels[16][4];
-            DecodeS3TCBlock(&blocks[(static_cast<size_t>(y / 4) * across + x / 4) * blockBytes],
-                            kind == BlockKind::kDXT5, pixels);
-            for (int ch = 0; ch < 4; ++ch)
-                argb[(static_cast<size_t>(y) * width + x) * 4 + ch] =
-                    static_cast<uint8_t>(pixels[(y % 4) * 4 + x % 4][(ch + 3) % 4]);
-        }
-    return argb;
-}
-
-int MaxDifference(const Bytes& a, const Bytes& b) {
-    int most = a.size() == b.size() ? 0 : 256;
-    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
-        most = std::max(most, std::abs(a[i] - b[i]));
-    return most;
+    if (kind == BlockKind::kDXT24) return DecodeDXT24Picture(blocks.data(), width, height);
+    return DecodeS3TCPicture(blocks.data(), kind == BlockKind::kDXT5, width, height);
 }

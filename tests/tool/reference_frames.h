@@ -1,12 +1,12 @@
 // What the tool's files must hold, computed with the codec's own functions: a generated
-// clip, its blocks for each block kind, and their decoded pictures (DXT1/DXT5 through a
-// plain CPU S3TC decoder).
+// clip, its blocks for each block kind, and their decoded pictures (DXT1/DXT5 through the
+// reference S3TC decoder).
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-using Bytes = std::vector<uint8_t>;
+#include "support/reference_pictures.h"
 
 enum class BlockKind { kDXT24, kDXT1, kDXT5 };
 
@@ -19,6 +19,3 @@ Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height);
 
 // The width x height ARGB picture the blocks stand for (alpha 255 except in DXT5).
 Bytes DecodeBlocks(BlockKind kind, const Bytes& blocks, int width, int height);
-
-// The largest difference between two equally long byte strings.
-int MaxDifference(const Bytes& a, const Bytes& b);

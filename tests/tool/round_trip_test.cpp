@@ -85,7 +85,7 @@ TEST_F(ToolTest, EncodesEachBlockKindAndDecodesToTheCodecsPictures) {
         ASSERT_EQ(decoded.status, 0) << decoded.err;
         EXPECT_LE(decoded.ErrLines(), e.kind == BlockKind::kDXT24 ? 0 : 1) << decoded.err;
         const Bytes decodedFrames = ReadFile(Path(e.name + ".argb"));
-        EXPECT_LE(MaxDifference(decodedFrames, pictures), e.tolerance);
+        EXPECT_LE(LargestDifference(decodedFrames, pictures), e.tolerance);
 
         const RunResult piped =
             Run({"qzkt", "decode", "--gl", "software", e.name + ".mov", "-"}, "", "out.argb");
