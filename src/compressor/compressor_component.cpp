@@ -128,15 +128,7 @@ ComponentResult KEL_CTarget(KELCompressorGlobalsPtr globals, ComponentInstance t
 }
 
 ComponentResult KEL_CGetCodecInfo(KELCompressorGlobalsPtr globals, CodecInfo* info) {
-    if (info == nullptr) return paramErr;
-    Handle resource = nullptr;
-    const OSErr status =
-        GetComponentResource(globals->self, FourCC("cdci"), kCompressorCodecInfoID, &resource);
-    if (status != noErr) return status;
-    std::memset(info, 0, sizeof *info);
-    std::memcpy(info, *resource, std::min(sizeof *info, static_cast<size_t>(GetHandleSize(resource))));
-    DisposeHandle(resource);
-    return noErr;
+    return GetCodecInfoResource(globals->self, kCompressorCodecInfoID, info);
 }
 
 ComponentResult KEL_CGetMaxCompressionSize(KELCompressorGlobalsPtr globals, PixMapHandle,

@@ -246,12 +246,5 @@ ComponentResult KEL_DGetCompressedImageSize(KELDecompressorGlobalsPtr, ImageDesc
 }
 
 ComponentResult KEL_DGetCodecInfo(KELDecompressorGlobalsPtr globals, CodecInfo* info) {
-    if (info == nullptr) return paramErr;
-    Handle resource = nullptr;
-    const OSErr found =
-        GetComponentResource(globals->self, FourCC("cdci"), kDecompressorCodecInfoID, &resource);
-    if (found != noErr) return found;
-    std::memcpy(info, *resource, sizeof(CodecInfo));
-    DisposeHandle(resource);
-    return noErr;
+    return GetCodecInfoResource(globals->self, kDecompressorCodecInfoID, info);
 }

@@ -95,6 +95,11 @@ enum : int16_t {
     kImageCodecCompleteFrameSelector = 0x39,
 };
 
+// The codec's information record from its component's 'cdci' resource resID, for the
+// codecs' GetCodecInfo handlers: paramErr for a null info, the resource error when it is
+// missing; a resource shorter than 72 bytes leaves the rest of info zero.
+OSErr GetCodecInfoResource(ComponentInstance self, ResID resID, CodecInfo* info);
+
 // Host calls of a codec instance; each passes its arguments as parameter words in this order.
 inline ComponentResult ImageCodecGetCodecInfo(ComponentInstance ci, CodecInfo* info) {
     return CallComponentSelector(ci, kImageCodecGetCodecInfoSelector, info);
