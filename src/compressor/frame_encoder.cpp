@@ -13,6 +13,7 @@
 #include "platform/image_compression.h"
 #include "platform/system_info.h"
 #include "stream/kel_header.h"
+#include "stream/kel_settings.h"
 
 namespace {
 
@@ -86,26 +87,8 @@ int CachedPhysicalCoreCount() {
 }
 
 int DXT24ThreadCount(int32_t threadSetting) {
-    switch (threadSetting) {
-    case 1:
-        return CachedPhysicalCoreCount();
-    case 3:
-        return 2;
-    case 4:
-        return 4;
-    case 5:
-        return 6;
-    case 6:
-        return 8;
-    case 7:
-        return 12;
-    case 8:
-        return 16;
-    case 9:
-        return 24;
-    default: // 2, and anything out of range
-        return 1;
-    }
+    // The core count is cached on the first DXT24 frame whatever the setting is.
+    return KELThreadCountForSetting(threadSetting, CachedPhysicalCoreCount());
 }
 
 ComponentResult KEL_CEncodeFrame(KELCompressorGlobalsPtr globals, ICMCompressorSourceFrameRef sourceFrame,

@@ -23,3 +23,9 @@ bool ReadKELSettingsRecord(const uint8_t* src, size_t size, KELSettingsValues* v
     values->threadSetting = static_cast<int32_t>(ReadLE32(src + 8));
     return true;
 }
+
+int KELThreadCountForSetting(int32_t threadSetting, int physicalCores) {
+    static const int kThreads[10] = {1, 0, 1, 2, 4, 6, 8, 12, 16, 24};
+    if (threadSetting == 1) return physicalCores;
+    return threadSetting >= 0 && threadSetting <= 9 ? kThreads[threadSetting] : 1;
+}

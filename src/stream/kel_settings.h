@@ -30,3 +30,7 @@ struct KELSettingsValues {
 void WriteKELSettingsRecord(uint8_t* dst, const KELSettingsValues& values);
 // Reads the values when size is 12 and the tag is 'KELC'; false (values untouched) otherwise.
 bool ReadKELSettingsRecord(const uint8_t* src, size_t size, KELSettingsValues* values);
+
+// DXT24 worker threads for a thread setting: 1 = one per physical core (physicalCores),
+// 2 = 1 thread (not 2), 3..9 = 2, 4, 6, 8, 12, 16, 24; any other value 1.
+int KELThreadCountForSetting(int32_t threadSetting, int physicalCores);

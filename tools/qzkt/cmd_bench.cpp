@@ -178,9 +178,8 @@ int RunBench(const Args& args) {
     std::vector<Config> configs = {{"DXT1", Settings(0, 0, 0, 2), 1}, {"DXT5", Settings(1, 0, 0, 2), 1}};
     // DXT24 at 1, 2, 4 ... workers up to twice the logical processors, and at one per
     // physical core (thread setting 1) when that is another count.
-    const int workersBySetting[10] = {0, physicalCores, 1, 2, 4, 6, 8, 12, 16, 24};
     for (int setting : {2, 3, 4, 6, 8, 9, 1}) {
-        const int workers = workersBySetting[setting];
+        const int workers = KELThreadCountForSetting(setting, physicalCores);
         if (workers > std::max(2, 2 * logical)) continue;
         if (setting == 1 && (workers == 1 || workers == 2 || workers == 4 || workers == 8 || workers == 24))
             continue;

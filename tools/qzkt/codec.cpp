@@ -16,9 +16,6 @@ std::string StatusText(OSStatus status) {
     return "codec status " + std::to_string(status);
 }
 
-// Thread setting -> worker count, for settings 2..9 (1 is one per physical core).
-const int kWorkersBySetting[10] = {0, 0, 1, 2, 4, 6, 8, 12, 16, 24};
-
 } // namespace
 
 void RegisterCodecComponents() {
@@ -45,14 +42,15 @@ int ThreadSettingFor(const std::string& workers) {
         throw UsageError("--threads takes a worker count (1 or more) or auto, not '" + workers + "'");
     int best = 2;
     for (int setting = 3; setting <= 9; ++setting)
-        if (std::labs(kWorkersBySetting[setting] - count) < std::labs(kWorkersBySetting[best] - count))
+        if (std::labs(KELThreadCountForSetting(setting, 1) - count) <
+            std::labs(KELThreadCountForSetting(best, 1) - count))
             best = setting;
     return best;
 }
 
 std::string DescribeThreadSetting(int setting) {
     if (setting == 1) return "one thread per physical core";
-    const int workers = (setting >= 2 && setting <= 9) ? kWorkersBySetting[setting] : 1;
+    const int workers = KELThreadCountForSetting(setting, 1);
     return std::to_string(workers) + (workers == 1 ? " thread" : " threads");
 }
 
