@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <string>
 
 #include "gl/gl_context.h"
 #include "image_compression.h"
@@ -20,6 +22,8 @@ struct HostDecompression {
     int width;
     int height;
     bool preflighted;
+    HostRendererChoice renderer;
+    std::string* problem; // why the last frame was not decoded
 };
 
 namespace {
@@ -38,15 +42,23 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
     if (d == nullptr) return memFullErr;
     d->width = width;
     d->height = height;
+    d->renderer = kHostRendererProcessDefault;
+    d->problem = new (std::nothrow) std::string();
+    if (d->problem == nullptr) {
+        std::free(d);
+        return memFullErr;
+    }
     d->description =
         NewImageDescription(kKELCodecType, static_cast<int16_t>(width), static_cast<int16_t>(height));
     if (d->description == nullptr) {
+        delete d->problem;
         std::free(d);
         return memFullErr;
     }
     const OSErr opened = OpenADefaultComponent(decompressorComponentType, kKELCodecType, &d->instance);
     if (opened != noErr) {
         DisposeHandle(reinterpret_cast<Handle>(d->description));
+        delete d->problem;
         std::free(d);
         return opened;
     }
@@ -57,6 +69,7 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame, size_t size, uint8_t* argb,
                                       size_t rowBytes) {
     if (d == nullptr || argb == nullptr || (frame == nullptr && size != 0)) return paramErr;
+    d->problem->clear();
     if (rowBytes == 0) rowBytes = static_cast<size_t>(d->width) * 4;
     if (rowBytes < static_cast<size_t>(d->width) * 4 || rowBytes > INT32_MAX || size > INT32_MAX)
         return paramErr;
@@ -82,14 +95,29 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     const ComponentResult decoded = ImageCodecBandDecompress(d->instance, &p);
     if (decoded != noErr) return decoded;
     // The decompressor declines damaged frames silently; tell the host.
-    return CheckKELFrame(frame, size, d->width, d->height) == KELFrameProblem::kNone ? noErr
-                                                                                     : codecBadDataErr;
+    const KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height);
+    if (problem == KELFrameProblem::kNone) return noErr;
+    *d->problem = KELFrameProblemText(problem);
+    return codecBadDataErr;
+}
+
+void HostDecompressionSetRenderer(HostDecompression* d, HostRendererChoice choice) {
+    if (d != nullptr) d->renderer = choice;
+}
+
+const char* HostDecompressionProblem(const HostDecompression* d) {
+    return d != nullptr ? d->problem->c_str() : "";
+}
+
+const char* HostDecompressionRendererName(const HostDecompression*) {
+    return "";
 }
 
 void HostDecompressionClose(HostDecompression* d) {
     if (d == nullptr) return;
     CloseComponent(d->instance);
     DisposeHandle(reinterpret_cast<Handle>(d->description));
+    delete d->problem;
     std::free(d);
 }
 

@@ -21,9 +21,23 @@
 
 struct HostDecompression;
 
-// A frame that was not decoded because its stored parts reach past its data (the destination
-// is left as it was).
+// A frame that was not decoded because its bytes are inconsistent: stored parts that reach
+// past its data, a second plane that does not fit, a payload that cannot unpack to the
+// frame's blocks (the destination is left as it was).
 const OSStatus codecBadDataErr = -8969;
+
+// A DXT1/DXT5 frame that the GPU path cannot decode: no OpenGL renderer that this
+// decompression's renderer choice accepts, or a frame larger than the renderer's texture or
+// renderbuffer limit. The destination is left as it was; HostDecompressionProblem says why.
+const OSStatus codecNoRendererErr = -8990;
+
+// Which OpenGL renderers a decompression's GPU path may use.
+enum HostRendererChoice {
+    kHostRendererProcessDefault, // as HostDecompressionAllowSoftwareRenderer says (the default)
+    kHostRendererAuto,           // a hardware renderer when there is one, else a software one
+    kHostRendererHardware,       // a hardware renderer only
+    kHostRendererSoftware,       // a software renderer is accepted too
+};
 
 // Opens the decompressor for frames of width x height (1..32767 each side). paramErr for bad
 // arguments, invalidComponentID when the decompressor is not registered, or its status.
@@ -35,6 +49,20 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 // decompression or destination, or a short row stride.
 OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const uint8_t* frame, size_t size,
                                       uint8_t* argb, size_t rowBytes);
+
+// Sets the renderers this decompression's GPU path may use, before its first DXT1/DXT5 frame
+// (its GL context is made then and kept). DXT24 frames need no renderer.
+void HostDecompressionSetRenderer(HostDecompression* decompression, HostRendererChoice choice);
+
+// One line saying why the last HostDecompressionDecodeFrame did not return noErr, such as
+// "payload reaches past the frame's end" or "the frame needs a texture of 16400x8; the
+// OpenGL renderer (llvmpipe) allows at most 16384 a side"; "" after noErr. Valid until the
+// next call on this decompression.
+const char* HostDecompressionProblem(const HostDecompression* decompression);
+
+// The GL_RENDERER name of the renderer this decompression's GPU path uses ("" until its first
+// DXT1/DXT5 frame made a context).
+const char* HostDecompressionRendererName(const HostDecompression* decompression);
 
 // Closes the decompressor (releasing its GL objects and context) and frees decompression;
 // null is ignored.
