@@ -3,6 +3,7 @@
 
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <cstdint>
 
 #include "decode_shaders.h"
 
@@ -36,6 +37,13 @@ void UploadBlocks(GLDecompressorResources* r, GLExtensions& ext, const UnpackedF
     }
 }
 
+// A tight row of the plane in bytes, or 0 (which also means tight rows) when it would not fit
+// an int; taken in 64 bits so that no plane width overflows it.
+int PlaneRowBytes(int planeWidth, int bytesPerPixel) {
+    const int64_t rowBytes = static_cast<int64_t>(planeWidth) * bytesPerPixel;
+    return rowBytes >= 0 && rowBytes <= INT32_MAX ? static_cast<int>(rowBytes) : 0;
+}
+
 } // namespace
 
 void RenderFrameWithGL(GLDecompressorResources* r, const UnpackedFrame& f, void* destination, int rowBytes) {
@@ -60,11 +68,11 @@ void RenderFrameWithGL(GLDecompressorResources* r, const UnpackedFrame& f, void*
     if (f.plane != nullptr) {
         glPixelStorei(GL_UNPACK_ALIGNMENT, 1); // left at 1 afterwards
         if (f.planeIsRGB)
-            r->planeTexture.UploadRGB8Image(ext, f.plane, f.planeWidth, f.planeHeight, 3 * f.planeWidth,
-                                            GL_TEXTURE_2D, false);
+            r->planeTexture.UploadRGB8Image(ext, f.plane, f.planeWidth, f.planeHeight,
+                                            PlaneRowBytes(f.planeWidth, 3), GL_TEXTURE_2D, false);
         else
-            r->planeTexture.UploadRGBA8Image(ext, f.plane, f.planeWidth, f.planeHeight, 4 * f.planeWidth,
-                                             GL_TEXTURE_2D, false);
+            r->planeTexture.UploadRGBA8Image(ext, f.plane, f.planeWidth, f.planeHeight,
+                                             PlaneRowBytes(f.planeWidth, 4), GL_TEXTURE_2D, false);
     }
 
     // Created once per instance at the first frame's size and never resized: later frames of
@@ -104,7 +112,7 @@ void RenderFrameWithGL(GLDecompressorResources* r, const UnpackedFrame& f, void*
 
     // Straight into the host's buffer, its stride given as a row length in pixels.
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    if (rowBytes != 4 * f.width) glPixelStorei(GL_PACK_ROW_LENGTH, rowBytes / 4);
+    if (rowBytes != static_cast<int64_t>(f.width) * 4) glPixelStorei(GL_PACK_ROW_LENGTH, rowBytes / 4);
     glReadPixels(0, 0, f.width, f.height, GL_RGBA, GL_UNSIGNED_BYTE, destination);
     glPixelStorei(GL_PACK_ROW_LENGTH, 0);
 

@@ -4,6 +4,8 @@
 
 #include "gl/gl_extensions.h"
 
+#include <cstdint>
+
 namespace {
 
 // How one PixelFormat is allocated and filled.
@@ -29,11 +31,13 @@ const FormatInfo& Info(GLTexture::PixelFormat format) {
     return kFormats[format];
 }
 
+// Counted in 64 bits so that no side can overflow it; a side above 2^30 (no renderer takes
+// one) gets the largest int, which GL refuses like any other oversized texture.
 int NextPowerOfTwo(int size) {
-    int power = 1;
+    int64_t power = 1;
     while (power < size)
         power *= 2;
-    return power;
+    return power <= INT32_MAX ? static_cast<int>(power) : INT32_MAX;
 }
 
 bool IsNameResident(GLuint name) {
@@ -93,9 +97,10 @@ void GLTexture::_UploadImage(GLExtensions& ext, PixelFormat format, void* data, 
             glTexImage2D(target, 0, info.internalFormat, allocWidth, allocHeight, 0, GL_RGB, GL_UNSIGNED_BYTE,
                          nullptr);
         }
-        // DXT1 takes half a byte per pixel, DXT5 one byte.
-        const int imageSize =
-            format == DXT16 ? textureWidth * textureHeight * 4 / 8 : textureWidth * textureHeight;
+        // DXT1 takes half a byte per pixel, DXT5 one byte (a 32768 x 32768 DXT5 texture is
+        // 2^30 bytes: the product is taken in 64 bits).
+        const int64_t texels = static_cast<int64_t>(textureWidth) * textureHeight;
+        const GLsizei imageSize = static_cast<GLsizei>(format == DXT16 ? texels * 4 / 8 : texels);
         if (ext.ARB_texture_compression) {
             ext.glCompressedTexSubImage2D(target, 0, 0, 0, textureWidth, textureHeight, info.internalFormat,
                                           imageSize, data);
@@ -105,7 +110,7 @@ void GLTexture::_UploadImage(GLExtensions& ext, PixelFormat format, void* data, 
             glTexImage2D(target, 0, info.internalFormat, allocWidth, allocHeight, 0, info.pixelFormat,
                          GL_UNSIGNED_BYTE, nullptr);
         }
-        const bool packed = rowBytes == 0 || rowBytes == info.bytesPerPixel * fillWidth;
+        const bool packed = rowBytes == 0 || rowBytes == static_cast<int64_t>(info.bytesPerPixel) * fillWidth;
         if (!packed) glPixelStorei(GL_UNPACK_ROW_LENGTH, rowBytes / info.bytesPerPixel);
         glTexSubImage2D(target, 0, 0, 0, fillWidth, fillHeight, info.pixelFormat, GL_UNSIGNED_BYTE, data);
         if (!packed) glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);

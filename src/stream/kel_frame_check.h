@@ -1,6 +1,7 @@
-// Whether an encoded frame's stored parts lie inside its data: the check every reader makes
-// before it trusts the header's sizes. Sizes are compared by subtraction, so no sum of header
-// fields can overflow.
+// Whether an encoded frame is consistent enough to decode: the check every host makes before
+// it hands a frame to the decompressor, so that nothing is sized, allocated or drawn from a
+// damaged header. Sizes are compared by subtraction or in 64 bits, so no sum or product of
+// header fields can overflow, and packed parts are walked without unpacking them.
 #pragma once
 
 #include <cstddef>
@@ -12,12 +13,24 @@ enum class KELFrameProblem {
     kHeaderSize,           // the header-size field is below 28 or past the data
     kPayloadPastEnd,       // the stored payload reaches past the data
     kPlanePastEnd,         // the stored second plane reaches past the data
-    kPlaneLargerThanFrame, // the second plane claims more pixels than the frame has
+    kPlaneNegativeSide,    // a second-plane side is negative as the signed field the reader takes
+    kPlaneLargerThanFrame, // a second-plane side has more pixels than the frame has blocks
+    kPayloadTooShort,      // a raw payload stores fewer bytes than the frame's blocks
+    kPayloadUnpack,        // an LZF payload does not unpack to exactly the frame's blocks
+    kPlaneTooShort,        // a raw second plane stores fewer bytes than its pixels
+    kPlaneUnpack,          // an LZF second plane does not unpack to exactly its pixels
 };
 
-// Checks the frame of `size` bytes at `frame` for a width x height picture. The second plane
-// may have at most as many pixels as the frame rounded up to whole blocks (the format stores
-// one plane pixel per block); larger claims come only from damaged headers.
+// Checks the frame of `size` bytes at `frame` for a width x height picture:
+// - the header and both stored parts lie inside the data;
+// - the second plane's sides are both >= 0; it is present when both are > 0, and then at most
+//   the frame's block counts across and down (its blend samples one plane pixel per block);
+// - the payload yields exactly ceil(W/4) x ceil(H/4) x bytes-per-block bytes (by the block
+//   kind and alpha bytes): raw, it stores at least that many (at most 2^31 - 1, the reader's
+//   signed size); packed, it is a complete LZF stream of exactly that length, with a first
+//   cheap bound of 88 output bytes per stored byte;
+// - a present plane yields exactly width x height x 3 (or 4) bytes the same way.
+// Nothing is allocated; the time is linear in the stored sizes of packed parts.
 KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, int32_t height);
 
 // A short description of a problem, for reports ("payload reaches past the frame's end").

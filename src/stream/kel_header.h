@@ -25,6 +25,9 @@
 #include <cstdint>
 
 const uint32_t kKELHeaderSize = 28;
+// Largest frame side in pixels, for every reader and writer: the image description keeps the
+// width and height in signed 16-bit fields.
+const int32_t kKELMaxSide = 32767;
 const uint8_t kKELFormatVersion = 1;
 const uint8_t kKELPackingLZF = 1;
 
