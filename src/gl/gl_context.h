@@ -12,6 +12,13 @@
 
 #include "gl/gl_extensions.h"
 
+// Which renderers InitContext may use on a thread.
+enum class GLRendererPolicy {
+    kProcessDefault,   // as SetAllowSoftwareRenderer says
+    kHardwareOnly,     // a hardware renderer only
+    kSoftwareAccepted, // a hardware renderer when there is one, else a software one
+};
+
 class GLContext {
   public:
     // Process-wide: whether InitContext may settle for a software renderer (Mesa's llvmpipe,
@@ -20,13 +27,23 @@ class GLContext {
     static void SetAllowSoftwareRenderer(bool allow);
     static bool AllowsSoftwareRenderer();
 
+    // Per thread: the policy InitContext follows on the calling thread, over the process-wide
+    // switch (kProcessDefault, the starting value of every thread, defers to it). A host that
+    // decodes through a component, which makes its context on the decoding thread during the
+    // first GPU frame, sets it around its calls to choose that decoder's renderer.
+    static void SetThreadRendererPolicy(GLRendererPolicy policy);
+    static GLRendererPolicy ThreadRendererPolicy();
+    // Whether InitContext on the calling thread would accept a software renderer now.
+    static bool AcceptsSoftwareRendererOnThisThread();
+
     GLContext() = default;
     // Does nothing: it neither destroys the context nor clears the current context.
     virtual ~GLContext() = default;
 
     // Creates a desktop OpenGL compatibility-profile context (32-bit colour, 24-bit depth, no
-    // sharing, no surface), makes it current just long enough to fill `extensions` and
-    // `maxTextureSize`, and leaves no context current. True when a context exists on return;
+    // sharing, no surface) on a renderer the calling thread's policy accepts, makes it current
+    // just long enough to fill `extensions` and `maxTextureSize`, and leaves no context
+    // current. True when a context exists on return;
     // a second call returns true at once without refreshing anything. False when no renderer
     // that is allowed could be found; it may be retried later.
     bool InitContext();

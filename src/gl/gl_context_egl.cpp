@@ -14,6 +14,7 @@
 namespace {
 
 std::atomic<bool> gAllowSoftwareRenderer{false};
+thread_local GLRendererPolicy tRendererPolicy = GLRendererPolicy::kProcessDefault;
 
 // Most EGL devices we consider; machines have a handful (each GPU plus Mesa's software device).
 constexpr int kMaxDevices = 16;
@@ -137,6 +138,26 @@ bool GLContext::AllowsSoftwareRenderer() {
     return gAllowSoftwareRenderer;
 }
 
+void GLContext::SetThreadRendererPolicy(GLRendererPolicy policy) {
+    tRendererPolicy = policy;
+}
+
+GLRendererPolicy GLContext::ThreadRendererPolicy() {
+    return tRendererPolicy;
+}
+
+bool GLContext::AcceptsSoftwareRendererOnThisThread() {
+    switch (tRendererPolicy) {
+    case GLRendererPolicy::kHardwareOnly:
+        return false;
+    case GLRendererPolicy::kSoftwareAccepted:
+        return true;
+    case GLRendererPolicy::kProcessDefault:
+        break;
+    }
+    return AllowsSoftwareRenderer();
+}
+
 bool GLContext::IsSoftwareRenderer(const char* rendererName) {
     // Mesa's rasterizers name themselves in GL_RENDERER ("llvmpipe (LLVM 15.0.6, 256 bits)").
     static const char* const kSoftwareRenderers[] = {"llvmpipe", "softpipe", "swrast", "Software Rasterizer"};
@@ -150,7 +171,7 @@ bool GLContext::IsSoftwareRenderer(const char* rendererName) {
 bool GLContext::InitContext() {
     if (context != nullptr) return true;
 
-    const bool allowSoftware = AllowsSoftwareRenderer();
+    const bool allowSoftware = AcceptsSoftwareRendererOnThisThread();
     Candidate candidates[kMaxDevices];
     const int count = FindCandidates(candidates);
     for (int i = 0; i < count; ++i) {

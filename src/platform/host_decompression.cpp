@@ -2,16 +2,19 @@
 // selectors a host calls per frame.
 #include "host_decompression.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
 
 #include "gl/gl_context.h"
+#include "gl/gl_renderer_limits.h"
 #include "image_compression.h"
 #include "image_decompression.h"
 #include "memory_manager.h"
 #include "stream/kel_frame_check.h"
+#include "stream/kel_header.h"
 #include "stream/kel_settings.h"
 
 struct HostDecompression {
@@ -23,19 +26,113 @@ struct HostDecompression {
     int height;
     bool preflighted;
     HostRendererChoice renderer;
-    std::string* problem; // why the last frame was not decoded
+    bool rendererFixed;        // the GPU path's context exists: acceptSoftware no longer changes
+    bool acceptSoftware;       // the renderer policy its context was (or will be) made under
+    std::string* problem;      // why the last frame was not decoded
+    std::string* rendererName; // GL_RENDERER of the GPU path, once it drew a frame
 };
 
 namespace {
 
-const int kMaxSide = 32767;
+int64_t RoundUpTo4(int64_t n) {
+    return (n + 3) / 4 * 4;
+}
+
+int64_t NextPowerOfTwo(int64_t n) {
+    int64_t power = 1;
+    while (power < n)
+        power *= 2;
+    return power;
+}
+
+// Whether the decompression's GPU path accepts a software renderer: fixed by its first GPU
+// frame (when its context is made), until then as its renderer choice says.
+bool AcceptsSoftware(const HostDecompression* d) {
+    if (d->rendererFixed) return d->acceptSoftware;
+    switch (d->renderer) {
+    case kHostRendererHardware:
+        return false;
+    case kHostRendererAuto:
+    case kHostRendererSoftware:
+        return true;
+    case kHostRendererProcessDefault:
+        break;
+    }
+    return GLContext::AllowsSoftwareRenderer();
+}
+
+std::string SizeText(int64_t width, int64_t height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
+// Why the GPU path cannot decode this decompression's frames of the given block kind (not 1),
+// or "" when it can: no renderer that the choice accepts, or a texture or render target
+// larger than the renderer takes. The sizes are those the frame renderer asks GL for: block
+// kind 0 uploads DXT1/DXT5 blocks to a 2D texture of the block-rounded size rounded up to
+// powers of two, other kinds integer texels (10 per block across, one per block row) to a
+// rectangle texture; both draw into a 2D texture of the block-rounded size.
+std::string GPUPathProblem(const HostDecompression* d, uint8_t blockKind) {
+    const bool acceptSoftware = AcceptsSoftware(d);
+    const GLRendererLimits& limits = ProbeGLRenderer(acceptSoftware);
+    if (!limits.available)
+        return acceptSoftware ? "no OpenGL renderer, not even a software one"
+                              : "no OpenGL renderer (hardware only was asked for)";
+    const std::string renderer = "the OpenGL renderer (" + limits.renderer + ")";
+    const int64_t blockWidth = RoundUpTo4(d->width), blockHeight = RoundUpTo4(d->height);
+
+    if (blockKind == 0) {
+        const int64_t textureWidth = NextPowerOfTwo(blockWidth), textureHeight = NextPowerOfTwo(blockHeight);
+        if (textureWidth > limits.maxTextureSize || textureHeight > limits.maxTextureSize)
+            return "the frame needs a " + SizeText(textureWidth, textureHeight) + " texture (" +
+                   SizeText(blockWidth, blockHeight) + " rounded up to powers of two); " + renderer +
+                   " allows at most " + std::to_string(limits.maxTextureSize) + " a side";
+    } else {
+        const int64_t textureWidth = blockWidth / 4 * 10, textureHeight = blockHeight / 4;
+        if (textureWidth > limits.maxRectangleTextureSize || textureHeight > limits.maxRectangleTextureSize)
+            return "the frame needs a " + SizeText(textureWidth, textureHeight) + " rectangle texture; " +
+                   renderer + " allows at most " + std::to_string(limits.maxRectangleTextureSize) + " a side";
+    }
+
+    int64_t targetLimit = limits.maxTextureSize;
+    if (limits.maxRenderbufferSize > 0 && limits.maxRenderbufferSize < targetLimit)
+        targetLimit = limits.maxRenderbufferSize;
+    const int64_t viewportLimit = std::min(limits.maxViewportWidth, limits.maxViewportHeight);
+    if (viewportLimit > 0 && viewportLimit < targetLimit) targetLimit = viewportLimit;
+    if (blockWidth > targetLimit || blockHeight > targetLimit)
+        return "the frame needs a " + SizeText(blockWidth, blockHeight) + " render target; " + renderer +
+               " allows at most " + std::to_string(targetLimit) + " a side";
+    return "";
+}
+
+// Sets the calling thread's renderer policy for the component's calls, and puts the previous
+// one back.
+class ThreadRendererPolicyScope {
+  public:
+    explicit ThreadRendererPolicyScope(bool acceptSoftware) : previous_(GLContext::ThreadRendererPolicy()) {
+        GLContext::SetThreadRendererPolicy(acceptSoftware ? GLRendererPolicy::kSoftwareAccepted
+                                                          : GLRendererPolicy::kHardwareOnly);
+    }
+    ~ThreadRendererPolicyScope() { GLContext::SetThreadRendererPolicy(previous_); }
+    ThreadRendererPolicyScope(const ThreadRendererPolicyScope&) = delete;
+    ThreadRendererPolicyScope& operator=(const ThreadRendererPolicyScope&) = delete;
+
+  private:
+    GLRendererPolicy previous_;
+};
+
+void FreeDecompression(HostDecompression* d) {
+    if (d->description != nullptr) DisposeHandle(reinterpret_cast<Handle>(d->description));
+    delete d->problem;
+    delete d->rendererName;
+    std::free(d);
+}
 
 } // namespace
 
 OSStatus HostDecompressionCreate(int width, int height, HostDecompression** decompressionOut) {
     if (decompressionOut == nullptr) return paramErr;
     *decompressionOut = nullptr;
-    if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) return paramErr;
+    if (width < 1 || height < 1 || width > kKELMaxSide || height > kKELMaxSide) return paramErr;
     RegisterBaseImageDecompressor();
 
     auto* d = static_cast<HostDecompression*>(std::calloc(1, sizeof(HostDecompression)));
@@ -44,22 +141,17 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
     d->height = height;
     d->renderer = kHostRendererProcessDefault;
     d->problem = new (std::nothrow) std::string();
-    if (d->problem == nullptr) {
-        std::free(d);
-        return memFullErr;
-    }
-    d->description =
-        NewImageDescription(kKELCodecType, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    d->rendererName = new (std::nothrow) std::string();
+    if (d->problem != nullptr && d->rendererName != nullptr)
+        d->description =
+            NewImageDescription(kKELCodecType, static_cast<int16_t>(width), static_cast<int16_t>(height));
     if (d->description == nullptr) {
-        delete d->problem;
-        std::free(d);
+        FreeDecompression(d);
         return memFullErr;
     }
     const OSErr opened = OpenADefaultComponent(decompressorComponentType, kKELCodecType, &d->instance);
     if (opened != noErr) {
-        DisposeHandle(reinterpret_cast<Handle>(d->description));
-        delete d->problem;
-        std::free(d);
+        FreeDecompression(d);
         return opened;
     }
     *decompressionOut = d;
@@ -74,6 +166,23 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     if (rowBytes < static_cast<size_t>(d->width) * 4 || rowBytes > INT32_MAX || size > INT32_MAX)
         return paramErr;
 
+    // Damaged frames are declined before the decompressor sees them: nothing is sized or
+    // allocated from their headers.
+    const KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height);
+    if (problem != KELFrameProblem::kNone) {
+        *d->problem = KELFrameProblemText(problem);
+        return codecBadDataErr;
+    }
+    // DXT1/DXT5 frames (any block kind but 1) decode on the GPU: only when it can hold them.
+    const uint8_t blockKind = frame[kKELBlockKindOffset];
+    if (blockKind != 1) {
+        const std::string gpuProblem = GPUPathProblem(d, blockKind);
+        if (!gpuProblem.empty()) {
+            *d->problem = gpuProblem;
+            return codecNoRendererErr;
+        }
+    }
+
     (*d->description)->dataSize = static_cast<int32_t>(size);
     CodecDecompressParams& p = d->params;
     p.imageDescription = d->description;
@@ -87,6 +196,9 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     p.dstPixMap.pixelSize = 32;
     p.srcRect = p.dstPixMap.bounds;
 
+    // The decompressor makes its GL context on this thread during its first GPU frame.
+    const bool acceptSoftware = AcceptsSoftware(d);
+    const ThreadRendererPolicyScope policy(acceptSoftware);
     if (!d->preflighted) {
         const ComponentResult preflight = ImageCodecPreDecompress(d->instance, &p);
         if (preflight != noErr) return preflight;
@@ -94,11 +206,12 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     }
     const ComponentResult decoded = ImageCodecBandDecompress(d->instance, &p);
     if (decoded != noErr) return decoded;
-    // The decompressor declines damaged frames silently; tell the host.
-    const KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height);
-    if (problem == KELFrameProblem::kNone) return noErr;
-    *d->problem = KELFrameProblemText(problem);
-    return codecBadDataErr;
+    if (blockKind != 1 && !d->rendererFixed) {
+        d->rendererFixed = true;
+        d->acceptSoftware = acceptSoftware;
+        *d->rendererName = ProbeGLRenderer(acceptSoftware).renderer;
+    }
+    return noErr;
 }
 
 void HostDecompressionSetRenderer(HostDecompression* d, HostRendererChoice choice) {
@@ -109,16 +222,14 @@ const char* HostDecompressionProblem(const HostDecompression* d) {
     return d != nullptr ? d->problem->c_str() : "";
 }
 
-const char* HostDecompressionRendererName(const HostDecompression*) {
-    return "";
+const char* HostDecompressionRendererName(const HostDecompression* d) {
+    return d != nullptr ? d->rendererName->c_str() : "";
 }
 
 void HostDecompressionClose(HostDecompression* d) {
     if (d == nullptr) return;
     CloseComponent(d->instance);
-    DisposeHandle(reinterpret_cast<Handle>(d->description));
-    delete d->problem;
-    std::free(d);
+    FreeDecompression(d);
 }
 
 void HostDecompressionAllowSoftwareRenderer(bool allow) {
@@ -126,11 +237,5 @@ void HostDecompressionAllowSoftwareRenderer(bool allow) {
 }
 
 bool HostDecompressionRendererAvailable(bool acceptSoftware) {
-    const bool allowed = GLContext::AllowsSoftwareRenderer();
-    GLContext::SetAllowSoftwareRenderer(acceptSoftware);
-    GLContext probe;
-    const bool available = probe.InitContext();
-    probe.DeleteContext();
-    GLContext::SetAllowSoftwareRenderer(allowed);
-    return available;
+    return ProbeGLRenderer(acceptSoftware).available;
 }

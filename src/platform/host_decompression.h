@@ -12,6 +12,18 @@
 // - Frame bytes and the destination stay the caller's; both are used during the call only.
 // One thread uses a HostDecompression at a time (its GL context is current on the calling
 // thread during a frame); separate ones may live side by side.
+//
+// Memory: a frame is checked (CheckKELFrame) before anything is sized from its header, so a
+// damaged frame costs no frame-sized buffer. An intact width x height frame (W4, H4: the
+// sides rounded up to whole 4x4 blocks) costs, besides the caller's destination:
+// - the decompressor's three planar 4:2:0 buffers of W4 x H4 (1.5 bytes a pixel each), made at
+//   the first frame and never written: address space, not memory;
+// - the base image decompressor's drawing area of W4 x H4 x 4 bytes, kept from the first
+//   frame on, only when a side is not a multiple of 4 or rowBytes not of 4;
+// - during the call, the unpacked payload (0.5, 0.625, 1 or 1.125 bytes a pixel for DXT1,
+//   DXT24, DXT5, DXT24 with alpha) and a second plane of at most one pixel per block;
+// - on the GPU path, the renderer's block texture and its W4 x H4 x 4 render target (in
+//   process memory on a software renderer).
 #pragma once
 
 #include <cstddef>
@@ -45,8 +57,10 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 
 // Decodes the size-byte frame into argb (bytes A, R, G, B), whose rows are rowBytes apart
 // (0 means width * 4; otherwise at least width * 4). Exactly width x height pixels are
-// written. codecBadDataErr for a damaged frame (destination untouched); paramErr for a null
-// decompression or destination, or a short row stride.
+// written. codecBadDataErr for a damaged frame (CheckKELFrame), codecNoRendererErr for a
+// DXT1/DXT5 frame the GPU path cannot decode; both leave the destination untouched and are
+// found before the decompressor sees the frame. paramErr for a null decompression or
+// destination, or a short row stride.
 OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const uint8_t* frame, size_t size,
                                       uint8_t* argb, size_t rowBytes);
 
@@ -54,10 +68,11 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const ui
 // (its GL context is made then and kept). DXT24 frames need no renderer.
 void HostDecompressionSetRenderer(HostDecompression* decompression, HostRendererChoice choice);
 
-// One line saying why the last HostDecompressionDecodeFrame did not return noErr, such as
-// "payload reaches past the frame's end" or "the frame needs a texture of 16400x8; the
-// OpenGL renderer (llvmpipe) allows at most 16384 a side"; "" after noErr. Valid until the
-// next call on this decompression.
+// One line saying why the last HostDecompressionDecodeFrame returned codecBadDataErr or
+// codecNoRendererErr, such as "payload reaches past the frame's end", "no OpenGL renderer
+// (hardware only was asked for)" or "the frame needs a 32768x8 texture (16400x8 rounded up to
+// powers of two); the OpenGL renderer (llvmpipe (LLVM 15.0.6, 256 bits)) allows at most 16384
+// a side"; "" after noErr. Valid until the next call on this decompression.
 const char* HostDecompressionProblem(const HostDecompression* decompression);
 
 // The GL_RENDERER name of the renderer this decompression's GPU path uses ("" until its first
@@ -74,6 +89,8 @@ void HostDecompressionClose(HostDecompression* decompression);
 void HostDecompressionAllowSoftwareRenderer(bool allow);
 
 // Whether an OpenGL renderer for the GPU path can be opened on this machine: a hardware one,
-// or, with acceptSoftware, also a software one (makes and deletes a context; takes a few
-// milliseconds). The process-wide switch above is left as it was.
+// or, with acceptSoftware, also a software one. The first call for each value makes and
+// deletes a context (a few milliseconds); the answer is kept for the process, and is the one
+// HostDecompressionDecodeFrame's renderer check uses. The process-wide switch above is left
+// as it was.
 bool HostDecompressionRendererAvailable(bool acceptSoftware);

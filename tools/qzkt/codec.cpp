@@ -105,6 +105,9 @@ bool FrameDecoder::Decode(const uint8_t* frame, size_t size, uint8_t* argb, int 
     const OSStatus decoded =
         HostDecompressionDecodeFrame(decompression_, frame, size, argb, static_cast<size_t>(rowBytes));
     if (decoded == codecBadDataErr) return false;
+    if (decoded == codecNoRendererErr)
+        throw ToolError(std::string("cannot decode the DXT1/DXT5 frames: ") +
+                        HostDecompressionProblem(decompression_));
     if (decoded != noErr) throw ToolError("the QZKT decompressor failed: " + StatusText(decoded));
     return true;
 }

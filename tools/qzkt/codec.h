@@ -64,8 +64,9 @@ class FrameDecoder {
     FrameDecoder(const FrameDecoder&) = delete;
     FrameDecoder& operator=(const FrameDecoder&) = delete;
 
-    // False when the frame is damaged (its stored parts reach past its data): the destination
-    // is then left as it was.
+    // False when the frame is damaged (see CheckKELFrame): the destination is then left as it
+    // was. Throws ToolError, naming the reason and the limit, for a DXT1/DXT5 frame the GPU
+    // path cannot decode (no renderer, or a frame larger than the renderer takes).
     bool Decode(const uint8_t* frame, size_t size, uint8_t* argb, int rowBytes);
 
   private:
