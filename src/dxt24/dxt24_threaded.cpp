@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <mutex>
 #include <unistd.h>
 
 #include "dxt24_image.h"
@@ -58,16 +59,21 @@ void* ThreadInfo::RunThread() {
 
 // Constructed at load time in array order (slot 0 gets names 1 and 2, slot 31 gets 63 and
 // 64) and destroyed at exit in reverse order, each slot's done semaphore before its start.
-ThreadInfo g_threadInfos[kMaxDXT24Threads];
-int g_numDXT24Threads = 1;
+// The init priority puts them at a defined point of loading (see dxt24_threaded.h).
+ThreadInfo g_threadInfos[kMaxDXT24Threads] __attribute__((init_priority(kSlotsInitPriority)));
+std::atomic<int> g_numDXT24Threads{1};
 pthread_t g_threadIds[kMaxDXT24Threads];
-bool threadsReady = false;
+std::atomic<bool> threadsReady{false};
 
 void* compressThread(void* info) {
     return static_cast<ThreadInfo*>(info)->RunThread();
 }
 
 namespace {
+
+// Held by the caller whose frame is on the pool (and while workers start or stop): the slots,
+// g_threadIds and the started-worker list below are touched only under it.
+std::mutex g_poolMutex;
 
 // Every worker this process started (SetupThreads and the first multi-threaded call each
 // start a set), so that exit can stop them all.
@@ -102,6 +108,7 @@ int StartWorkers() {
 // forked child inherits the slots but not the threads.
 struct PoolStopper {
     ~PoolStopper() {
+        const std::lock_guard<std::mutex> lock(g_poolMutex); // waits for a frame on the pool
         if (g_startedCount == 0 || g_poolOwner != getpid()) return;
         for (int i = 0; i < g_startedCount; ++i) {
             g_threadInfos[g_startedWorkers[i].slot].quit = true;
@@ -124,13 +131,17 @@ int SliceHeight(int height, int workers) {
 } // namespace
 
 int SetupThreads(int count) {
+    const std::lock_guard<std::mutex> lock(g_poolMutex);
     g_numDXT24Threads = ClampThreadCount(count);
     return StartWorkers();
 }
 
 void stbCompressARGB32_to24_threaded(int threadCount, unsigned short* dst, unsigned char* src, int width,
                                      int height, int rowBytes, bool alpha) {
-    if (threadCount <= 1) {
+    // The pool is busy with another caller's frame: this one is encoded here, whole. Same
+    // bytes, and no slower than waiting for the pool to finish a frame first.
+    std::unique_lock<std::mutex> pool(g_poolMutex, std::defer_lock);
+    if (threadCount <= 1 || !pool.try_lock()) {
         _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
         return;
     }
