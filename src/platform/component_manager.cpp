@@ -9,9 +9,14 @@
 #include <vector>
 
 #include "component_registry.h"
+#include "load_exit_report.h"
 #include "memory_manager.h"
 
 namespace {
+
+// A static link keeps only the objects something refers to: this reference brings the
+// load-time exit report into every host of the components.
+__attribute__((used)) bool (*const g_loadExitReport)() = &LoadExitReportArmed;
 
 // Distinct objects whose addresses serve as the two table marks; never called.
 const ComponentFunctionThunk g_notImplementedMark = {0, 0, nullptr};

@@ -8,6 +8,14 @@
 #include <string>
 #include <unistd.h>
 
+#include "load_exit_report.h"
+
+// A static link keeps only the objects something refers to: this reference brings the
+// load-time exit report into every host that removes its semaphore names.
+namespace {
+__attribute__((used)) bool (*const g_loadExitReport)() = &LoadExitReportArmed;
+}
+
 int UnlinkCodecSemaphoreNames() {
     // glibc keeps named semaphore "NAME" as the file /dev/shm/sem.NAME. Listing the folder
     // finds every name this process created, however many slots the codec made.
