@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,8 +63,10 @@ pid_t ToolTest::Spawn(std::vector<std::string> args, int stdinFd, const std::str
 RunResult ToolTest::Wait(pid_t pid) {
     RunResult result;
     int status = 0;
-    if (pid <= 0 || waitpid(pid, &status, 0) != pid) return result;
+    rusage usage{};
+    if (pid <= 0 || wait4(pid, &status, 0, &usage) != pid) return result;
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.peakRssKiB = usage.ru_maxrss;
     const Bytes err = ReadFile(root_ + "/stderr");
     result.err.assign(err.begin(), err.end());
     return result;

@@ -13,8 +13,9 @@
 using Bytes = std::vector<uint8_t>;
 
 struct RunResult {
-    int status = -1; // the exit status, or 128 + the signal that ended the process
-    std::string err; // standard error
+    int status = -1;     // the exit status, or 128 + the signal that ended the process
+    std::string err;     // standard error
+    long peakRssKiB = 0; // the process's peak resident memory
     long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
 };
 

@@ -6,6 +6,7 @@
 
 #include "codec.h"
 #include "commands.h"
+#include "frame_check.h"
 #include "frame_sink.h"
 #include "options.h"
 #include "progress.h"
@@ -26,7 +27,8 @@ const char* kHelp =
     "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
     "                          containers without FFV1 (the alpha channel is kept)\n"
     "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
-    "frame count and timing stay intact; the decode then ends with exit status 3.\n"
+    "frame count and timing stay intact; the decode then ends with exit status 3. A movie\n"
+    "whose frames are all damaged writes nothing (exit status 3).\n"
     "\n"
     "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
     "                   there is one, otherwise Mesa's software renderer, and says so;\n"
@@ -58,12 +60,15 @@ int RunDecode(const Args& args) {
     const std::string& output = options.positional()[1];
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
-    std::unique_ptr<FrameSink> sink =
-        OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
     FrameDecoder decoder(width, height);
 
-    std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);
-    FillBlack(picture);
+    // The picture and the output are made at the first intact frame, so that a movie whose
+    // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
+    // writes nothing. The damaged frames before it then become black frames at their times.
+    std::vector<uint8_t> picture;
+    std::unique_ptr<FrameSink> sink;
+    std::vector<int64_t> damagedBeforeFirstIntact; // their times
+    std::string firstProblem;
     bool rendererReady = false;
     int64_t frames = 0, damaged = 0;
     Progress progress("decoding", movie.frameCount(), quiet);
@@ -78,12 +83,34 @@ int RunDecode(const Args& args) {
             }
             rendererReady = true;
         }
+        if (sink == nullptr) {
+            const FrameLayout layout = CheckFrame(sample.data, sample.size, width, height);
+            if (!layout.intact) {
+                if (firstProblem.empty()) firstProblem = layout.problem;
+                damagedBeforeFirstIntact.push_back(sample.pts);
+                ++damaged;
+                progress.Update(++frames);
+                continue;
+            }
+            picture.resize(static_cast<size_t>(width) * height * 4);
+            FillBlack(picture);
+            sink = OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
+            for (int64_t pts : damagedBeforeFirstIntact)
+                sink->Write(picture.data(), width * 4, pts);
+        }
         // A damaged frame leaves the picture as it was: the previous good frame, or black.
         if (!decoder.Decode(sample.data, sample.size, picture.data(), width * 4)) ++damaged;
         sink->Write(picture.data(), width * 4, sample.pts);
         progress.Update(++frames);
     }
     if (frames == 0) throw ToolError(input + " has no frames in its QZKT track");
+    if (sink == nullptr) {
+        progress.Done();
+        std::fprintf(stderr,
+                     "qzkt decode: all %lld frames of %s are damaged (the first: %s); nothing was written\n",
+                     static_cast<long long>(frames), input.c_str(), firstProblem.c_str());
+        return kExitDamagedFrames;
+    }
     sink->Finish();
     progress.Done();
 

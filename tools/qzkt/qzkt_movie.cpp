@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "stream/kel_header.h"
 #include "tool_error.h"
 
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
@@ -83,7 +84,7 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
 
     width_ = stream_->codecpar->width;
     height_ = stream_->codecpar->height;
-    if (width_ <= 0 || height_ <= 0 || width_ > 32768 || height_ > 32768)
+    if (width_ <= 0 || height_ <= 0 || width_ > kKELMaxSide || height_ > kKELMaxSide)
         throw ToolError(path + " has a QZKT track of unusable size " + std::to_string(width_) + "x" +
                         std::to_string(height_));
     timeBase_ = stream_->time_base;
