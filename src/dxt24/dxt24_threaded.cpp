@@ -48,7 +48,10 @@ ThreadInfo::ThreadInfo()
     : quit(false), dst(nullptr), src(nullptr), width(0), height(0), rowBytes(0), alpha(false) {}
 
 void* ThreadInfo::RunThread() {
-    while (!quit) {
+    // quit is tested only after a wait, so that every start post is taken, the stopper's
+    // included: a post left behind would stay on the semaphore, which a forked child shares,
+    // and start one of its workers on a slot nobody filled.
+    for (;;) {
         startSemaphore.Wait();
         if (quit) break; // woken to stop, not to work
         _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
