@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "frame_sink.h"
 #include "options.h"
+#include "output_check.h"
 #include "progress.h"
 #include "qzkt_movie.h"
 #include "stream/kel_header.h"
@@ -56,10 +57,11 @@ int RunDecode(const Args& args) {
 
     const std::string& input = options.positional()[0];
     const std::string& output = options.positional()[1];
+    ProtectInput(input);
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
     std::unique_ptr<FrameSink> sink =
-        OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
+        OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate(), movie.frameCount());
     FrameDecoder decoder(width, height);
 
     std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "frame_source.h"
 #include "options.h"
+#include "output_check.h"
 #include "progress.h"
 #include "qzkt_movie.h"
 #include "tool_error.h"
@@ -89,6 +90,8 @@ int RunEncode(const Args& args) {
         if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
         source = OpenMediaSource(input);
     }
+    for (const std::string& file : source->files())
+        ProtectInput(file);
     if (source->width() > 32767 || source->height() > 32767)
         throw ToolError(input + " is too large for a QZKT movie");
 

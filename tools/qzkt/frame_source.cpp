@@ -2,6 +2,7 @@
 #include "frame_source.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 #include <vector>
@@ -51,6 +52,7 @@ class MediaSource : public FrameSource {
         else if (stream_->duration > 0)
             expectedFrames_ = av_rescale_q(stream_->duration, timeBase_, av_inv_q(frameRate_));
         argb_.resize(static_cast<size_t>(width_) * height_ * 4);
+        ListFiles(format);
     }
 
     bool Next(ArgbFrame& out) override {
@@ -68,6 +70,23 @@ class MediaSource : public FrameSource {
     }
 
   private:
+    // The input's name, and for an image sequence every image FFmpeg will read: the first
+    // number of 0..4 that exists, and those after it up to the first missing one.
+    void ListFiles(const AVFormatContext* format) {
+        files_.push_back(path_);
+        if (std::strcmp(format->iformat->name, "image2") != 0) return;
+        char name[4096];
+        const auto exists = [&](int number) {
+            return av_get_frame_filename(name, sizeof name, path_.c_str(), number) == 0 &&
+                   access(name, F_OK) == 0;
+        };
+        int number = 0;
+        while (number < 4 && !exists(number))
+            ++number;
+        for (; exists(number); ++number)
+            files_.push_back(name);
+    }
+
     // Hands the decoder the next packet of our stream, or the end-of-stream signal.
     void Feed() {
         for (;;) {
@@ -136,6 +155,7 @@ class RawSource : public FrameSource {
         height_ = height;
         frameRate_ = rate;
         timeBase_ = av_inv_q(rate);
+        files_.push_back(path);
         if (path == "-") {
             fd_ = STDIN_FILENO;
             path_ = "standard input";

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 extern "C" {
 #include <libavutil/rational.h>
@@ -28,6 +29,8 @@ class FrameSource {
     AVRational frameRate() const { return frameRate_; }
     // How many frames the source expects to deliver; 0 when it cannot tell.
     int64_t expectedFrames() const { return expectedFrames_; }
+    // The files it reads, by name ("-" for standard input): one, or every image of a sequence.
+    const std::vector<std::string>& files() const { return files_; }
 
     // The next picture; false at the end. Throws ToolError on broken input.
     virtual bool Next(ArgbFrame& frame) = 0;
@@ -38,6 +41,7 @@ class FrameSource {
     AVRational timeBase_{1, 25};
     AVRational frameRate_{25, 1};
     int64_t expectedFrames_ = 0;
+    std::vector<std::string> files_;
 };
 
 // Opens path with FFmpeg's libraries and decodes its best video stream. Throws ToolError
