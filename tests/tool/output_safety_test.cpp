@@ -144,3 +144,74 @@ TEST_F(ToolTest, RefusesToReplaceADeviceNode) {
         EXPECT_EQ(st.st_rdev, makedev(1, 7));
     }
 }
+
+TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
+    // Two flat frames and one of noise: as PNG images the first two fit in 4 KB, the third does not.
+    Bytes clip;
+    for (int i = 0; i < 2; ++i) {
+        const Bytes flat = Bytes(64 * 64 * 4, 0x80);
+        clip.insert(clip.end(), flat.begin(), flat.end());
+    }
+    uint32_t noise = 12345;
+    for (int i = 0; i < 64 * 64 * 4; ++i)
+        clip.push_back(static_cast<uint8_t>((noise = noise * 1103515245 + 12345) >> 23));
+    WriteFile(Path("clip.argb"), clip);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--no-lzf", "--raw", "64x64", "clip.argb", "x.mov"}).status,
+              0);
+    const std::vector<std::string> inputs = FolderListing();
+
+    // Files limited to 4 KB, as on a disk that fills up: the tool must not be ended by SIGXFSZ.
+    const std::vector<std::pair<std::vector<std::string>, std::string>> limited = {
+        {{"qzkt", "decode", "x.mov", "seq_%03d.png"},
+         "qzkt decode: cannot write seq_003.png: File too large\n"},
+        {{"qzkt", "decode", "x.mov", "x.mkv"}, "qzkt decode: cannot write x.mkv: File too large\n"},
+        {{"qzkt", "decode", "x.mov", "x.argb"}, "qzkt decode: cannot write x.argb: File too large\n"},
+        {{"qzkt", "encode", prefsArg_, "--no-lzf", "--raw", "64x64", "clip.argb", "y.mov"},
+         "qzkt encode: cannot write y.mov: File too large\n"},
+    };
+    ChildSetup full;
+    full.fileSizeLimit = 4096;
+    for (const auto& [args, line] : limited) {
+        const RunResult r = Wait(Spawn(args, full));
+        EXPECT_EQ(r.status, 1) << args.back();
+        EXPECT_EQ(r.err, line);
+        EXPECT_EQ(FolderListing(), inputs) << args.back() << ": no partial output";
+    }
+
+    // Standard output on a full device: every command that prints fails.
+    ChildSetup devFull;
+    devFull.stdoutName = "/dev/full";
+    for (const std::vector<std::string>& args :
+         std::vector<std::vector<std::string>>{{"qzkt", "info", "x.mov"},
+                                               {"qzkt", "info", "--summary", "x.mov"},
+                                               {"qzkt", "settings", "--show", prefsArg_},
+                                               {"qzkt", "decode", "x.mov", "-"},
+                                               {"qzkt", "--help"},
+                                               {"qzkt", "encode", "--help"}}) {
+        const RunResult r = Wait(Spawn(args, devFull));
+        EXPECT_EQ(r.status, 1) << args[1];
+        const std::string who = args[1] == "--help" ? "qzkt" : "qzkt " + args[1];
+        EXPECT_EQ(r.err, who + ": cannot write to standard output: No space left on device\n");
+    }
+
+    // A pipe whose reader has gone: SIGPIPE ends the tool without a word, as it ends other
+    // tools; where SIGPIPE is ignored, the failed write is reported.
+    std::signal(SIGPIPE, SIG_IGN);
+    for (bool ignored : {false, true})
+        for (const std::string command : {"info", "decode"}) {
+            int pipeFds[2];
+            ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
+            close(pipeFds[0]);
+            ChildSetup closedPipe;
+            closedPipe.stdoutFd = pipeFds[1];
+            closedPipe.keepIgnoredSigpipe = ignored;
+            std::vector<std::string> args = {"qzkt", command, "x.mov"};
+            if (command == "decode") args.push_back("-");
+            const RunResult r = Wait(Spawn(args, closedPipe));
+            close(pipeFds[1]);
+            EXPECT_EQ(r.status, ignored ? 1 : 128 + SIGPIPE) << command;
+            EXPECT_EQ(r.err,
+                      ignored ? "qzkt " + command + ": cannot write to standard output: Broken pipe\n" : "");
+        }
+    EXPECT_EQ(FolderListing(), inputs);
+}

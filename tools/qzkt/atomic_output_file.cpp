@@ -102,13 +102,16 @@ void AtomicOutputFile::Commit() {
         }
         tempPath_ = named;
     }
+    // Some file systems (NFS) report a failed write only when the file is closed.
+    const int closed = close(fd_);
+    fd_ = -1;
+    if (closed != 0 && errno != EINTR)
+        throw ToolError("cannot write " + path_ + ": " + SystemErrorText(errno));
     // The name may have become an input or a non-file while the output was being written.
     CheckOutputName(path_);
     if (rename(tempPath_.c_str(), path_.c_str()) != 0)
         throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
     ForgetTemporaryFile();
     tempPath_.clear();
-    close(fd_);
-    fd_ = -1;
     committed_ = true;
 }
