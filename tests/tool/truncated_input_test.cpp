@@ -118,3 +118,40 @@ TEST_F(ToolTest, CutInputKeepsTheFramesReadAndSaysSo) {
     unlink(Path("tiny.argb").c_str());
     EXPECT_EQ(FolderListing(), before);
 }
+
+TEST_F(ToolTest, CutMovieDecodesTheFramesItHoldsAndSaysSo) {
+    Bytes raw;
+    for (int i = 0; i < 6; ++i) {
+        const Bytes frame = ClipFrame(20, 12, i);
+        raw.insert(raw.end(), frame.begin(), frame.end());
+    }
+    WriteFile(Path("clip.argb"), raw);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "20x12", "clip.argb", "index_last.mov"}).status, 0);
+    // With its index first, the samples come last in the file, in order.
+    MustRun({"ffmpeg", "-v", "error", "-i", "index_last.mov", "-c", "copy", "-movflags", "+faststart",
+             "clip.mov"});
+    const std::vector<Bytes> samples = Samples(Path("clip.mov"));
+    ASSERT_EQ(samples.size(), 6u);
+    const Bytes movie = ReadFile(Path("clip.mov"));
+    const size_t lastTwo = samples[4].size() + samples[5].size();
+    WriteFile(Path("four.mov"), Bytes(movie.begin(), movie.end() - lastTwo)); // at a sample's end
+    WriteFile(Path("four_and_a_bit.mov"), Bytes(movie.begin(), movie.end() - lastTwo + 20)); // inside one
+
+    ASSERT_EQ(Run({"qzkt", "decode", "clip.mov", "clip_out.argb"}).status, 0);
+    const Bytes whole = ReadFile(Path("clip_out.argb"));
+    const size_t frameBytes = 20 * 12 * 4;
+
+    const RunResult four = Run({"qzkt", "decode", "four.mov", "four.argb"});
+    EXPECT_EQ(four.status, 3);
+    EXPECT_EQ(four.err, "qzkt decode: four.mov is cut short: it ends after 4 of its 6 frames\n");
+    EXPECT_TRUE(ReadFile(Path("four.argb")) == Bytes(whole.begin(), whole.begin() + 4 * frameBytes));
+
+    // The cut sample is a damaged frame: replaced by the one before it.
+    const RunResult five = Run({"qzkt", "decode", "four_and_a_bit.mov", "five.argb"});
+    EXPECT_EQ(five.status, 3);
+    EXPECT_EQ(five.err, "qzkt decode: four_and_a_bit.mov is cut short: it ends after 5 of its 6 frames\n"
+                        "qzkt decode: 1 of 5 frames were damaged and replaced by the previous good frame\n");
+    Bytes expected(whole.begin(), whole.begin() + 4 * frameBytes);
+    expected.insert(expected.end(), whole.begin() + 3 * frameBytes, whole.begin() + 4 * frameBytes);
+    EXPECT_TRUE(ReadFile(Path("five.argb")) == expected);
+}

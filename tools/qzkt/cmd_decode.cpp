@@ -27,7 +27,8 @@ const char* kHelp =
     "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
     "                          containers without FFV1 (the alpha channel is kept)\n"
     "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
-    "frame count and timing stay intact; the decode then ends with exit status 3.\n"
+    "frame count and timing stay intact; the decode then ends with exit status 3, as it does\n"
+    "for a movie cut short (the frames it still holds are written).\n"
     "\n"
     "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
     "                   there is one, otherwise Mesa's software renderer, and says so;\n"
@@ -89,11 +90,17 @@ int RunDecode(const Args& args) {
     sink->Finish();
     progress.Done();
 
+    // A movie cut short in its samples still lists the frames it lost.
+    const bool cutShort = frames < movie.frameCount();
+    if (cutShort)
+        std::fprintf(stderr, "qzkt decode: %s is cut short: it ends after %lld of its %lld frames\n",
+                     input.c_str(), static_cast<long long>(frames),
+                     static_cast<long long>(movie.frameCount()));
     if (damaged > 0) {
         std::fprintf(
             stderr, "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
             static_cast<long long>(damaged), static_cast<long long>(frames));
         return kExitDamagedFrames;
     }
-    return kExitOK;
+    return cutShort ? kExitDamagedFrames : kExitOK;
 }
