@@ -1,6 +1,7 @@
 // Outputs that would destroy data are refused, and outputs that cannot be written fail: one
 // line, a failure status, the inputs byte for byte as they were, and no partial files.
 #include <csignal>
+#include <dirent.h>
 #include <fcntl.h>
 #include <map>
 #include <sys/socket.h>
@@ -26,6 +27,23 @@ std::map<std::string, std::pair<mode_t, Bytes>> Snapshot(const std::string& dir,
         snapshot[name] = {st.st_mode & S_IFMT, S_ISREG(st.st_mode) ? ReadFile(dir + "/" + name) : Bytes()};
     }
     return snapshot;
+}
+
+// Waits until process pid holds a file of folder open (its output, still without a name).
+bool HoldsFileIn(pid_t pid, const std::string& folder) {
+    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
+    for (int tries = 0; tries < 3000; ++tries, usleep(10000)) {
+        DIR* dir = opendir(fds.c_str());
+        bool found = false;
+        while (const dirent* entry = dir != nullptr ? readdir(dir) : nullptr) {
+            char target[4096] = {};
+            if (readlink((fds + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0)
+                found |= std::string(target).rfind(folder + "/", 0) == 0;
+        }
+        if (dir != nullptr) closedir(dir);
+        if (found) return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -120,6 +138,22 @@ TEST_F(ToolTest, RefusesOutputsThatAreInputsOrNotFiles) {
     const RunResult ok = Run({"qzkt", "decode", "hard.mov", "x.argb"});
     EXPECT_EQ(ok.status, 0) << ok.err;
     EXPECT_EQ(ReadFile(Path("x.argb")).size(), clip.size());
+
+    // A fifo that takes the output's name while the output is being written keeps it.
+    int pipeFds[2];
+    ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
+    const pid_t pid = Spawn({"qzkt", "encode", prefsArg_, "--raw", "16x8", "-", "late.mov"}, pipeFds[0]);
+    close(pipeFds[0]);
+    ASSERT_TRUE(HoldsFileIn(pid, dir_));
+    ASSERT_EQ(mkfifo(Path("late.mov").c_str(), 0644), 0);
+    EXPECT_EQ(write(pipeFds[1], clip.data(), clip.size()), static_cast<ssize_t>(clip.size()));
+    close(pipeFds[1]);
+    const RunResult late = Wait(pid);
+    EXPECT_EQ(late.status, 1);
+    EXPECT_EQ(late.err, "qzkt encode: the output late.mov is a fifo" + notFile + "\n");
+    struct stat st {};
+    ASSERT_EQ(lstat(Path("late.mov").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
 }
 
 TEST_F(ToolTest, RefusesToReplaceADeviceNode) {
