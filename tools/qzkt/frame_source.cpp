@@ -166,14 +166,23 @@ class MediaSource : public FrameSource {
         expectedFrames_ = std::llround(seconds * rate); // for the progress line
     }
 
-    // From the stream's start to the end of the last frame read: its time plus the gap before
-    // it (a variable rate's last frame is as long as the one before) or one frame period.
+    // From the stream's start to the end of the last packet read (its time and duration, or
+    // one frame period where it has none). Packets, not pictures, since pictures carry no
+    // duration, and a variable rate's last frame may be long.
     double SecondsRead() const {
-        if (!havePts_) return 0;
-        const int64_t start = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : firstPts_;
-        const double unit = av_q2d(timeBase_);
-        return static_cast<double>(lastPts_ - start) * unit +
-               std::max(static_cast<double>(lastGap_) * unit, framePeriod_);
+        if (!haveEnd_) return 0;
+        const int64_t start = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : firstTime_;
+        return static_cast<double>(end_ - start) * av_q2d(timeBase_);
+    }
+
+    void NotePacketTime(const AVPacket* packet) {
+        const int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        if (time == AV_NOPTS_VALUE) return;
+        const int64_t period = std::max<int64_t>(1, std::llround(framePeriod_ / av_q2d(timeBase_)));
+        const int64_t end = time + (packet->duration > 0 ? packet->duration : period);
+        firstTime_ = haveEnd_ ? std::min(firstTime_, time) : time;
+        end_ = haveEnd_ ? std::max(end_, end) : end;
+        haveEnd_ = true;
     }
 
     // Hands the decoder the next packet of our stream, or the end-of-stream signal.
@@ -191,6 +200,7 @@ class MediaSource : public FrameSource {
                 continue;
             }
             if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) ++damagedPackets_;
+            NotePacketTime(packet_.get());
             const int sent = avcodec_send_packet(decoder_.get(), packet_.get());
             av_packet_unref(packet_.get());
             if (sent < 0 && sent != AVERROR(EAGAIN)) DecodeFailed(sent);
@@ -220,8 +230,6 @@ class MediaSource : public FrameSource {
         const int64_t period = av_rescale_q(1, av_inv_q(frameRate_), timeBase_);
         if (pts == AV_NOPTS_VALUE) pts = havePts_ ? lastPts_ + (period > 0 ? period : 1) : 0;
         if (havePts_ && pts <= lastPts_) pts = lastPts_ + 1; // timestamps must keep increasing
-        lastGap_ = havePts_ ? pts - lastPts_ : 0;
-        if (!havePts_) firstPts_ = pts;
         lastPts_ = pts;
         havePts_ = true;
 
@@ -238,15 +246,17 @@ class MediaSource : public FrameSource {
     AvPacketPtr packet_ = NewPacket();
     PixelConverter converter_;
     std::vector<uint8_t> argb_;
-    int64_t firstPts_ = 0, lastPts_ = 0, lastGap_ = 0;
+    int64_t lastPts_ = 0;
     bool havePts_ = false;
 
     static const int kMostErrorsInARow = 100;
-    bool exactCount_ = false;     // expectedFrames_ is a stored count, not from a duration
-    double announcedSeconds_ = 0; // the duration, when there is no count
-    double framePeriod_ = 0;      // seconds, at the average rate
-    bool flushed_ = false;        // the decoder has been told the input ended
-    bool stopped_ = false;        // too many decoding errors in a row
+    bool exactCount_ = false;         // expectedFrames_ is a stored count, not from a duration
+    double announcedSeconds_ = 0;     // the duration, when there is no count
+    double framePeriod_ = 0;          // seconds, at the average rate
+    int64_t firstTime_ = 0, end_ = 0; // of the packets read, in the stream's time base
+    bool haveEnd_ = false;
+    bool flushed_ = false; // the decoder has been told the input ended
+    bool stopped_ = false; // too many decoding errors in a row
     int errorsInARow_ = 0;
     int64_t delivered_ = 0;
     int64_t damagedPackets_ = 0; // marked by the demuxer as cut short or damaged
