@@ -72,7 +72,7 @@ TEST_F(ToolTest, BrokenInputGetsOneLineAndNoOutput) {
     Bytes clip = frame;
     clip.insert(clip.end(), frame.begin(), frame.end());
     WriteFile(Path("clip.argb"), clip);
-    WriteFile(Path("short.argb"), Bytes(clip.begin(), clip.end() - 100));
+    WriteFile(Path("short.argb"), Bytes(clip.begin(), clip.begin() + 100));
     WriteFile(Path("text.mov"), Bytes(400, 'x'));
     MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=5:duration=0.4", "-c:v",
              "mpeg4", "plain.mp4"});
@@ -88,8 +88,11 @@ TEST_F(ToolTest, BrokenInputGetsOneLineAndNoOutput) {
         {{"decode", "text.mov", "out.mkv"}, "text.mov is not a readable QuickTime movie"},
         {{"info", "text.mov"}, "text.mov is not a readable QuickTime movie"},
         {{"decode", "plain.mp4", "out.argb"}, "plain.mp4 has no QZKT video track"},
-        {{"encode", "--raw", "20x12", "short.argb", "out.mov"}, "short.argb ends inside frame 2"},
-        {{"encode", "--raw", "20x12", "-", "out.mov"}, "standard input ends inside frame 2", "short.argb"},
+        {{"encode", "--raw", "20x12", "short.argb", "out.mov"},
+         "short.argb holds no frames that can be read: it ends inside frame 1"},
+        {{"encode", "--raw", "20x12", "-", "out.mov"},
+         "standard input holds no frames that can be read: it ends inside frame 1",
+         "short.argb"},
         {{"encode", "--raw", "20x12", "clip.argb", "/nonexistent/out.mov"},
          "cannot write to folder /nonexistent"},
         {{"decode", "good.mov", "/proc/out.mkv"}, "cannot write to folder /proc"},

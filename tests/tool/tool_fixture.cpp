@@ -1,6 +1,7 @@
 // Running the tool and FFmpeg's programs as child processes.
 #include "tool_fixture.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
@@ -36,6 +37,13 @@ void ToolTest::TearDown() {
 }
 
 pid_t ToolTest::Spawn(std::vector<std::string> args, int stdinFd, const std::string& stdoutName) {
+    ChildSetup setup;
+    setup.stdinFd = stdinFd;
+    setup.stdoutName = stdoutName;
+    return Spawn(std::move(args), setup);
+}
+
+pid_t ToolTest::Spawn(std::vector<std::string> args, const ChildSetup& setup) {
     const bool tool = args[0] == "qzkt";
     if (tool) args[0] = QZKT_TOOL;
     std::vector<char*> argv;
@@ -45,16 +53,39 @@ pid_t ToolTest::Spawn(std::vector<std::string> args, int stdinFd, const std::str
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    if (stdinFd >= 0)
-        posix_spawn_file_actions_adddup2(&actions, stdinFd, 0);
+    if (setup.stdinFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, setup.stdinFd, 0);
     else
         posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    const std::string out = stdoutName.empty() ? "/dev/null" : Path(stdoutName), err = root_ + "/stderr";
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const std::string& name = setup.stdoutName;
+    const std::string out = name.empty() ? "/dev/null" : name[0] == '/' ? name : Path(name);
+    const std::string err = root_ + "/stderr";
+    if (setup.stdoutFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, setup.stdoutFd, 1);
+    else
+        posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_addchdir_np(&actions, dir_.c_str());
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGXFSZ);
+    if (!setup.keepIgnoredSigpipe) sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+
+    // A child takes its limits from this process when it starts: lower ours for that moment.
+    rlimit saved{};
+    getrlimit(RLIMIT_FSIZE, &saved);
+    if (setup.fileSizeLimit != RLIM_INFINITY) {
+        const rlimit lowered{setup.fileSizeLimit, saved.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &lowered), 0);
+    }
     pid_t pid = -1;
-    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0) << argv[0];
+    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), environ), 0) << argv[0];
+    if (setup.fileSizeLimit != RLIM_INFINITY) setrlimit(RLIMIT_FSIZE, &saved);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (tool && pid > 0) toolPids_.push_back(pid);
     return pid;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <vector>
 
@@ -17,6 +18,16 @@ struct RunResult {
     std::string err;     // standard error
     long peakRssKiB = 0; // the process's peak resident memory
     long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
+};
+
+// How a child process starts: its standard input and output, and limits. Children get SIGPIPE
+// and SIGXFSZ at their defaults, as a shell gives them, unless keepIgnoredSigpipe.
+struct ChildSetup {
+    int stdinFd = -1;                     // or /dev/null
+    int stdoutFd = -1;                    // or stdoutName
+    std::string stdoutName;               // in the test's folder, or an absolute path; /dev/null when empty
+    rlim_t fileSizeLimit = RLIM_INFINITY; // RLIMIT_FSIZE: longer files fail as on a full disk
+    bool keepIgnoredSigpipe = false;      // inherit the test's SIG_IGN for SIGPIPE
 };
 
 class ToolTest : public testing::Test {
@@ -30,6 +41,7 @@ class ToolTest : public testing::Test {
     // Starts a program in the test's folder; "qzkt" is the built tool. Standard input is
     // stdinFd (or /dev/null), standard output the file stdoutName (or /dev/null).
     pid_t Spawn(std::vector<std::string> args, int stdinFd = -1, const std::string& stdoutName = "");
+    pid_t Spawn(std::vector<std::string> args, const ChildSetup& setup);
     RunResult Wait(pid_t pid);
     RunResult Run(const std::vector<std::string>& args, const std::string& stdinName = "",
                   const std::string& stdoutName = "");

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "interrupt_cleanup.h"
+#include "output_check.h"
 #include "tool_error.h"
 
 namespace {
@@ -34,6 +35,7 @@ std::string UniqueTempPath(const std::string& path) {
 } // namespace
 
 AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
+    CheckOutputName(path);
     const std::string folder = FolderOf(path);
     fd_ = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
     if (fd_ >= 0) {
@@ -100,11 +102,16 @@ void AtomicOutputFile::Commit() {
         }
         tempPath_ = named;
     }
+    // Some file systems (NFS) report a failed write only when the file is closed.
+    const int closed = close(fd_);
+    fd_ = -1;
+    if (closed != 0 && errno != EINTR)
+        throw ToolError("cannot write " + path_ + ": " + SystemErrorText(errno));
+    // The name may have become an input or a non-file while the output was being written.
+    CheckOutputName(path_);
     if (rename(tempPath_.c_str(), path_.c_str()) != 0)
         throw ToolError("cannot create " + path_ + ": " + SystemErrorText(errno));
     ForgetTemporaryFile();
     tempPath_.clear();
-    close(fd_);
-    fd_ = -1;
     committed_ = true;
 }

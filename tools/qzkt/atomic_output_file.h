@@ -11,7 +11,8 @@
 
 class AtomicOutputFile {
   public:
-    // Creates the temporary file; throws ToolError when the folder cannot be written.
+    // Creates the temporary file; throws ToolError when the folder cannot be written or the
+    // name may not be written (an input, or not a regular file: see output_check.h).
     explicit AtomicOutputFile(const std::string& path);
     // Removes the temporary file unless Commit() succeeded.
     ~AtomicOutputFile();
@@ -25,7 +26,8 @@ class AtomicOutputFile {
     // Writes all of data, or throws ToolError.
     void Write(const void* data, size_t size);
 
-    // Flushes the file to disk and gives it its final name; throws ToolError on failure.
+    // Flushes the file to disk and gives it its final name, after checking the name again;
+    // throws ToolError on failure, and the file is then discarded.
     void Commit();
 
   private:

@@ -9,6 +9,7 @@
 #include "frame_check.h"
 #include "frame_sink.h"
 #include "options.h"
+#include "output_check.h"
 #include "progress.h"
 #include "qzkt_movie.h"
 #include "stream/kel_header.h"
@@ -27,8 +28,9 @@ const char* kHelp =
     "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
     "                          containers without FFV1 (the alpha channel is kept)\n"
     "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
-    "frame count and timing stay intact; the decode then ends with exit status 3. A movie\n"
-    "whose frames are all damaged writes nothing (exit status 3).\n"
+    "frame count and timing stay intact; the decode then ends with exit status 3, as it does\n"
+    "for a movie cut short (the frames it still holds are written). A movie whose frames are\n"
+    "all damaged writes nothing (exit status 3).\n"
     "\n"
     "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
     "                   there is one, otherwise Mesa's software renderer, and says so;\n"
@@ -58,6 +60,9 @@ int RunDecode(const Args& args) {
 
     const std::string& input = options.positional()[0];
     const std::string& output = options.positional()[1];
+    ProtectInput(input);
+    // The output is made at the first intact frame; refuse a forbidden name before any work.
+    if (output != "-" && !IsImageSequencePattern(output)) CheckOutputName(output);
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
     FrameDecoder decoder(width, height);
@@ -94,7 +99,8 @@ int RunDecode(const Args& args) {
             }
             picture.resize(static_cast<size_t>(width) * height * 4);
             FillBlack(picture);
-            sink = OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate());
+            sink =
+                OpenFrameSink(output, width, height, movie.timeBase(), movie.frameRate(), movie.frameCount());
             for (int64_t pts : damagedBeforeFirstIntact)
                 sink->Write(picture.data(), width * 4, pts);
         }
@@ -114,11 +120,17 @@ int RunDecode(const Args& args) {
     sink->Finish();
     progress.Done();
 
+    // A movie cut short in its samples still lists the frames it lost.
+    const bool cutShort = frames < movie.frameCount();
+    if (cutShort)
+        std::fprintf(stderr, "qzkt decode: %s is cut short: it ends after %lld of its %lld frames\n",
+                     input.c_str(), static_cast<long long>(frames),
+                     static_cast<long long>(movie.frameCount()));
     if (damaged > 0) {
         std::fprintf(
             stderr, "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
             static_cast<long long>(damaged), static_cast<long long>(frames));
         return kExitDamagedFrames;
     }
-    return kExitOK;
+    return cutShort ? kExitDamagedFrames : kExitOK;
 }

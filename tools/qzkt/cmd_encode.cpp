@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "frame_source.h"
 #include "options.h"
+#include "output_check.h"
 #include "progress.h"
 #include "qzkt_movie.h"
 #include "tool_error.h"
@@ -26,7 +27,9 @@ const char* kHelp =
     "sequence pattern such as frames_%04d.png. With --raw, INPUT is raw 32-bit ARGB frames\n"
     "(a file, or - for standard input), e.g.\n"
     "  ffmpeg -i in.mp4 -f rawvideo -pix_fmt argb - | qzkt encode --raw 1920x1080 - out.mov\n"
-    "OUTPUT appears only when the encode succeeded.\n"
+    "OUTPUT appears only when the encode succeeded; it is never INPUT itself (under any name)\n"
+    "nor anything but a regular file. An input that is cut short or damaged is encoded as far\n"
+    "as it can be read; the encode then says what was wrong and ends with exit status 3.\n"
     "\n"
     "Without these options the machine-wide settings apply (see qzkt settings):\n"
     "  --alpha           DXT5 blocks that keep the alpha channel\n"
@@ -89,6 +92,8 @@ int RunEncode(const Args& args) {
         if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
         source = OpenMediaSource(input);
     }
+    for (const std::string& file : source->files())
+        ProtectInput(file);
     if (source->width() > 32767 || source->height() > 32767)
         throw ToolError(input + " is too large for a QZKT movie");
 
@@ -107,7 +112,11 @@ int RunEncode(const Args& args) {
         bytes += static_cast<int64_t>(encoded.size());
         progress.Update(++frames);
     }
-    if (frames == 0) throw ToolError(input + " holds no frames");
+    const std::string inputName = input == "-" ? "standard input" : input;
+    const std::string damage = source->Damage();
+    if (frames == 0)
+        throw ToolError(inputName + " holds no frames" +
+                        (damage.empty() ? "" : " that can be read: " + damage));
     movie.Finish();
     progress.Done();
 
@@ -117,6 +126,12 @@ int RunEncode(const Args& args) {
                      static_cast<long long>(frames), source->width(), source->height(),
                      DescribeSettings(settings).c_str(), output.c_str(), bytes / 1e6,
                      raw / static_cast<double>(bytes), frames / progress.Elapsed());
+    }
+    if (!damage.empty()) {
+        std::fprintf(stderr, "qzkt encode: %s is damaged or cut short: %s. %s holds the %lld frame%s read\n",
+                     inputName.c_str(), damage.c_str(), output.c_str(), static_cast<long long>(frames),
+                     frames == 1 ? "" : "s");
+        return kExitDamagedFrames;
     }
     return kExitOK;
 }

@@ -11,7 +11,9 @@ using Args = std::vector<std::string>;
 const int kExitOK = 0;
 const int kExitFailure = 1;
 const int kExitUsage = 2;
-const int kExitDamagedFrames = 3; // decode finished, but some frames were damaged
+// Finished, but the input was damaged: decode replaced damaged frames, encode kept the frames
+// it could read of an input that is damaged or cut short.
+const int kExitDamagedFrames = 3;
 
 int RunEncode(const Args& args);
 int RunDecode(const Args& args);

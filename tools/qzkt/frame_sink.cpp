@@ -1,6 +1,7 @@
 // Frame sinks: raw ARGB, image sequences and lossless video.
 #include "frame_sink.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include "fd_avio.h"
 #include "ffmpeg_util.h"
 #include "interrupt_cleanup.h"
+#include "output_check.h"
 #include "tool_error.h"
 
 extern "C" {
@@ -29,7 +31,10 @@ bool EndsWith(const std::string& s, const char* suffix) {
 class RawSink : public FrameSink {
   public:
     RawSink(const std::string& output, int width, int height) : width_(width), height_(height) {
-        if (output != "-") file_ = std::make_unique<AtomicOutputFile>(output);
+        if (output == "-")
+            CheckStandardOutput();
+        else
+            file_ = std::make_unique<AtomicOutputFile>(output);
         description_ = "raw " + std::to_string(width) + "x" + std::to_string(height) + " ARGB frames to " +
                        (output == "-" ? std::string("standard output") : output);
     }
@@ -151,11 +156,12 @@ class PictureEncoder {
 class ImageSequenceSink : public FrameSink {
   public:
     ImageSequenceSink(const std::string& pattern, int width, int height, AVRational timeBase,
-                      AVRational frameRate)
+                      AVRational frameRate, int64_t expectedFrames)
         : pattern_(pattern) {
         char first[4096];
         if (av_get_frame_filename(first, sizeof first, pattern.c_str(), 1) < 0)
             throw ToolError("bad image-sequence pattern " + pattern + " (use one %d, such as out_%04d.png)");
+        CheckNames(expectedFrames);
         const AVOutputFormat* image2 = av_guess_format("image2", nullptr, nullptr);
         const AVCodecID id = av_guess_codec(image2, nullptr, first, nullptr, AVMEDIA_TYPE_VIDEO);
         const AVCodec* codec = avcodec_find_encoder(id);
@@ -186,6 +192,17 @@ class ImageSequenceSink : public FrameSink {
     std::string Description() const override { return description_; }
 
   private:
+    // Refuses a sequence whose images would replace an input or a non-file before the first
+    // image is written. Each image is checked again as it is written (see AtomicOutputFile),
+    // which covers images beyond this many and names that change meanwhile.
+    void CheckNames(int64_t count) const {
+        const int64_t kMostChecked = 100000; // a few milliseconds of stat calls
+        char name[4096];
+        for (int64_t n = 1; n <= std::min(count, kMostChecked); ++n)
+            if (av_get_frame_filename(name, sizeof name, pattern_.c_str(), static_cast<int>(n)) == 0)
+                CheckOutputName(name);
+    }
+
     void Save(AVPacket* packet) {
         char name[4096];
         if (av_get_frame_filename(name, sizeof name, pattern_.c_str(),
@@ -293,9 +310,10 @@ bool IsImageSequencePattern(const std::string& name) {
 }
 
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
-                                         AVRational timeBase, AVRational frameRate) {
+                                         AVRational timeBase, AVRational frameRate, int64_t expectedFrames) {
     if (output == "-" || EndsWith(output, ".argb")) return std::make_unique<RawSink>(output, width, height);
     if (IsImageSequencePattern(output))
-        return std::make_unique<ImageSequenceSink>(output, width, height, timeBase, frameRate);
+        return std::make_unique<ImageSequenceSink>(output, width, height, timeBase, frameRate,
+                                                   expectedFrames);
     return std::make_unique<VideoSink>(output, width, height, timeBase, frameRate);
 }

@@ -28,9 +28,11 @@ class FrameSink {
 };
 
 // Throws ToolError for names that cannot be written (bad pattern, unknown container,
-// unwritable folder).
+// unwritable folder, an input or a non-file: see output_check.h). expectedFrames (0 when
+// unknown) is how many images of a sequence to check before the first is written.
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
-                                         AVRational timeBase, AVRational frameRate);
+                                         AVRational timeBase, AVRational frameRate,
+                                         int64_t expectedFrames = 0);
 
 // True for names that OpenFrameSink treats as an image-sequence pattern.
 bool IsImageSequencePattern(const std::string& name);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 extern "C" {
 #include <libavutil/rational.h>
@@ -28,9 +29,17 @@ class FrameSource {
     AVRational frameRate() const { return frameRate_; }
     // How many frames the source expects to deliver; 0 when it cannot tell.
     int64_t expectedFrames() const { return expectedFrames_; }
+    // The files it reads, by name ("-" for standard input): one, or every image of a sequence.
+    const std::vector<std::string>& files() const { return files_; }
 
-    // The next picture; false at the end. Throws ToolError on broken input.
+    // The next picture; false at the end, also where damage ended the input early. Throws
+    // ToolError only for input it cannot go on with (a picture of another size).
     virtual bool Next(ArgbFrame& frame) = 0;
+
+    // Once Next has returned false: what was wrong with the input, in words for the user ("it
+    // ends after 19 of its 40 frames"), or empty when it was read cleanly to its end. A cut-off
+    // input, read or decoding errors, and packets its demuxer marks as damaged all count.
+    virtual std::string Damage() const = 0;
 
   protected:
     int width_ = 0;
@@ -38,6 +47,7 @@ class FrameSource {
     AVRational timeBase_{1, 25};
     AVRational frameRate_{25, 1};
     int64_t expectedFrames_ = 0;
+    std::vector<std::string> files_;
 };
 
 // Opens path with FFmpeg's libraries and decodes its best video stream. Throws ToolError
@@ -45,6 +55,6 @@ class FrameSource {
 std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path);
 
 // Raw width x height 32-bit ARGB frames, back to back, from path or standard input ("-"),
-// at the given frame rate. Throws ToolError when the input ends inside a frame.
+// at the given frame rate. An input that ends inside a frame ends before that frame, as damage.
 std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height,
                                            AVRational frameRate);

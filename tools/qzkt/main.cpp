@@ -1,5 +1,7 @@
 // qzkt: encode and decode QZKT movies through the codec's components, print frame headers,
 // edit the machine-wide settings, and benchmark.
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -38,6 +40,19 @@ struct Command {
 const Command kCommands[] = {{"demo", RunDemo}, {"encode", RunEncode},     {"decode", RunDecode},
                              {"info", RunInfo}, {"settings", RunSettings}, {"bench", RunBench}};
 
+// The commands print their reports through stdio, which keeps a failed write to itself: a full
+// disk or /dev/full must still end the run with one line and a failure. A closed pipe ends the
+// process by SIGPIPE before this, quietly, as it ends other tools (qzkt info x.mov | head -1);
+// where SIGPIPE is ignored the write fails with EPIPE and is reported like any other.
+int FinishStandardOutput(const char* who, int status) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
+    const int error = errno;
+    std::fprintf(stderr, "%s: cannot write to standard output: %s\n", who,
+                 error != 0 ? std::strerror(error) : "a write failed");
+    return kExitFailure;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -45,19 +60,23 @@ int main(int argc, char** argv) {
     // that nothing is left in /dev/shm however this process ends.
     UnlinkCodecSemaphoreNames();
     QuietFFmpegLogging();
+    // Past a file-size limit (ulimit -f) a write then fails with EFBIG, and the tool removes
+    // its partial output and says so, instead of being ended by the signal with files left behind.
+    std::signal(SIGXFSZ, SIG_IGN);
 
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && (args[0] == "--help" || args[0] == "-h" || args[0] == "help")) {
         std::fputs(kUsage, stdout);
-        return kExitOK;
+        return FinishStandardOutput("qzkt", kExitOK);
     }
     const std::string name = args.empty() ? "demo" : args[0];
     if (!args.empty()) args.erase(args.begin());
 
     for (const Command& command : kCommands) {
         if (name != command.name) continue;
+        const std::string who = std::string("qzkt ") + command.name;
         try {
-            return command.run(args);
+            return FinishStandardOutput(who.c_str(), command.run(args));
         } catch (const UsageError& e) {
             std::fprintf(stderr, "qzkt %s: %s (see qzkt %s --help)\n", command.name, e.what(), command.name);
             return kExitUsage;

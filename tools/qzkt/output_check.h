@@ -1,0 +1,23 @@
+// Which names the tool may write its outputs to. Finished outputs take their name by replacing
+// whatever had it (see atomic_output_file.h), so two kinds of name are refused, before
+// anything is written and again just before an output takes its name:
+//   - a file this run reads, under any of its names: the same name, a hard link, a symbolic
+//     link or another spelling of the path (same device and inode). Replacing it would
+//     destroy the input the output is made from.
+//   - an existing name that is not a regular file (directory, device, fifo, socket, also
+//     through a symbolic link), which would lose its kind and become a plain file.
+// The inputs are recorded for the whole process, as the run opens them.
+#pragma once
+
+#include <string>
+
+// Records a file the run reads, by name; "-" is standard input. Names that do not exist and
+// inputs that are not files (a pipe, a terminal) are not recorded: no output can replace them.
+void ProtectInput(const std::string& name);
+
+// Throws ToolError (one line) when an output named `output` may not be written.
+void CheckOutputName(const std::string& output);
+
+// Throws ToolError when standard output is a file this run reads (qzkt decode in.mov - >> in.mov).
+// Pipes, fifos, terminals and /dev/null are fine.
+void CheckStandardOutput();
