@@ -3,8 +3,8 @@
 //   fuzz_corpus malformed FOLDER  the checked-in corpus of fuzz/corpus/ and its manifest
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <string>
-#include <sys/stat.h>
 
 #include "malformed_corpus.h"
 #include "platform/semaphore_names.h"
@@ -17,13 +17,13 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: fuzz_corpus seeds|malformed FOLDER\n");
         return 2;
     }
-    mkdir(argv[2], 0755);
     try {
+        std::filesystem::create_directories(argv[2]);
         if (mode == "seeds")
             WriteSeeds(argv[2]);
         else
             WriteMalformedCorpus(argv[2]);
-    } catch (const std::exception& e) {
+    } catch (const std::exception& e) { // std::runtime_error, std::filesystem::filesystem_error
         std::fprintf(stderr, "fuzz_corpus: %s\n", e.what());
         return 1;
     }

@@ -76,6 +76,10 @@ void AddFrameCases(std::vector<Case>& cases) {
         "plane 2 x -1");
     add("plane_width_int_max", 8, 8, WithPlane(Header(0), BlockBytes(32), 0x7FFFFFFF, 1, {}, 0), "bad-data",
         "plane wider than the frame");
+    KELHeader rgbPlane = Header(0);
+    rgbPlane.planePixelSize = 1;
+    add("plane_rgb_row_overflow", 8, 8, WithPlane(rgbPlane, BlockBytes(32), 0xA3820000, 0x6030000A, {}, 0),
+        "bad-data", "RGB plane -1551761408 x 1613758474: 691 MB, and 3 x width overflows in the upload");
     add("plane_larger_than_frame", 8, 8, WithPlane(Header(0), BlockBytes(32), 9, 8, BlockBytes(288), 288),
         "bad-data", "a 9x8 plane on an 8x8 frame");
     add("plane_raw_short", 8, 8, WithPlane(Header(0), BlockBytes(32), 2, 2, BlockBytes(4), 4), "bad-data",
