@@ -34,7 +34,8 @@ FrameRun RunFrameInput(const uint8_t* data, size_t size) {
     run.width = ReadLE16(data) & 0x7FFF;
     run.height = ReadLE16(data + 2) & 0x7FFF;
     const size_t rowBytes = static_cast<size_t>(run.width) * 4 + data[4];
-    if (run.width == 0 || run.height == 0 || int64_t(run.width) * run.height > kMaxFuzzPixels) return run;
+    if (run.width == 0 || run.height == 0 || static_cast<int64_t>(run.width) * run.height > kMaxFuzzPixels)
+        return run;
     run.ran = true;
 
     HostDecompression* decompression = nullptr;
@@ -43,11 +44,16 @@ FrameRun RunFrameInput(const uint8_t* data, size_t size) {
         run.fault = "HostDecompressionCreate answered " + std::to_string(created);
         return run;
     }
+    const uint8_t* frame = data + kFramePrefixSize;
+    const size_t frameSize = size - kFramePrefixSize;
     std::vector<uint8_t> destination(rowBytes * run.height, kGuard);
-    run.status = HostDecompressionDecodeFrame(decompression, data + kFramePrefixSize, size - kFramePrefixSize,
-                                              destination.data(), rowBytes);
+    run.status = HostDecompressionDecodeFrame(decompression, frame, frameSize, destination.data(), rowBytes);
     run.problem = HostDecompressionProblem(decompression);
     run.renderer = HostDecompressionRendererName(decompression);
+    // Once more on the same decompression, as the next frame of a movie.
+    std::vector<uint8_t> again(destination.size(), kGuard);
+    const OSStatus againStatus =
+        HostDecompressionDecodeFrame(decompression, frame, frameSize, again.data(), rowBytes);
     HostDecompressionClose(decompression);
 
     const bool declined = run.status == codecBadDataErr || run.status == codecNoRendererErr;
@@ -61,6 +67,8 @@ FrameRun RunFrameInput(const uint8_t* data, size_t size) {
         run.fault = "a declined frame changed the destination";
     else if (!declined && Touched(destination, rowBytes, run.width, true))
         run.fault = "a decoded frame wrote outside its picture";
+    else if (againStatus != run.status || again != destination)
+        run.fault = "the same frame decoded twice gave different results";
     return run;
 }
 

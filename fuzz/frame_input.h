@@ -38,7 +38,8 @@ void PrepareFrameInputs();
 // Decodes the frame into a destination filled with a guard byte and checks the entry's
 // promises: noErr, codecBadDataErr or codecNoRendererErr; a problem line exactly when the frame
 // was not decoded; a declined frame leaves the destination as it was; a decoded one writes
-// nothing outside its width x height pixels.
+// nothing outside its width x height pixels; decoded again on the same decompression, the frame
+// gives the same status and bytes.
 FrameRun RunFrameInput(const uint8_t* data, size_t size);
 
 // "ok", "bad-data", "no-renderer", "status <n>", or "not-run".

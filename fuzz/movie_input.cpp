@@ -42,7 +42,7 @@ MovieRun RunMovieInput(const uint8_t* data, size_t size) {
         QZKTMovieReader movie(file.path());
         run.width = movie.width();
         run.height = movie.height();
-        run.decoded = int64_t(run.width) * run.height <= kMaxFuzzPixels;
+        run.decoded = static_cast<int64_t>(run.width) * run.height <= kMaxFuzzPixels;
         std::unique_ptr<FrameDecoder> decoder;
         std::vector<uint8_t> picture;
         QZKTSample sample;
