@@ -163,7 +163,7 @@ void AddMovieCases(std::vector<Case>& cases) {
         {HandFrame(Header(1, 0, kKELPackingLZF), {0x01, 0xAA, 0xBB}), DXT1Frame8x8(),
          HandFrame(Header(0), {})},
         "frames=3 damaged=3 declined=- info=0 decode=skip",
-        "1.5 KB movie whose track claims 32767x32767: no sample can hold its payload");
+        "an 847-byte movie whose track claims 32767x32767: no sample can hold its payload");
     add("track_32768x8", 32768, 8,
         {HandFrame(Header(1, 0, kKELPackingLZF), Packed(BlockBytes(8192 * 2 * 10, 30)))},
         "error info=1 decode=1", "a track wider than the codec's 32767 pixels");
