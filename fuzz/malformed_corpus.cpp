@@ -181,8 +181,8 @@ void AddMovieCases(std::vector<Case>& cases) {
     add("dxt1_16400x8", 16400, 8,
         {HandFrame(Header(0, 0, kKELPackingLZF), Packed(BlockBytes(4100 * 2 * 8, 64)))},
         "error info=0 decode=1", "a DXT1 track wider than the renderer's texture limit");
-    add("no_samples", 20, 12, {}, "frames=0 damaged=0 declined=0 info=1 decode=1",
-        "a QZKT track without samples");
+    add("no_samples", 20, 12, {}, "error info=1 decode=1",
+        "a track without samples, which the reader does not take for a QZKT track");
 
     const Bytes whole = MovieBytes(20, 12, {good, good, good});
     cases.push_back({"movie/cut_in_samples", "20x12", "error info=1 decode=1", "a movie cut before its index",
