@@ -10,6 +10,10 @@ packages=(
   libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   tmux
+  # scripts/fuzz.sh: clang with libFuzzer and the sanitizer runtimes (libclang-rt-14-dev is only
+  # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
+  # runtime (libtsan2) comes with g++.
+  clang libclang-rt-14-dev llvm
 )
 
 as_root=()

@@ -1,0 +1,13 @@
+// Fuzz target: arbitrary bytes as a bitmap file through LoadDIBitmap (bitmap_input.h).
+#include "bitmap_input.h"
+#include "platform/semaphore_names.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    UnlinkCodecSemaphoreNames();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    RunBitmapInput(data, size);
+    return 0;
+}

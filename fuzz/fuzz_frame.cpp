@@ -1,0 +1,17 @@
+// Fuzz target: arbitrary bytes as one frame through the host decompression entry (the
+// input's layout is in frame_input.h).
+#include "frame_input.h"
+#include "fuzz_common.h"
+#include "platform/semaphore_names.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    UnlinkCodecSemaphoreNames();
+    PrepareFrameInputs();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const FrameRun run = RunFrameInput(data, size);
+    if (!run.fault.empty()) ReportFault("fuzz_frame", run.fault);
+    return 0;
+}

@@ -1,0 +1,17 @@
+// Fuzz target: arbitrary bytes as a QZKT movie through the tool's reader, frame check and
+// decoder (movie_input.h).
+#include "fuzz_common.h"
+#include "movie_input.h"
+#include "platform/semaphore_names.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    UnlinkCodecSemaphoreNames();
+    PrepareMovieInputs();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const MovieRun run = RunMovieInput(data, size);
+    if (!run.fault.empty()) ReportFault("fuzz_movie", run.fault);
+    return 0;
+}

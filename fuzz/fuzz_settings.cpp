@@ -1,0 +1,17 @@
+// Fuzz target: arbitrary bytes as the compressor's preferences file and as its settings
+// handle (settings_input.h).
+#include "fuzz_common.h"
+#include "platform/semaphore_names.h"
+#include "settings_input.h"
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    UnlinkCodecSemaphoreNames();
+    PrepareSettingsInputs();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const SettingsRun run = RunSettingsInput(data, size);
+    if (!run.fault.empty()) ReportFault("fuzz_settings", run.fault);
+    return 0;
+}
