@@ -64,14 +64,15 @@ void GatherEdge(const unsigned char* blockRow, long pitch, int firstBlock, int c
     }
 }
 
+// Colour 0's and colour 1's bytes R, G, B and the index mask, little-endian, as two stores
+// (the module, like the plain walker, runs on little-endian hosts).
 void StoreColorBytes(unsigned char* out, uint32_t color0, uint32_t color1, uint32_t indices) {
-    const unsigned char bytes[10] = {
-        static_cast<unsigned char>(color0 >> 16),  static_cast<unsigned char>(color0 >> 8),
-        static_cast<unsigned char>(color0),        static_cast<unsigned char>(color1 >> 16),
-        static_cast<unsigned char>(color1 >> 8),   static_cast<unsigned char>(color1),
-        static_cast<unsigned char>(indices),       static_cast<unsigned char>(indices >> 8),
-        static_cast<unsigned char>(indices >> 16), static_cast<unsigned char>(indices >> 24)};
-    std::memcpy(out, bytes, sizeof bytes);
+    const uint64_t rgb0 = __builtin_bswap32(color0) >> 8; // bytes R, G, B of 0x00RRGGBB
+    const uint64_t rgb1 = __builtin_bswap32(color1) >> 8;
+    const uint64_t low = rgb0 | rgb1 << 24 | static_cast<uint64_t>(indices & 0xFFFF) << 48;
+    const uint16_t high = static_cast<uint16_t>(indices >> 16);
+    std::memcpy(out, &low, 8);
+    std::memcpy(out + 8, &high, 2);
 }
 
 // With alpha the stored unit is the 8-byte DXT5 alpha block and colour 0's red and green.
