@@ -21,8 +21,17 @@
 
 #include <hwy/highway.h>
 
-// The one-lane fallback target has no 128-bit shuffles; its walker runs the plain encoder.
-#if HWY_TARGET != HWY_SCALAR
+// Targets with fixed-size vectors of 128 bits or more and with double lanes run the lane
+// encoder; on the others (the one-lane fallback, scalable vectors, no doubles) the walker
+// runs the plain encoder.
+#undef QZKT_DXT24_LANE_ENCODER
+#if HWY_TARGET != HWY_SCALAR && !HWY_HAVE_SCALABLE && HWY_HAVE_FLOAT64
+#define QZKT_DXT24_LANE_ENCODER 1
+#else
+#define QZKT_DXT24_LANE_ENCODER 0
+#endif
+
+#if QZKT_DXT24_LANE_ENCODER
 
 HWY_BEFORE_NAMESPACE();
 namespace dxt24 {
@@ -40,11 +49,12 @@ using MI = hn::Mask<DI>;
 // Most blocks one call encodes on this target.
 constexpr size_t kMaxBlockLanes = HWY_LANES(uint32_t);
 
-// The 16 pixels of every lane's block as separate channels: plane[i * N + lane] is pixel i
-// (row order) of that lane's block.
+// The 16 pixels of every lane's block: plane[i * N + lane] is pixel i (row order) of that
+// lane's block. Red and green share a word as two 16-bit halves (r | g << 16), so that one
+// multiply-pairs instruction gives r * x + g * y and one multiply by a weight up to 3 gives
+// both channels' products.
 struct ChannelPlanes {
-    HWY_ALIGN int32_t r[16 * kMaxBlockLanes];
-    HWY_ALIGN int32_t g[16 * kMaxBlockLanes];
+    HWY_ALIGN int32_t rg[16 * kMaxBlockLanes];
     HWY_ALIGN int32_t b[16 * kMaxBlockLanes];
 };
 
@@ -69,6 +79,37 @@ HWY_INLINE VI DivideBy3(DI di, VI x) {
 
 HWY_INLINE VI Dot(VI r, VI g, VI b, VI dr, VI dg, VI db) {
     return hn::Add(hn::Add(hn::Mul(r, dr), hn::Mul(g, dg)), hn::Mul(b, db));
+}
+
+// Per lane, the low 16-bit halves of a and b multiplied plus the high halves multiplied,
+// as signed values; exact.
+HWY_INLINE VI MulPairs(VI a, VI b) {
+    const DI di;
+    const hn::Repartition<int16_t, DI> d16;
+    VI odd = hn::Zero(di);
+    const VI even =
+        hn::ReorderWidenMulAccumulate(di, hn::BitCast(d16, a), hn::BitCast(d16, b), hn::Zero(di), odd);
+    return hn::RearrangeToOddPlusEven(even, odd);
+}
+
+// even + odd, taken together at the end by RearrangeToOddPlusEven, gain the low halves of
+// a and b multiplied plus the high halves multiplied (signed 16-bit), lane by lane.
+HWY_INLINE void AccumulatePairs(VI a, VI b, VI& even, VI& odd) {
+    const DI di;
+    const hn::Repartition<int16_t, DI> d16;
+    even = hn::ReorderWidenMulAccumulate(di, hn::BitCast(d16, a), hn::BitCast(d16, b), even, odd);
+}
+
+// Two signed 16-bit values in one word, as MulPairs reads them.
+HWY_INLINE VI PairOf(VI low, VI high) {
+    const DI di;
+    return hn::Or(hn::And(low, hn::Set(di, 0xFFFF)), hn::ShiftLeft<16>(high));
+}
+
+// r * dr + g * dg + b * db for pixel i of every lane, from the planes.
+HWY_INLINE VI PlaneDot(const ChannelPlanes& planes, size_t at, VI drg, VI db) {
+    const DI di;
+    return hn::Add(MulPairs(hn::Load(di, planes.rg + at), drg), MulPairs(hn::Load(di, planes.b + at), db));
 }
 
 // The index mask of every lane's block against the palette of endpoints c0 and c1 (packed
@@ -96,12 +137,11 @@ HWY_INLINE VU MatchLanes(const ChannelPlanes& planes, VI c0, VI c1) {
     const VI halfPoint = hn::ShiftRight<1>(hn::Add(stop3, stop2));
     const VI c3Point = hn::ShiftRight<1>(hn::Add(stop2, stop0));
 
+    const VI drg = PairOf(dr, dg), db0 = PairOf(db, hn::Zero(di));
     const VI one = hn::Set(di, 1), two = hn::Set(di, 2), three = hn::Set(di, 3), zero = hn::Zero(di);
     VU mask = hn::Zero(du);
     for (int i = 15; i >= 0; --i) {
-        const size_t at = static_cast<size_t>(i) * n;
-        const VI dot = Dot(hn::Load(di, planes.r + at), hn::Load(di, planes.g + at),
-                           hn::Load(di, planes.b + at), dr, dg, db);
+        const VI dot = PlaneDot(planes, static_cast<size_t>(i) * n, drg, db0);
         const VI low = hn::IfThenElse(hn::Lt(dot, c0Point), one, three);
         const VI high = hn::IfThenElse(hn::Lt(dot, c3Point), two, zero);
         const VI index = hn::IfThenElse(hn::Lt(dot, halfPoint), low, high);
@@ -114,6 +154,8 @@ HWY_INLINE VU MatchLanes(const ChannelPlanes& planes, VI c0, VI c1) {
 // in thirds, w2 = 3 - w1) at byte 4j + k, so that one byte shuffle gives a pixel's word
 // w1 | xy << 8 | yy << 16 | xx << 24. Summed over 16 pixels no byte carries (at most 144).
 alignas(16) static constexpr uint8_t kRefitWeights[16] = {3, 0, 2, 1, 0, 0, 2, 2, 0, 9, 1, 4, 9, 0, 4, 1};
+alignas(16) static constexpr uint8_t kFirstByteOfLane[16] = {0, 0, 0, 0, 4,  4,  4,  4,
+                                                             8, 8, 8, 8, 12, 12, 12, 12};
 
 // One channel of the re-fit: float(numerator) * f + 0.5, truncated, clamped to 0..255.
 HWY_INLINE VI RefitChannel(DI di, VI numerator, VF f) {
@@ -133,20 +175,24 @@ HWY_INLINE void RefitLanes(const ChannelPlanes& planes, VU mask, VI mean, VI sum
     const size_t n = hn::Lanes(di);
 
     const auto weights = hn::LoadDup128(du8, kRefitWeights);
+    const auto firstBytes = hn::LoadDup128(du8, kFirstByteOfLane);
     VU cm = mask;
     VU akku = hn::Zero(du);
-    VI at1R = hn::Zero(di), at1G = hn::Zero(di), at1B = hn::Zero(di);
+    VI at1RG = hn::Zero(di), at1B = hn::Zero(di); // sum of w1 * red and green: at most 12240 each
     for (size_t i = 0; i < 16; ++i, cm = hn::ShiftRight<2>(cm)) {
-        const VU step = hn::And(cm, hn::Set(du, 3));
-        const VU select = hn::Add(hn::Mul(step, hn::Set(du, 0x01010101u)), hn::Set(du, 0x0C080400u));
+        // The pixel's index in every byte of its lane, offset by 4 per byte.
+        const auto steps = hn::TableLookupBytes(hn::BitCast(du8, cm), firstBytes);
+        const VU select =
+            hn::Or(hn::And(hn::BitCast(du, steps), hn::Set(du, 0x03030303u)), hn::Set(du, 0x0C080400u));
         const VU weight = hn::BitCast(du, hn::TableLookupBytes(weights, hn::BitCast(du8, select)));
         akku = hn::Add(akku, weight);
         const VI w1 = hn::BitCast(di, hn::And(weight, hn::Set(du, 255)));
         const size_t at = i * n;
-        at1R = hn::Add(at1R, hn::Mul(w1, hn::Load(di, planes.r + at)));
-        at1G = hn::Add(at1G, hn::Mul(w1, hn::Load(di, planes.g + at)));
+        at1RG = hn::Add(at1RG, hn::Mul(w1, hn::Load(di, planes.rg + at)));
         at1B = hn::Add(at1B, hn::Mul(w1, hn::Load(di, planes.b + at)));
     }
+    const VI at1R = hn::And(at1RG, hn::Set(di, 0xFFFF));
+    const VI at1G = hn::ShiftRight<16>(at1RG);
     const VI three = hn::Set(di, 3);
     const VI at2R = hn::Sub(hn::Mul(three, sumR), at1R);
     const VI at2G = hn::Sub(hn::Mul(three, sumG), at1G);
@@ -188,6 +234,22 @@ HWY_INLINE VI ScaleAxis(VF v, VF magn) {
     return hn::Combine(di, hi, lo);
 }
 
+// 0x00RRGGBB of a pixel word with the bytes A, R, G, B in memory.
+HWY_INLINE VI PackedColor(DI di, VU pixel) {
+    const DU du;
+    const VU r = hn::And(hn::ShiftRight<8>(pixel), hn::Set(du, 255));
+    const VU g = hn::And(hn::ShiftRight<16>(pixel), hn::Set(du, 255));
+    return hn::BitCast(di,
+                       hn::Or(hn::Or(hn::ShiftLeft<16>(r), hn::ShiftLeft<8>(g)), hn::ShiftRight<24>(pixel)));
+}
+
+// The integer covariance sum of (x - mx)(y - my) over 16 pixels from sum xy, the rounded
+// means and the sums.
+HWY_INLINE VI Covariance(VI sxy, VI mx, VI sy, VI my, VI sx) {
+    const VI cross = hn::ShiftLeft<4>(hn::Mul(mx, my));
+    return hn::Add(hn::Sub(hn::Sub(sxy, hn::Mul(mx, sy)), hn::Mul(my, sx)), cross);
+}
+
 // Encodes Lanes(DU) blocks at once. px[i * N + lane] is pixel i (row order) of the lane's
 // block as the 32-bit word of its bytes A, R, G, B in memory. Stores each lane's endpoints
 // (colour 0 >= colour 1, packed 0x00RRGGBB) and index mask, as the plain encoder with two
@@ -200,57 +262,73 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
     const size_t n = hn::Lanes(du);
     ChannelPlanes planes;
 
-    // Channels, sums, extremes, and the solid test on whole 32-bit pixels (alpha included).
+    // Channels, sums, extremes, products, and the solid test on whole 32-bit pixels (alpha
+    // included). Red and green sums, minima and maxima run as 16-bit halves of one word.
+    const hn::Repartition<uint16_t, DU> du16;
     const VU first = hn::Load(du, px);
     auto solid = hn::Eq(first, first);
-    VI sumR = hn::Zero(di), sumG = hn::Zero(di), sumB = hn::Zero(di);
-    VI minR = hn::Set(di, 255), minG = minR, minB = minR;
-    VI maxR = hn::Zero(di), maxG = maxR, maxB = maxR;
-    for (size_t i = 0; i < 16; ++i) {
-        const VU p = hn::Load(du, px + i * n);
-        solid = hn::And(solid, hn::Eq(p, first));
-        const VI r = hn::BitCast(di, hn::And(hn::ShiftRight<8>(p), hn::Set(du, 255)));
-        const VI g = hn::BitCast(di, hn::And(hn::ShiftRight<16>(p), hn::Set(du, 255)));
-        const VI b = hn::BitCast(di, hn::ShiftRight<24>(p));
-        hn::Store(r, di, planes.r + i * n);
-        hn::Store(g, di, planes.g + i * n);
-        hn::Store(b, di, planes.b + i * n);
-        sumR = hn::Add(sumR, r);
-        sumG = hn::Add(sumG, g);
-        sumB = hn::Add(sumB, b);
-        minR = hn::Min(minR, r);
-        minG = hn::Min(minG, g);
-        minB = hn::Min(minB, b);
-        maxR = hn::Max(maxR, r);
-        maxG = hn::Max(maxG, g);
-        maxB = hn::Max(maxB, b);
+    VI sumRG = hn::Zero(di), sumB = hn::Zero(di);
+    VU minRG = hn::Set(du, 0x00FF00FFu), maxRG = hn::Zero(du);
+    VI minB = hn::Set(di, 255), maxB = hn::Zero(di);
+    // The six sums of products take two pixels a word (pixel i low, i + 1 high).
+    VI srr = hn::Zero(di), srg = srr, srb = srr, sgg = srr, sgb = srr, sbb = srr;
+    VI srrOdd = srr, srgOdd = srr, srbOdd = srr, sggOdd = srr, sgbOdd = srr, sbbOdd = srr;
+    for (size_t i = 0; i < 16; i += 2) {
+        VI r[2], g[2], b[2];
+        for (size_t k = 0; k < 2; ++k) {
+            const VU p = hn::Load(du, px + (i + k) * n);
+            solid = hn::And(solid, hn::Eq(p, first));
+            const VU red = hn::And(hn::ShiftRight<8>(p), hn::Set(du, 255));
+            const VU redGreen = hn::Or(red, hn::And(p, hn::Set(du, 0x00FF0000u)));
+            r[k] = hn::BitCast(di, red);
+            g[k] = hn::BitCast(di, hn::And(hn::ShiftRight<16>(p), hn::Set(du, 255)));
+            b[k] = hn::BitCast(di, hn::ShiftRight<24>(p));
+            hn::Store(hn::BitCast(di, redGreen), di, planes.rg + (i + k) * n);
+            hn::Store(b[k], di, planes.b + (i + k) * n);
+            sumRG = hn::Add(sumRG, hn::BitCast(di, redGreen));
+            sumB = hn::Add(sumB, b[k]);
+            minRG = hn::BitCast(du, hn::Min(hn::BitCast(du16, minRG), hn::BitCast(du16, redGreen)));
+            maxRG = hn::BitCast(du, hn::Max(hn::BitCast(du16, maxRG), hn::BitCast(du16, redGreen)));
+            minB = hn::Min(minB, b[k]);
+            maxB = hn::Max(maxB, b[k]);
+        }
+        const VI reds = PairOf(r[0], r[1]), greens = PairOf(g[0], g[1]), blues = PairOf(b[0], b[1]);
+        AccumulatePairs(reds, reds, srr, srrOdd);
+        AccumulatePairs(reds, greens, srg, srgOdd);
+        AccumulatePairs(reds, blues, srb, srbOdd);
+        AccumulatePairs(greens, greens, sgg, sggOdd);
+        AccumulatePairs(greens, blues, sgb, sgbOdd);
+        AccumulatePairs(blues, blues, sbb, sbbOdd);
     }
+    srr = hn::RearrangeToOddPlusEven(srr, srrOdd);
+    srg = hn::RearrangeToOddPlusEven(srg, srgOdd);
+    srb = hn::RearrangeToOddPlusEven(srb, srbOdd);
+    sgg = hn::RearrangeToOddPlusEven(sgg, sggOdd);
+    sgb = hn::RearrangeToOddPlusEven(sgb, sgbOdd);
+    sbb = hn::RearrangeToOddPlusEven(sbb, sbbOdd);
     const MI solidLanes = hn::RebindMask(di, solid);
-    const VI solidColor = PackRGB(hn::Load(di, planes.r), hn::Load(di, planes.g), hn::Load(di, planes.b));
+    const VI solidColor = PackedColor(di, first);
     if (hn::AllTrue(di, solidLanes)) {
         hn::Store(hn::BitCast(du, solidColor), du, color0);
         hn::Store(hn::BitCast(du, solidColor), du, color1);
         hn::Store(hn::Set(du, 0xAAAAAAAAu), du, indices);
         return;
     }
+    const VI sumR = hn::And(sumRG, hn::Set(di, 0xFFFF)); // at most 16 * 255
+    const VI sumG = hn::ShiftRight<16>(sumRG);
 
-    // Principal axis: integer covariance about the rounded means, then float.
+    // Principal axis: the covariance about the rounded means in integers, from the sums
+    // (sum of (x - mx)(y - my) = sum xy - mx sum y - my sum x + 16 mx my, exactly), then float.
     const VI eight = hn::Set(di, 8);
     const VI muR = hn::ShiftRight<4>(hn::Add(sumR, eight));
     const VI muG = hn::ShiftRight<4>(hn::Add(sumG, eight));
     const VI muB = hn::ShiftRight<4>(hn::Add(sumB, eight));
-    VI cov0 = hn::Zero(di), cov1 = cov0, cov2 = cov0, cov3 = cov0, cov4 = cov0, cov5 = cov0;
-    for (size_t i = 0; i < 16; ++i) {
-        const VI r = hn::Sub(hn::Load(di, planes.r + i * n), muR);
-        const VI g = hn::Sub(hn::Load(di, planes.g + i * n), muG);
-        const VI b = hn::Sub(hn::Load(di, planes.b + i * n), muB);
-        cov0 = hn::Add(cov0, hn::Mul(r, r));
-        cov1 = hn::Add(cov1, hn::Mul(r, g));
-        cov2 = hn::Add(cov2, hn::Mul(r, b));
-        cov3 = hn::Add(cov3, hn::Mul(g, g));
-        cov4 = hn::Add(cov4, hn::Mul(g, b));
-        cov5 = hn::Add(cov5, hn::Mul(b, b));
-    }
+    const VI cov0 = Covariance(srr, muR, sumR, muR, sumR);
+    const VI cov1 = Covariance(srg, muR, sumG, muG, sumR);
+    const VI cov2 = Covariance(srb, muR, sumB, muB, sumR);
+    const VI cov3 = Covariance(sgg, muG, sumG, muG, sumG);
+    const VI cov4 = Covariance(sgb, muG, sumB, muB, sumG);
+    const VI cov5 = Covariance(sbb, muB, sumB, muB, sumB);
     const VF k255 = hn::Set(df, 255.0f);
     const VF covf0 = hn::Div(hn::ConvertTo(df, cov0), k255);
     const VF covf1 = hn::Div(hn::ConvertTo(df, cov1), k255);
@@ -259,8 +337,9 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
     const VF covf4 = hn::Div(hn::ConvertTo(df, cov4), k255);
     const VF covf5 = hn::Div(hn::ConvertTo(df, cov5), k255);
 
-    VF vfr = hn::ConvertTo(df, hn::Sub(maxR, minR));
-    VF vfg = hn::ConvertTo(df, hn::Sub(maxG, minG));
+    const VI rangeRG = hn::BitCast(di, hn::Sub(maxRG, minRG)); // no half borrows: max >= min
+    VF vfr = hn::ConvertTo(df, hn::And(rangeRG, hn::Set(di, 0xFFFF)));
+    VF vfg = hn::ConvertTo(df, hn::ShiftRight<16>(rangeRG));
     VF vfb = hn::ConvertTo(df, hn::Sub(maxB, minB));
     for (int iter = 0; iter < 4; ++iter) {
         const VF r = hn::Add(hn::Add(hn::Mul(vfr, covf0), hn::Mul(vfg, covf1)), hn::Mul(vfb, covf2));
@@ -280,25 +359,23 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
     const VI axisR = hn::IfThenElse(luminance, hn::Set(di, 299), ScaleAxis(vfr, safeMagn));
     const VI axisG = hn::IfThenElse(luminance, hn::Set(di, 587), ScaleAxis(vfg, safeMagn));
     const VI axisB = hn::IfThenElse(luminance, hn::Set(di, 114), ScaleAxis(vfb, safeMagn));
+    const VI axisRG = PairOf(axisR, axisG), axisB0 = PairOf(axisB, hn::Zero(di)); // |axis| <= 587
 
     // Extreme pixels; strict comparisons keep the first pixel that reaches an extreme.
-    VI mind =
-        Dot(hn::Load(di, planes.r), hn::Load(di, planes.g), hn::Load(di, planes.b), axisR, axisG, axisB);
+    VI mind = PlaneDot(planes, 0, axisRG, axisB0);
     VI maxd = mind;
-    VI maxColor = solidColor, minColor = solidColor;
+    VU maxPixel = first, minPixel = first;
     for (size_t i = 1; i < 16; ++i) {
-        const VI r = hn::Load(di, planes.r + i * n);
-        const VI g = hn::Load(di, planes.g + i * n);
-        const VI b = hn::Load(di, planes.b + i * n);
-        const VI dot = Dot(r, g, b, axisR, axisG, axisB);
+        const VI dot = PlaneDot(planes, i * n, axisRG, axisB0);
+        const VU p = hn::Load(du, px + i * n);
         const MI below = hn::Lt(dot, mind);
         const MI above = hn::Gt(dot, maxd);
-        const VI color = PackRGB(r, g, b);
         mind = hn::IfThenElse(below, dot, mind);
-        minColor = hn::IfThenElse(below, color, minColor);
+        minPixel = hn::IfThenElse(hn::RebindMask(du, below), p, minPixel);
         maxd = hn::IfThenElse(above, dot, maxd);
-        maxColor = hn::IfThenElse(above, color, maxColor);
+        maxPixel = hn::IfThenElse(hn::RebindMask(du, above), p, maxPixel);
     }
+    const VI maxColor = PackedColor(di, maxPixel), minColor = PackedColor(di, minPixel);
 
     // First match; equal endpoints give mask 0.
     VI max = maxColor, min = minColor;
@@ -343,5 +420,5 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
 } // namespace dxt24
 HWY_AFTER_NAMESPACE();
 
-#endif // HWY_TARGET != HWY_SCALAR
+#endif // QZKT_DXT24_LANE_ENCODER
 #endif // per-target include guard

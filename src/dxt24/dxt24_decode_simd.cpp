@@ -20,9 +20,10 @@ HWY_BEFORE_NAMESPACE();
 namespace dxt24 {
 namespace HWY_NAMESPACE {
 
-#if HWY_TARGET == HWY_SCALAR
+#if HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
 
-// The one-lane fallback target has no byte shuffles: the plain decoder is its decoder.
+// The one-lane fallback target has no byte shuffles, and scalable vectors do not split into
+// halves here: the plain decoder is their decoder.
 void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAcross, long blocksDown,
                  long rowBytes) {
     DecodeDXT24Plain(payload, dst, static_cast<int>(blocksAcross * 4), static_cast<int>(blocksDown * 4),
@@ -129,7 +130,7 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
     }
 }
 
-#endif // HWY_TARGET == HWY_SCALAR
+#endif // HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
 
 } // namespace HWY_NAMESPACE
 } // namespace dxt24

@@ -20,9 +20,9 @@ HWY_BEFORE_NAMESPACE();
 namespace dxt24 {
 namespace HWY_NAMESPACE {
 
-#if HWY_TARGET == HWY_SCALAR
+#if !QZKT_DXT24_LANE_ENCODER
 
-// One lane is one block: the plain walker is this target's encoder.
+// The plain walker is this target's encoder (see dxt24_block_simd-inl.h).
 void EncodeImage(unsigned char* out, unsigned char* src, int width, int height, int rowBytes, bool alpha) {
     stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(out), src, width, height, rowBytes, alpha);
 }
@@ -123,7 +123,7 @@ void EncodeImage(unsigned char* out, unsigned char* src, int width, int height, 
     }
 }
 
-#endif // HWY_TARGET == HWY_SCALAR
+#endif // QZKT_DXT24_LANE_ENCODER
 
 } // namespace HWY_NAMESPACE
 } // namespace dxt24
