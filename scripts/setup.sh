@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake ninja-build pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
-  libstb-dev liblzf-dev
+  libstb-dev liblzf-dev libhwy-dev
   libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   tmux

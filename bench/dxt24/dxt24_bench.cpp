@@ -1,13 +1,23 @@
 // DXT24 encode (one thread, and the pool of two workers) and CPU decode of a 1920x1080
-// generated frame, each against a memcpy of the 32-bit ARGB frame in the same run.
+// generated frame, each against a memcpy of the 32-bit ARGB frame in the same run; and the
+// SIMD walker and decoder of every Highway target this CPU supports against the plain ones,
+// also measured in the same run (counter x_plain: how many times faster than plain).
 //
 //   build/bench/dxt24/dxt24_bench
+//   build/bench/dxt24/dxt24_bench --benchmark_filter='Plain|Target'   # per-target speedups
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstring>
+#include <string>
+#include <time.h>
 #include <vector>
+
+#include <hwy/highway.h>
+#include <hwy/targets.h>
 
 #include "baseline.h"
 #include "dxt24/dxt24_decode.h"
+#include "dxt24/dxt24_image.h"
 #include "dxt24/dxt24_threaded.h"
 #include "pixel/synthetic_image.h"
 
@@ -20,12 +30,72 @@ const size_t kPayloadBytes = static_cast<size_t>(kWidth / 4) * (kHeight / 4) * 1
 struct Frame {
     std::vector<unsigned char> pixels = std::vector<unsigned char>(kFrameBytes);
     std::vector<unsigned char> payload = std::vector<unsigned char>(kPayloadBytes);
-    Frame() { FillSyntheticARGB(pixels.data(), kWidth, kHeight, kRowBytes, 0); }
+    std::vector<unsigned char> decoded = std::vector<unsigned char>(kFrameBytes);
+    Frame() {
+        FillSyntheticARGB(pixels.data(), kWidth, kHeight, kRowBytes, 0);
+        stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(payload.data()), pixels.data(), kWidth,
+                                     kHeight, kRowBytes, false);
+    }
 };
 
 Frame& SharedFrame() {
     static Frame frame;
     return frame;
+}
+
+void EncodePlain() {
+    Frame& frame = SharedFrame();
+    stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(frame.payload.data()), frame.pixels.data(),
+                                 kWidth, kHeight, kRowBytes, false);
+}
+
+// Whatever target the dispatch currently picks.
+void EncodeDispatched() {
+    Frame& frame = SharedFrame();
+    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(frame.payload.data()), frame.pixels.data(),
+                            kWidth, kHeight, kRowBytes, false);
+}
+
+void DecodePlain() {
+    Frame& frame = SharedFrame();
+    DecodeDXT24Plain(frame.payload.data(), frame.decoded.data(), kWidth, kHeight, kRowBytes);
+}
+
+void DecodeDispatched() {
+    Frame& frame = SharedFrame();
+    DecodeDXT24(frame.payload.data(), frame.decoded.data(), kWidth, kHeight, kRowBytes);
+}
+
+// CPU seconds of the calling thread: the x_plain ratios compare work on one core, so
+// other processes on a shared machine do not skew them.
+double ThreadSeconds() {
+    timespec now;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// Median thread seconds of one call of work, measured once per work and cached: the plain
+// baselines of the x_plain counters.
+double MedianSeconds(void (*work)(), int runs) {
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        const double t0 = ThreadSeconds();
+        work();
+        benchmark::ClobberMemory();
+        times.push_back(ThreadSeconds() - t0);
+    }
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    return times[times.size() / 2];
+}
+
+double PlainEncodeSeconds() {
+    static const double seconds = MedianSeconds(EncodePlain, 9);
+    return seconds;
+}
+
+double PlainDecodeSeconds() {
+    static const double seconds = MedianSeconds(DecodePlain, 31);
+    return seconds;
 }
 
 void BM_MemcpyFrame(benchmark::State& state) {
@@ -51,18 +121,57 @@ void BM_DXT24Encode(benchmark::State& state) {
 }
 
 void BM_DXT24DecodeCPU(benchmark::State& state) {
-    Frame& frame = SharedFrame();
-    stbCompressARGB32_to24_threaded(1, reinterpret_cast<unsigned short*>(frame.payload.data()), frame.pixels.data(),
-                                    kWidth, kHeight, kRowBytes, false);
-    std::vector<unsigned char> decoded(kFrameBytes);
     BaselineTimer timer;
     timer.Start();
     for (auto _ : state) {
-        DecodeDXT24(frame.payload.data(), decoded.data(), kWidth, kHeight, kRowBytes);
+        DecodeDispatched();
         benchmark::ClobberMemory();
     }
     timer.Finish(state, kFrameBytes);
 }
+
+// Runs work for the benchmark with the dispatch limited to target (0: the plain path, which
+// needs no dispatch), and adds x_plain: the plain path's thread seconds over this one's.
+void RunOnTarget(benchmark::State& state, int64_t target, void (*work)(), double (*plainSeconds)()) {
+    const double plain = plainSeconds();
+    if (target != 0) hwy::SetSupportedTargetsForTest(target);
+    BaselineTimer timer;
+    timer.Start();
+    const double t0 = ThreadSeconds();
+    for (auto _ : state) {
+        work();
+        benchmark::ClobberMemory();
+    }
+    const double seconds = (ThreadSeconds() - t0) / static_cast<double>(state.iterations());
+    timer.Finish(state, kFrameBytes);
+    hwy::SetSupportedTargetsForTest(0);
+    state.counters["x_plain"] = plain / seconds;
+}
+
+// One encoder and one decoder benchmark for the plain path and for each target.
+bool RegisterPerTargetBenchmarks() {
+    benchmark::RegisterBenchmark("BM_DXT24EncodePlain", [](benchmark::State& state) {
+        RunOnTarget(state, 0, EncodePlain, PlainEncodeSeconds);
+    })->Unit(benchmark::kMillisecond);
+    for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        const std::string name = std::string("BM_DXT24EncodeTarget/") + hwy::TargetName(target);
+        benchmark::RegisterBenchmark(name.c_str(), [target](benchmark::State& state) {
+            RunOnTarget(state, target, EncodeDispatched, PlainEncodeSeconds);
+        })->Unit(benchmark::kMillisecond);
+    }
+    benchmark::RegisterBenchmark("BM_DXT24DecodePlain", [](benchmark::State& state) {
+        RunOnTarget(state, 0, DecodePlain, PlainDecodeSeconds);
+    })->Unit(benchmark::kMillisecond);
+    for (int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        const std::string name = std::string("BM_DXT24DecodeTarget/") + hwy::TargetName(target);
+        benchmark::RegisterBenchmark(name.c_str(), [target](benchmark::State& state) {
+            RunOnTarget(state, target, DecodeDispatched, PlainDecodeSeconds);
+        })->Unit(benchmark::kMillisecond);
+    }
+    return true;
+}
+
+const bool registered = RegisterPerTargetBenchmarks();
 
 } // namespace
 

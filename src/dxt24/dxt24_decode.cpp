@@ -1,11 +1,15 @@
-// DXT24 CPU decoder: a table of rounded thirds, a four-entry palette per block, and one
-// 32-bit store per pixel.
+// DXT24 CPU decoder: the entry point that hands whole payloads to the SIMD decoder, and the
+// plain decoder: a table of rounded thirds, a four-entry palette per block, and one 32-bit
+// store per pixel.
 #include "dxt24_decode.h"
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
+
+#include "dxt24_simd.h"
 
 unsigned char thirdsTable[65536];
 bool initThirds = false;
@@ -45,6 +49,21 @@ void InitThirdsTable() {
 }
 
 void DecodeDXT24(const unsigned char* src, unsigned char* dst, int width, int height, int rowBytes) {
+    InitThirdsTable();
+
+    const long w4 = (static_cast<long>(width) + 3) / 4 * 4;
+    const long h4 = (static_cast<long>(height) + 3) / 4 * 4;
+    if (h4 < 4 || w4 < 4) return;
+
+    // The SIMD decoder writes a row of several blocks at once; where destination rows
+    // overlap, only the plain decoder's order of writes gives its bytes.
+    if (std::labs(static_cast<long>(rowBytes)) < w4 * 4)
+        DecodeDXT24Plain(src, dst, width, height, rowBytes);
+    else
+        dxt24::DecodeImageSimd(src, dst, w4 / 4, h4 / 4, rowBytes);
+}
+
+void DecodeDXT24Plain(const unsigned char* src, unsigned char* dst, int width, int height, int rowBytes) {
     InitThirdsTable();
 
     const long w4 = (static_cast<long>(width) + 3) / 4 * 4;

@@ -1,4 +1,5 @@
-// DXT24 image walker: gathers each 4x4 block from the ARGB source as RGBA, encodes it with
+// DXT24 image walker: the entry point that hands the image to the SIMD walker, and the
+// plain walker that gathers each 4x4 block from the ARGB source as RGBA, encodes it with
 // two refinement passes and stores its 10 bytes.
 #include "dxt24_image.h"
 
@@ -6,6 +7,7 @@
 #include <cstring>
 
 #include "dxt24_block.h"
+#include "dxt24_simd.h"
 
 namespace {
 
@@ -43,6 +45,12 @@ void GatherEdgeBlock(unsigned char* block, const unsigned char* src, long pitch,
 
 void _stbCompressARGB32_to24(unsigned short* dst, unsigned char* src, int width, int height, int rowBytes,
                              bool alpha) {
+    if (width < 1 || height < 1) return;
+    dxt24::EncodeImageSimd(reinterpret_cast<unsigned char*>(dst), src, width, height, rowBytes, alpha);
+}
+
+void stbCompressARGB32_to24_plain(unsigned short* dst, unsigned char* src, int width, int height,
+                                  int rowBytes, bool alpha) {
     const long pitch = rowBytes != 0 ? rowBytes : static_cast<long>(width) * 4;
     if (width < 1 || height < 1) return;
     const int blocksAcross = (width + 3) / 4;

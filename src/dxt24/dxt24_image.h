@@ -1,5 +1,8 @@
 // DXT24 image walker: encodes a whole 32-bit ARGB image into a DXT24 payload on the
-// calling thread, one 4x4 block at a time, repeating the last row and column at the edges.
+// calling thread, repeating the last row and column at the edges. The walker takes the
+// SIMD block encoder of the best Highway target the CPU supports, several blocks at once;
+// the plain walker, one block at a time through stb_compress_dxt_block_24, is the
+// reference that it matches byte for byte.
 #pragma once
 
 // Encodes width x height ARGB pixels (bytes A, R, G, B in memory) from src, whose rows are
@@ -12,3 +15,7 @@
 // height is below 1. Reentrant: several walkers may encode slices of one image at once.
 void _stbCompressARGB32_to24(unsigned short* dst, unsigned char* src, int width, int height, int rowBytes,
                              bool alpha);
+
+// The plain reference walker: same arguments, same bytes as above.
+void stbCompressARGB32_to24_plain(unsigned short* dst, unsigned char* src, int width, int height,
+                                  int rowBytes, bool alpha);
