@@ -55,7 +55,8 @@
    that asks for more than one thread, and stopped when the process exits) whose named POSIX
    semaphores are opened when the library is loaded; the library removes their names
    ("/dev/shm/sem.kelstart_<pid>_<n>") right away, so a program that links it leaves none
-   behind, however it ends.
+   behind, however it ends. When /dev/shm cannot hold them (full, or read-only), the process
+   ends while the library loads.
 
    SETTINGS FILE. The machine-wide settings (what an encoder created with settings NULL
    uses) live in the 16-byte file "KELPreferences.dat": four little-endian unsigned 32-bit
