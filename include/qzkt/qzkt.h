@@ -1,0 +1,310 @@
+/* qzkt.h - the QZKT video codec as a C library (libqzkt)
+
+   QZKT is an intra-frame codec for real-time playback: every frame is a self-contained key
+   frame, a 28-byte header and a payload of 4x4 colour blocks, packed with LZF unless that
+   does not make it smaller. Three block kinds:
+
+     DXT1   8 bytes a block, opaque, 5:6:5 endpoints         decoded on the GPU (OpenGL)
+     DXT5   16 bytes a block, with the alpha channel         decoded on the GPU (OpenGL)
+     DXT24  10 bytes a block, opaque, exact 8:8:8 endpoints  decoded on the CPU; the encoder
+                                                             can spread a frame over threads
+
+   docs/format.md describes the bytes for people who write their own decoder.
+
+   HOW TO USE IT
+
+     qzkt_settings s;
+     qzkt_default_settings(&s);                        // DXT24 + LZF, one thread
+     qzkt_encoder* enc;
+     if (qzkt_encoder_create(1920, 1080, &s, &enc) != QZKT_OK) ...
+     size_t capacity = qzkt_max_frame_size(1920, 1080, &s);
+     uint8_t* frame = malloc(capacity);
+     size_t used;
+     qzkt_result r = qzkt_encode(enc, argb, 0, frame, capacity, &used);
+
+     qzkt_decoder* dec;
+     qzkt_decoder_create(1920, 1080, QZKT_RENDERER_AUTO, &dec);
+     r = qzkt_decode(dec, frame, used, argb_out, 0);
+     if (r != QZKT_OK) fprintf(stderr, "%s: %s\n", qzkt_result_text(r), qzkt_decoder_problem(dec));
+     qzkt_decoder_destroy(dec);
+     qzkt_encoder_destroy(enc);
+
+   Build with `pkg-config --cflags --libs qzkt` (add --static for libqzkt.a).
+
+   PIXELS. Pictures are 32-bit ARGB: four bytes a pixel in memory order alpha, red, green,
+   blue; the top row first; rows row_bytes apart (row_bytes 0 means width * 4, tightly
+   packed). Sizes are 1..32767 pixels a side. Frames carry no size of their own: the decoder
+   must be told the width and height the encoder was given (a movie file keeps them in its
+   sample description).
+
+   BUFFERS. Every buffer is the caller's. The library reads pixels and frames, and writes
+   frames and pixels, only during the call that is given them, and keeps no pointer to them.
+
+   RESULTS. Every call that can fail returns a qzkt_result; QZKT_BAD_ARGUMENTS is always a
+   mistake of the calling program (checked before any work is done), QZKT_DAMAGED_FRAME
+   always a problem of the data. Nothing is printed.
+
+   THREADS. An encoder or a decoder is used by one thread at a time. Different encoders and
+   decoders may be used on different threads at the same time, with any settings, and every
+   frame is byte-identical to the one a single-threaded program would get. The functions that
+   take no encoder or decoder may be called from any thread at any time; qzkt_settings_dialog
+   runs one dialog at a time (a second caller waits).
+
+   THE PROCESS. The library registers its compressor and decompressor once, on first use.
+   The DXT24 encoder keeps a process-wide pool of worker threads (started by the first frame
+   that asks for more than one thread, and stopped when the process exits) whose named POSIX
+   semaphores are opened when the library is loaded; the library removes their names
+   ("/dev/shm/sem.kelstart_<pid>_<n>") right away, so a program that links it leaves none
+   behind, however it ends. When /dev/shm cannot hold them (full, or read-only), the process
+   ends while the library loads.
+
+   SETTINGS FILE. The machine-wide settings (what an encoder created with settings NULL
+   uses) live in the 16-byte file "KELPreferences.dat": four little-endian unsigned 32-bit
+   numbers, alpha, dxt24, no_lzf and thread_setting. Its folder is
+   "/Library/Preferences/Quenholt/" when that folder exists, otherwise
+   "$XDG_CONFIG_HOME/qzkt/" ("~/.config/qzkt/" when XDG_CONFIG_HOME is unset or not an
+   absolute path), or the folder a program set with qzkt_set_settings_folder. The folder is
+   created on the first save.
+
+   ABI. libqzkt.so.1 exports only the qzkt_* functions below. Structures keep their size and
+   layout within major version 1; sizes are given for 64-bit Linux.
+*/
+#ifndef QZKT_QZKT_H
+#define QZKT_QZKT_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(QZKT_BUILDING_LIBRARY) && defined(__GNUC__)
+#define QZKT_API __attribute__((visibility("default")))
+#else
+#define QZKT_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The library's version, "MAJOR.MINOR.PATCH" (such as "1.2.0"); a static string. MAJOR is
+   the 1 of libqzkt.so.1: it changes only when programs built against an older header could
+   break. */
+QZKT_API const char* qzkt_version(void);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Results */
+
+typedef enum qzkt_result {
+    QZKT_OK = 0,
+    QZKT_BAD_ARGUMENTS,    /* caller mistake: null pointer, size out of range, short stride */
+    QZKT_BUFFER_TOO_SMALL, /* encode: capacity below the frame's size */
+    QZKT_DAMAGED_FRAME,    /* decode: the frame's bytes are inconsistent; destination untouched */
+    QZKT_NO_RENDERER,      /* decode: a DXT1/DXT5 frame and no usable OpenGL renderer */
+    QZKT_OUT_OF_MEMORY,
+    QZKT_CODEC_ERROR,       /* a component returned another status */
+    QZKT_SETTINGS_NOT_SAVED /* settings: the settings file or its folder could not be written
+                               (errno tells why) */
+} qzkt_result;
+
+/* A short English description of result ("bad arguments", ...); a static string, also for
+   values this version does not know. */
+QZKT_API const char* qzkt_result_text(qzkt_result result);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Settings (16 bytes) */
+
+typedef struct qzkt_settings {
+    int alpha;          /* 1: DXT5 blocks that keep the alpha channel */
+    int dxt24;          /* 1: DXT24 blocks when alpha is 0; 0: DXT1 */
+    int no_lzf;         /* 1: store the blocks without LZF */
+    int thread_setting; /* 1..9 as the settings dialog offers them */
+} qzkt_settings;
+/* alpha, dxt24 and no_lzf are 0 or 1. Alpha wins: alpha 1 gives DXT5 whatever dxt24 says.
+   Thread settings (DXT24 only; DXT1 and DXT5 frames are always encoded on the calling
+   thread): 1 one worker per physical core, 2 one thread (the calling one), 3..9 2, 4, 6, 8,
+   12, 16 and 24 workers. The bytes of a frame never depend on the thread setting. */
+
+/* The settings a machine without a settings file has: alpha 0, dxt24 1, no_lzf 0,
+   thread_setting 2 (DXT24 + LZF on the calling thread). NULL is ignored. */
+QZKT_API void qzkt_default_settings(qzkt_settings* settings);
+
+/* The machine-wide settings, as an encoder created with settings NULL gets them: the
+   settings file, or the defaults when there is none (an unreadable file counts as none).
+   The compressor reads the file and normalises it (values other than 1 read as 0, a
+   thread setting outside 1..9 as 2). QZKT_BAD_ARGUMENTS for NULL. */
+QZKT_API qzkt_result qzkt_read_settings(qzkt_settings* settings);
+
+/* Writes settings to the settings file, creating its folder and the folder's missing
+   parents (except the system's own folder, which is never created). The file is replaced
+   in one step: a reader sees the old or the new settings, never a mix. QZKT_BAD_ARGUMENTS
+   for NULL or a value out of range; QZKT_SETTINGS_NOT_SAVED when the folder or the file
+   cannot be written (errno tells why; the old file, if any, is unchanged). */
+QZKT_API qzkt_result qzkt_save_settings(const qzkt_settings* settings);
+
+/* Runs the compressor's own settings dialog on the terminal (/dev/tty, so it works with
+   redirected standard streams and over SSH): three popups (alpha channel, compression,
+   DXT24 threads), Up/Down to move, Left/Right or 1-9 to choose, Enter to save, Esc to
+   cancel. On Enter the compressor saves the settings file and *saved is 1; then settings
+   holds the new settings, otherwise the unchanged machine-wide ones. Without a terminal the
+   dialog is cancelled at once (QZKT_OK, *saved 0). QZKT_SETTINGS_NOT_SAVED when the person
+   confirmed but the file could not be written (*saved is then 0). Takes the terminal for
+   as long as the person needs; one dialog runs at a time. */
+QZKT_API qzkt_result qzkt_settings_dialog(qzkt_settings* settings, int* saved);
+
+/* Makes folder (copied) the settings folder for the rest of the process: every later read,
+   save, dialog and encoder created with settings NULL uses it. A relative path is taken
+   relative to the working directory at each use. NULL or "" returns to the default choice
+   described at the top. Other threads see the change from their next call. Always
+   QZKT_OK (the folder need not exist yet). */
+QZKT_API qzkt_result qzkt_set_settings_folder(const char* folder);
+
+/* The settings folder a call would use now, ending in '/'. The string stays valid until the
+   process ends. */
+QZKT_API const char* qzkt_settings_folder(void);
+
+/* How many DXT24 worker threads thread_setting gives on this machine (1 for setting 2,
+   the number of physical cores for setting 1, the table above for 3..9); 0 for a thread
+   setting outside 1..9. */
+QZKT_API int qzkt_thread_count(int thread_setting);
+
+/* The largest frame an encoder of width x height pixels with these settings can write
+   (NULL: the machine-wide settings); 0 for a size out of range or invalid settings. A
+   capacity of this size never gives QZKT_BUFFER_TOO_SMALL. */
+QZKT_API size_t qzkt_max_frame_size(int width, int height, const qzkt_settings* settings);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Encoding */
+
+typedef struct qzkt_encoder qzkt_encoder;
+
+/* Opens an encoder for width x height frames (1..32767 each side). settings NULL: the
+   machine-wide settings, as any host of the compressor gets them (read once, now); else
+   these (copied). On QZKT_OK *encoder is a new encoder that qzkt_encoder_destroy frees;
+   otherwise *encoder is NULL. QZKT_BAD_ARGUMENTS for NULL encoder, a size out of range or a
+   setting out of range. */
+QZKT_API qzkt_result qzkt_encoder_create(int width, int height, const qzkt_settings* settings,
+                                         qzkt_encoder** encoder);
+
+/* The settings encoder uses. QZKT_BAD_ARGUMENTS for NULL pointers. */
+QZKT_API qzkt_result qzkt_encoder_settings(const qzkt_encoder* encoder, qzkt_settings* settings);
+
+/* argb: width x height pixels, bytes A,R,G,B, rows row_bytes apart (0 = width*4) */
+/* Encodes one picture into frame, which has room for capacity bytes, and stores the frame's
+   size in *frame_size. The picture is only read. QZKT_BUFFER_TOO_SMALL when the frame is
+   larger than capacity: frame is then untouched and *frame_size holds the size it needs
+   (qzkt_max_frame_size is always enough). QZKT_BAD_ARGUMENTS for NULL pointers or a
+   row_bytes below width * 4 or above 2^31 - 1 (*frame_size is then 0 when it is not NULL). */
+QZKT_API qzkt_result qzkt_encode(qzkt_encoder* encoder, const uint8_t* argb, size_t row_bytes, uint8_t* frame,
+                                 size_t capacity, size_t* frame_size);
+
+/* Closes encoder; NULL is ignored. */
+QZKT_API void qzkt_encoder_destroy(qzkt_encoder* encoder);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Decoding */
+
+/* Which OpenGL renderers a decoder may use for DXT1/DXT5 frames (DXT24 frames need none):
+   AUTO      a hardware renderer when there is one, otherwise Mesa's software renderer
+             (llvmpipe), which is correct but slower;
+   HARDWARE  a hardware renderer, or QZKT_NO_RENDERER;
+   SOFTWARE  a software renderer is accepted too (for tests and machines without a GPU). */
+typedef enum qzkt_renderer {
+    QZKT_RENDERER_AUTO,
+    QZKT_RENDERER_HARDWARE,
+    QZKT_RENDERER_SOFTWARE
+} qzkt_renderer;
+
+/* Whether this machine has an OpenGL renderer that renderer accepts: 1 or 0 (0 also for an
+   unknown value). Opens and closes a context: takes a few milliseconds. */
+QZKT_API int qzkt_renderer_available(qzkt_renderer renderer);
+
+typedef struct qzkt_decoder qzkt_decoder;
+
+/* Opens a decoder for width x height frames (1..32767 each side). Its OpenGL context is
+   made on its first DXT1/DXT5 frame and kept until qzkt_decoder_destroy; it is current only
+   during a qzkt_decode call. On QZKT_OK *decoder is a new decoder that
+   qzkt_decoder_destroy frees; otherwise *decoder is NULL. QZKT_BAD_ARGUMENTS for NULL
+   decoder, a size out of range or an unknown renderer. */
+QZKT_API qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer renderer,
+                                         qzkt_decoder** decoder);
+
+/* writes exactly width x height pixels (A,R,G,B) into argb, rows row_bytes apart (0 = width*4) */
+/* Decodes the frame_size bytes at frame (bytes after the frame's last part are ignored).
+   Bytes between width * 4 and row_bytes are left alone. QZKT_DAMAGED_FRAME when the frame's
+   bytes are inconsistent (shorter than a header, parts reaching past frame_size, ...):
+   argb is untouched. QZKT_NO_RENDERER for a DXT1/DXT5 frame when the decoder's renderer
+   choice finds no OpenGL renderer (or the frame exceeds the renderer's texture limits):
+   argb is untouched. QZKT_BAD_ARGUMENTS for NULL pointers, a row_bytes below width * 4 or
+   above 2^31 - 1, or a frame_size above 2^31 - 1. qzkt_decoder_problem says more after
+   any result but QZKT_OK. */
+QZKT_API qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t frame_size,
+                                 uint8_t* argb, size_t row_bytes);
+
+/* One line saying why the last qzkt_decode did not return QZKT_OK, such as "payload reaches
+   past the frame's end"; "" after QZKT_OK. Valid until the next qzkt_decode or
+   qzkt_decoder_destroy of this decoder. "" for NULL. */
+QZKT_API const char* qzkt_decoder_problem(const qzkt_decoder* decoder);
+
+/* The name of the OpenGL renderer this decoder uses (such as "llvmpipe (LLVM 15.0.6, 256
+   bits)"); "" until a DXT1/DXT5 frame made its context. Valid until qzkt_decoder_destroy.
+   "" for NULL. */
+QZKT_API const char* qzkt_decoder_renderer_name(const qzkt_decoder* decoder);
+
+/* Closes decoder, releasing its OpenGL context; NULL is ignored. */
+QZKT_API void qzkt_decoder_destroy(qzkt_decoder* decoder);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Inspecting frames */
+
+/* What the payload's blocks are, as the decoder reads the header. */
+typedef enum qzkt_block_kind {
+    QZKT_BLOCKS_DXT1 = 0,            /* block kind byte not 1, alpha flag 0: 8-byte blocks */
+    QZKT_BLOCKS_DXT5 = 1,            /* block kind byte not 1, alpha flag set: 16-byte blocks */
+    QZKT_BLOCKS_DXT24 = 2,           /* block kind byte 1, alpha flag 0: 10-byte blocks */
+    QZKT_BLOCKS_DXT24_ALPHA_FLAG = 3 /* block kind byte 1 with the alpha flag: never written
+                                        by this encoder; 18 bytes a block are reserved, the
+                                        decoder reads the first 10 of every 10 as DXT24 */
+} qzkt_block_kind;
+
+/* A frame's header and checks (88 bytes). Filled by qzkt_inspect_frame. */
+typedef struct qzkt_frame_info {
+    int has_header;      /* 1 when the frame holds a whole header and the header
+                            fields below were read; 0 leaves them 0 */
+    int intact;          /* 1 when every stored part lies inside the frame */
+    const char* problem; /* "intact", or why not, such as "payload reaches past the
+                            frame's end"; a static string */
+    /* The header, byte offsets in brackets (little-endian) */
+    uint32_t header_size;       /* [0]  the payload starts this far into the frame (28) */
+    uint32_t plane_width;       /* [8]  second plane, never written by this encoder: 0 */
+    uint32_t plane_height;      /* [12] 0 */
+    uint32_t stored_size;       /* [16] payload bytes as stored (after LZF) */
+    uint32_t plane_stored_size; /* [20] 0 */
+    uint8_t version;            /* [4]  1 */
+    uint8_t alpha;              /* [5]  alpha flag */
+    uint8_t packing;            /* [6]  1: the payload is LZF-packed; other values: raw */
+    uint8_t plane_packing;      /* [7]  0 */
+    uint8_t plane_pixel_size;   /* [24] 0 */
+    uint8_t block_colour_plane; /* [25] 1 when the encoder's dxt24 setting was 0, else 0 */
+    uint8_t block_kind_byte;    /* [26] 1: DXT24 blocks; 0: DXT1/DXT5 blocks */
+    uint8_t reserved_byte;      /* [27] 0 */
+    qzkt_block_kind kind;       /* from bytes 26 and 5 */
+    uint32_t reserved_for_future;
+    size_t payload_size;  /* the payload's size before packing for width x height:
+                             ceil(width/4) * ceil(height/4) * bytes per block */
+    uint32_t reserved[6]; /* 0 */
+} qzkt_frame_info;
+
+/* Reads the header of the frame_size bytes at frame, as a frame of width x height pixels,
+   and checks that its stored parts lie inside frame_size bytes. QZKT_OK for an intact
+   frame, QZKT_DAMAGED_FRAME for a damaged one (info says why and holds the header when
+   there is one), QZKT_BAD_ARGUMENTS for a NULL info, a NULL frame with a non-zero size or
+   a size out of range (info is then zeroed but for problem, "bad arguments", when it is not
+   NULL). Decodes nothing: an intact frame can still hold an LZF stream that does not
+   unpack. */
+QZKT_API qzkt_result qzkt_inspect_frame(const uint8_t* frame, size_t frame_size, int width, int height,
+                                        qzkt_frame_info* info);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QZKT_QZKT_H */

@@ -1,0 +1,25 @@
+// What every part of the library shares: the components' registration, the translation of
+// component statuses into results, and the argument rules.
+#pragma once
+
+#include "platform/mac_types.h"
+#include "qzkt/qzkt.h"
+#include "stream/kel_settings.h"
+
+// Registers the compressor and the decompressor with the Component Manager, once per
+// process, whichever thread comes first. Every entry that opens a component calls it.
+void RegisterCodecComponents();
+
+// The result for a component status: noErr QZKT_OK, codecBadDataErr QZKT_DAMAGED_FRAME,
+// codecNoRendererErr QZKT_NO_RENDERER, memFullErr QZKT_OUT_OF_MEMORY, paramErr
+// QZKT_BAD_ARGUMENTS, anything else QZKT_CODEC_ERROR.
+qzkt_result ResultOfStatus(OSStatus status);
+
+// 1..32767, the sizes an image description can hold.
+bool IsFrameSide(int side);
+
+// alpha, dxt24 and no_lzf 0 or 1, thread_setting 1..9.
+bool AreValidSettings(const qzkt_settings& settings);
+
+KELSettingsValues ToCodecSettings(const qzkt_settings& settings);
+qzkt_settings FromCodecSettings(const KELSettingsValues& values);

@@ -1,0 +1,102 @@
+// Decoders: a decompression of the decompressor component with this decoder's renderer
+// choice, and the line that says why the last frame was not decoded.
+#include <cstdint>
+#include <new>
+#include <string>
+
+#include "codec_host.h"
+#include "platform/host_decompression.h"
+
+struct qzkt_decoder {
+    HostDecompression* decompression = nullptr;
+    int width = 0;
+    std::string problem;
+};
+
+namespace {
+
+bool RendererChoiceFor(qzkt_renderer renderer, HostRendererChoice* choice) {
+    switch (renderer) {
+    case QZKT_RENDERER_AUTO:
+        *choice = kHostRendererAuto;
+        return true;
+    case QZKT_RENDERER_HARDWARE:
+        *choice = kHostRendererHardware;
+        return true;
+    case QZKT_RENDERER_SOFTWARE:
+        *choice = kHostRendererSoftware;
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+int qzkt_renderer_available(qzkt_renderer renderer) {
+    HostRendererChoice choice;
+    if (!RendererChoiceFor(renderer, &choice)) return 0;
+    return HostDecompressionRendererAvailable(choice != kHostRendererHardware) ? 1 : 0;
+}
+
+qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer renderer, qzkt_decoder** decoder) {
+    if (decoder == nullptr) return QZKT_BAD_ARGUMENTS;
+    *decoder = nullptr;
+    HostRendererChoice choice;
+    if (!IsFrameSide(width) || !IsFrameSide(height) || !RendererChoiceFor(renderer, &choice))
+        return QZKT_BAD_ARGUMENTS;
+
+    auto* created = new (std::nothrow) qzkt_decoder();
+    if (created == nullptr) return QZKT_OUT_OF_MEMORY;
+    created->width = width;
+    RegisterCodecComponents();
+    const qzkt_result result =
+        ResultOfStatus(HostDecompressionCreate(width, height, &created->decompression));
+    if (result != QZKT_OK) {
+        qzkt_decoder_destroy(created);
+        return result;
+    }
+    HostDecompressionSetRenderer(created->decompression, choice);
+    *decoder = created;
+    return QZKT_OK;
+}
+
+qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t frame_size, uint8_t* argb,
+                        size_t row_bytes) {
+    if (decoder == nullptr) return QZKT_BAD_ARGUMENTS;
+    decoder->problem.clear();
+    const size_t tightRowBytes = static_cast<size_t>(decoder->width) * 4;
+    if (row_bytes == 0) row_bytes = tightRowBytes;
+    const char* mistake = nullptr;
+    if (frame == nullptr || argb == nullptr)
+        mistake = "a null frame or destination";
+    else if (row_bytes < tightRowBytes)
+        mistake = "row_bytes below width * 4";
+    else if (row_bytes > INT32_MAX || frame_size > INT32_MAX)
+        mistake = "row_bytes or frame_size above 2^31 - 1";
+    if (mistake != nullptr) {
+        decoder->problem = mistake;
+        return QZKT_BAD_ARGUMENTS;
+    }
+
+    const qzkt_result result = ResultOfStatus(
+        HostDecompressionDecodeFrame(decoder->decompression, frame, frame_size, argb, row_bytes));
+    if (result != QZKT_OK) {
+        decoder->problem = HostDecompressionProblem(decoder->decompression);
+        if (decoder->problem.empty()) decoder->problem = qzkt_result_text(result);
+    }
+    return result;
+}
+
+const char* qzkt_decoder_problem(const qzkt_decoder* decoder) {
+    return decoder != nullptr ? decoder->problem.c_str() : "";
+}
+
+const char* qzkt_decoder_renderer_name(const qzkt_decoder* decoder) {
+    return decoder != nullptr ? HostDecompressionRendererName(decoder->decompression) : "";
+}
+
+void qzkt_decoder_destroy(qzkt_decoder* decoder) {
+    if (decoder == nullptr) return;
+    HostDecompressionClose(decoder->decompression);
+    delete decoder;
+}

@@ -1,0 +1,109 @@
+// The machine-wide settings: defaults, reading through the compressor, saving, the
+// compressor's own dialog, the settings folder, and what the settings mean on this machine.
+#include <cerrno>
+#include <mutex>
+#include <string>
+#include <unistd.h>
+
+#include "codec_host.h"
+#include "dxt24/dxt24_threaded.h"
+#include "platform/host_compression.h"
+#include "platform/system_info.h"
+#include "settings_file.h"
+#include "settings_folder.h"
+#include "stream/kel_header.h"
+
+namespace {
+
+bool Same(const KELSettingsValues& a, const KELSettingsValues& b) {
+    return a.alpha == b.alpha && a.dxt24 == b.dxt24 && a.noLZF == b.noLZF &&
+           a.threadSetting == b.threadSetting;
+}
+
+bool SettingsFileExists(const SettingsFolder& folder) {
+    return access((std::string(folder.path) + kSettingsFileName).c_str(), F_OK) == 0;
+}
+
+int PhysicalCores() {
+    // The count the compressor asks for when it sizes its DXT24 pool.
+    int cores = 0;
+    size_t size = sizeof cores;
+    if (sysctlbyname("hw.physicalcpu", &cores, &size, nullptr, 0) != 0 || cores < 1) cores = 1;
+    return cores;
+}
+
+} // namespace
+
+void qzkt_default_settings(qzkt_settings* settings) {
+    if (settings != nullptr) *settings = {0, 1, 0, 2};
+}
+
+qzkt_result qzkt_read_settings(qzkt_settings* settings) {
+    if (settings == nullptr) return QZKT_BAD_ARGUMENTS;
+    RegisterCodecComponents();
+    UseSettingsFolder();
+    KELSettingsValues values{};
+    const qzkt_result result = ResultOfStatus(HostReadCompressorSettings(&values));
+    if (result == QZKT_OK) *settings = FromCodecSettings(values);
+    return result;
+}
+
+qzkt_result qzkt_save_settings(const qzkt_settings* settings) {
+    if (settings == nullptr || !AreValidSettings(*settings)) return QZKT_BAD_ARGUMENTS;
+    return WriteSettingsFile(UseSettingsFolder(), *settings) ? QZKT_OK : QZKT_SETTINGS_NOT_SAVED;
+}
+
+qzkt_result qzkt_settings_dialog(qzkt_settings* settings, int* saved) {
+    if (settings == nullptr || saved == nullptr) return QZKT_BAD_ARGUMENTS;
+    *saved = 0;
+    // The dialog manager and the resource chain serve one dialog at a time, and so does the
+    // terminal.
+    static std::mutex dialogMutex;
+    std::lock_guard<std::mutex> lock(dialogMutex);
+    RegisterCodecComponents();
+    const SettingsFolder folder = UseSettingsFolder();
+
+    KELSettingsValues chosen{};
+    bool confirmed = false;
+    const qzkt_result result = ResultOfStatus(HostRequestCompressorSettings(&chosen, &confirmed));
+    if (result != QZKT_OK) return result;
+    *settings = FromCodecSettings(chosen);
+    if (!confirmed) return QZKT_OK;
+
+    // The compressor saves without telling whether it could: look at what the file holds,
+    // and where it does not hold the choice, write it here, which also tells why it fails.
+    KELSettingsValues stored{};
+    const bool landed =
+        SettingsFileExists(folder) && HostReadCompressorSettings(&stored) == noErr && Same(stored, chosen);
+    if (!landed && !WriteSettingsFile(folder, *settings)) return QZKT_SETTINGS_NOT_SAVED;
+    *saved = 1;
+    return QZKT_OK;
+}
+
+qzkt_result qzkt_set_settings_folder(const char* folder) {
+    ChooseSettingsFolder(folder);
+    return QZKT_OK;
+}
+
+const char* qzkt_settings_folder(void) {
+    return UseSettingsFolder().path;
+}
+
+int qzkt_thread_count(int thread_setting) {
+    if (thread_setting < 1 || thread_setting > 9) return 0;
+    const int workers = KELThreadCountForSetting(thread_setting, PhysicalCores());
+    return workers < kMaxDXT24Threads ? workers : kMaxDXT24Threads;
+}
+
+size_t qzkt_max_frame_size(int width, int height, const qzkt_settings* settings) {
+    if (!IsFrameSide(width) || !IsFrameSide(height)) return 0;
+    qzkt_settings chosen;
+    if (settings != nullptr) {
+        chosen = *settings;
+    } else if (qzkt_read_settings(&chosen) != QZKT_OK) {
+        return 0;
+    }
+    if (!AreValidSettings(chosen)) return 0;
+    // The bound the compressor sizes its own frame buffer with.
+    return CalculateMaxKELDataSize(width, height, chosen.alpha != 0, chosen.dxt24 != 0);
+}
