@@ -34,13 +34,28 @@ InfoFields ReadInfo(const unsigned char* info) {
                       ReadLE32(info + 32)};
 }
 
+// Larger than any image these files hold (4 GB, the most a 32-bit size field can say).
+const long long kMaxImageSize = 0xFFFFFFFFLL;
+
 // The stored image size, or |height| rows of (width * bits + 7) / 8 bytes; -1 when the
-// fields describe no valid size.
+// fields describe no valid size, or one larger than kMaxImageSize (the product of the
+// 32-bit sides and the bit count could otherwise overflow).
 long long ImageSize(const InfoFields& f) {
     if (f.imageSize != 0) return f.imageSize;
     const long long rowBytes = (static_cast<long long>(f.width) * f.bitCount + 7) / 8;
     const long long rows = f.height < 0 ? -static_cast<long long>(f.height) : f.height;
-    return rowBytes < 0 ? -1 : rowBytes * rows;
+    if (rowBytes < 0) return -1;
+    if (rows != 0 && rowBytes > kMaxImageSize / rows) return -1;
+    return rowBytes * rows;
+}
+
+// Bytes from the current position to the end of file, or -1 when it cannot be told.
+long long BytesLeft(FILE* file) {
+    const long here = std::ftell(file);
+    if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return -1;
+    const long end = std::ftell(file);
+    if (end < 0 || std::fseek(file, here, SEEK_SET) != 0) return -1;
+    return end - here;
 }
 
 // 40 bytes, plus three colour masks for bit fields, plus a palette where one is called for;
@@ -77,7 +92,10 @@ void* LoadDIBitmap(const char* path, void** info) {
 
     const long long infoSize = static_cast<long long>(ReadLE32(header + 12)) - kFileHeaderSize;
     *info = nullptr;
-    if (infoSize < kInfoHeaderSize) { // no room for the fields read below
+    // Sizes are checked against what the file holds before anything is allocated, so that a
+    // header claiming gigabytes costs nothing; such a file would end short of them anyway.
+    const long long bytesLeft = BytesLeft(file);
+    if (infoSize < kInfoHeaderSize || infoSize > bytesLeft) { // no room for the fields read below
         std::fclose(file);
         return nullptr;
     }
@@ -94,7 +112,8 @@ void* LoadDIBitmap(const char* path, void** info) {
     }
 
     const long long imageSize = ImageSize(ReadInfo(infoBlock));
-    void* bits = imageSize < 0 ? nullptr : std::malloc(static_cast<size_t>(imageSize));
+    const bool fits = imageSize >= 0 && imageSize <= bytesLeft - infoSize;
+    void* bits = fits ? std::malloc(static_cast<size_t>(imageSize)) : nullptr;
     if (bits == nullptr) {
         std::free(infoBlock);
         std::fclose(file);

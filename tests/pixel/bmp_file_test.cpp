@@ -146,6 +146,26 @@ TEST_F(BMPFile, BadFilesGiveNull) {
     WriteFile(Path("tiny.bmp"), tinyInfo);
     EXPECT_EQ(LoadDIBitmap(Path("tiny.bmp").c_str(), &info), nullptr);
 
+    // Headers claiming sizes no file of this length holds: a bits offset of 4 GB, a stored
+    // image size of 4 GB, and sides whose computed image size overflows 64 bits. Each gives
+    // null, and no size is computed or allocated past what the file holds.
+    std::vector<unsigned char> hugeOffset = good;
+    for (int i = 12; i < 16; ++i)
+        hugeOffset[i] = 0xFF;
+    std::vector<unsigned char> hugeImage = good;
+    for (int i = 16 + 20; i < 16 + 24; ++i)
+        hugeImage[i] = 0xFF;
+    std::vector<unsigned char> overflow = good;
+    for (int i = 16 + 4; i < 16 + 12; ++i)
+        overflow[i] = 0xFF;                       // width, height -1
+    overflow[16 + 7] = 0x7F;                      // width 2^31-1
+    overflow[16 + 11] = 0x80;                     // height -0x7F000001
+    overflow[16 + 14] = overflow[16 + 15] = 0xFF; // 65535 bits per pixel
+    for (const auto& claim : {hugeOffset, hugeImage, overflow}) {
+        WriteFile(Path("claims.bmp"), claim);
+        EXPECT_EQ(LoadDIBitmap(Path("claims.bmp").c_str(), &info), nullptr);
+    }
+
     // Saving into a folder that does not exist fails.
     EXPECT_EQ(-1, SaveDIBitmap(Path("no/such/dir.bmp").c_str(), header.data(), bits.data()));
 }
