@@ -34,6 +34,10 @@ const char* kUsage =
     "\n"
     "Every command takes --help and --prefs-dir DIR (where the settings file lives).\n";
 
+const char* kVersionUsage = "usage: qzkt version (or qzkt --version)\n"
+                            "\n"
+                            "Prints the version of the codec library the tool runs with.\n";
+
 struct Command {
     const char* name;
     int (*run)(const Args&);
@@ -69,6 +73,10 @@ int main(int argc, char** argv) {
         return FinishStandardOutput("qzkt", kExitOK);
     }
     if (!args.empty() && (args[0] == "--version" || args[0] == "version")) {
+        if (args.size() == 2 && (args[1] == "--help" || args[1] == "-h")) {
+            std::fputs(kVersionUsage, stdout);
+            return FinishStandardOutput("qzkt", kExitOK);
+        }
         if (args.size() > 1) {
             std::fprintf(stderr, "qzkt %s: takes no arguments (see qzkt --help)\n", args[0].c_str());
             return kExitUsage;
