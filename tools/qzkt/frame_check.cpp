@@ -6,11 +6,12 @@
 FrameLayout CheckFrame(const uint8_t* data, size_t size, int width, int height) {
     FrameLayout layout;
     qzkt_frame_info info{};
-    qzkt_inspect_frame(data, size, width, height, &info);
-    layout.intact = info.intact != 0;
+    const qzkt_result checked = qzkt_inspect_frame(data, size, width, height, &info);
+    layout.intact = checked == QZKT_OK;
     layout.problem = info.problem != nullptr ? info.problem : "";
     if (!info.has_header) {
-        if (layout.problem != "bad arguments")
+        // Shorter than a header: say how short.
+        if (checked == QZKT_DAMAGED_FRAME)
             layout.problem = std::to_string(size) + " bytes, " + layout.problem;
         return layout;
     }
