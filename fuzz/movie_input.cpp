@@ -9,7 +9,6 @@
 #include "frame_check.h"
 #include "fuzz_common.h"
 #include "input_file.h"
-#include "platform/host_decompression.h"
 #include "qzkt_movie.h"
 #include "tool_error.h"
 
@@ -32,7 +31,7 @@ bool DecodeSample(FrameDecoder& decoder, const QZKTSample& sample, std::vector<u
 void PrepareMovieInputs() {
     QuietFFmpegLogging();
     RegisterCodecComponents();
-    HostDecompressionAllowSoftwareRenderer(true);
+    UseRenderer(RendererChoice::kSoftware);
 }
 
 MovieRun RunMovieInput(const uint8_t* data, size_t size) {

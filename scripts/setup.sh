@@ -10,6 +10,8 @@ packages=(
   libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   tmux
+  # tests/api/install_tree_test.sh renders the man page
+  man-db groff-base
   # scripts/fuzz.sh: clang with libFuzzer and the sanitizer runtimes (libclang-rt-14-dev is only
   # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
   # runtime (libtsan2) comes with g++.

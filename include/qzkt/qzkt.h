@@ -33,7 +33,7 @@
 
    PIXELS. Pictures are 32-bit ARGB: four bytes a pixel in memory order alpha, red, green,
    blue; the top row first; rows row_bytes apart (row_bytes 0 means width * 4, tightly
-   packed). Sizes are 1..32767 pixels a side. Frames carry no size of their own: the decoder
+   packed). Sizes are 1..QZKT_MAX_SIDE (32767) pixels a side. Frames carry no size of their own: the decoder
    must be told the width and height the encoder was given (a movie file keeps them in its
    sample description).
 
@@ -89,6 +89,9 @@ extern "C" {
    the 1 of libqzkt.so.1: it changes only when programs built against an older header could
    break. */
 QZKT_API const char* qzkt_version(void);
+
+/* The largest width and height of a frame, in pixels (the smallest is 1). */
+enum { QZKT_MAX_SIDE = 32767 };
 
 /* ---------------------------------------------------------------------------------------- */
 /* Results */
@@ -302,6 +305,28 @@ typedef struct qzkt_frame_info {
    unpack. */
 QZKT_API qzkt_result qzkt_inspect_frame(const uint8_t* frame, size_t frame_size, int width, int height,
                                         qzkt_frame_info* info);
+
+/* ---------------------------------------------------------------------------------------- */
+/* Test pictures and quality (since 1.3) */
+
+/* Fills a generated test picture of width x height pixels (1..QZKT_MAX_SIDE each side) into
+   argb, rows row_bytes apart (0 = width*4; bytes between width * 4 and row_bytes are left
+   alone): smooth gradients, hard edges, thin lines, text-like detail and noise, the content
+   moving with frame (any value; consecutive values make a short clip). Opaque (alpha 255)
+   when with_alpha is 0; otherwise with a soft alpha ramp and a hard-edged transparent shape.
+   The same arguments give the same bytes in every version 1 library, so the pictures can
+   serve as fixed inputs for integration tests and benchmarks. QZKT_BAD_ARGUMENTS for a NULL
+   argb, a size out of range or a row_bytes below width * 4 or above 2^31 - 1. */
+QZKT_API qzkt_result qzkt_test_picture(uint8_t* argb, int width, int height, size_t row_bytes, int frame,
+                                       int with_alpha);
+
+/* The peak signal-to-noise ratio, in dB, of the red, green and blue bytes of two ARGB
+   pictures of width x height pixels (alpha is ignored), rows a_row_bytes and b_row_bytes
+   apart (0 = width*4): 10 log10(255^2 / mean squared difference); 99.0 for identical
+   pictures. -1.0 for a NULL picture, a size out of range or a row_bytes below width * 4 or
+   above 2^31 - 1. */
+QZKT_API double qzkt_psnr(const uint8_t* a, size_t a_row_bytes, const uint8_t* b, size_t b_row_bytes, int width,
+                          int height);
 
 #ifdef __cplusplus
 }

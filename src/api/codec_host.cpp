@@ -19,7 +19,7 @@ struct SemaphoreNameRemover {
 };
 __attribute__((init_priority(300))) SemaphoreNameRemover g_semaphoreNameRemover;
 
-const int kLargestSide = 32767;
+const int kLargestSide = QZKT_MAX_SIDE;
 
 } // namespace
 

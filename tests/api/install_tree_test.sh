@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the build into a temporary prefix and uses it as a program outside the project
-# would: the tool, the header, the shared and static library and qzkt.pc are where
-# GNUInstallDirs puts them; examples/encode_decode.c builds with `pkg-config --cflags --libs
+# would: the tool, the header, the shared and static library, qzkt.pc, the man page and the
+# bash completion are where GNUInstallDirs puts them; the tool runs from the tree (and from a
+# copy of it elsewhere) without LD_LIBRARY_PATH; the man page renders without warnings; examples/encode_decode.c builds with `pkg-config --cflags --libs
 # qzkt` alone against the shared library, and with `--static` against libqzkt.a alone (a
 # copy of the tree without the shared library), and both run; a statically linked program
 # leaves no semaphore names either.
@@ -19,8 +20,11 @@ trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
 
+# GNUInstallDirs' defaults for a prefix of one's own.
+manpage=share/man/man1/qzkt.1
+completion=share/bash-completion/completions/qzkt
 for file in bin/qzkt include/qzkt/qzkt.h "$libdir/libqzkt.so.$version" "$libdir/libqzkt.a" \
-            "$libdir/pkgconfig/qzkt.pc"; do
+            "$libdir/pkgconfig/qzkt.pc" "$manpage" "$completion"; do
   [ -e "$prefix/$file" ] || { echo "not installed: $file" >&2; exit 1; }
 done
 [ "$(readlink "$prefix/$libdir/libqzkt.so.${version%%.*}")" = "libqzkt.so.$version" ]
@@ -35,6 +39,33 @@ run() {
   find /dev/shm -maxdepth 1 -name "sem.kelstart_${pid}_*" -delete
   return $status
 }
+
+# The tool finds its library through its RPATH, relative to itself: in the tree and in a copy
+# of the tree somewhere else.
+cp -a "$prefix" "$work/moved"
+for tree in "$prefix" "$work/moved"; do
+  [ "$(env -u LD_LIBRARY_PATH "$tree/bin/qzkt" --version)" = "qzkt $version" ]
+  env -u LD_LIBRARY_PATH ldd "$tree/bin/qzkt" | grep -q "libqzkt.so.${version%%.*} => $tree/" || {
+    echo "$tree/bin/qzkt does not load its own tree's libqzkt:" >&2
+    env -u LD_LIBRARY_PATH ldd "$tree/bin/qzkt" >&2
+    exit 1
+  }
+done
+rm -rf "$work/moved"
+
+# The man page renders without a warning, through man as a reader sees it and through groff
+# with every warning on.
+warnings=$(MANWIDTH=80 man -l "$prefix/$manpage" 2>&1 >/dev/null)
+warnings+=$(groff -man -Tutf8 -ww -z "$prefix/$manpage" 2>&1)
+if [ -n "$warnings" ]; then
+  echo "the man page renders with warnings:" >&2
+  echo "$warnings" >&2
+  exit 1
+fi
+MANWIDTH=80 man -l "$prefix/$manpage" 2>/dev/null | grep -q "EXIT STATUS"
+# The completion loads and completes the commands.
+bash -c 'source "$1"; complete -p qzkt >/dev/null; COMP_WORDS=(qzkt en); COMP_CWORD=1; _qzkt
+         [ "${COMPREPLY[*]}" = encode ]' _ "$prefix/$completion"
 
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
 [ "$(pkg-config --modversion qzkt)" = "$version" ]
@@ -60,4 +91,4 @@ fi
 run "$work/encode_decode_static"
 cc "${cflags[@]}" "$source/tests/api/semaphore_host.c" $static_flags -o "$work/semaphore_host_static"
 "$source/tests/api/semaphore_names_test.sh" "$work/semaphore_host_static" "static library"
-echo "installed tree: shared and static builds of the example pass"
+echo "installed tree: the tool, the man page, the completion, and shared and static builds of the example pass"

@@ -13,9 +13,7 @@
 #include "commands.h"
 #include "frame_source.h"
 #include "options.h"
-#include "pixel/kel_timer.h"
-#include "pixel/synthetic_image.h"
-#include "platform/system_info.h"
+#include "timer.h"
 #include "tool_error.h"
 
 namespace {
@@ -35,7 +33,7 @@ const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
 
 struct Config {
     const char* blocks;
-    KELSettingsValues settings;
+    qzkt_settings settings;
     int workers; // for the table
 };
 
@@ -56,7 +54,7 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
     try {
         FrameEncoder encoder(width, height, &config.settings);
         std::vector<std::vector<uint8_t>> encoded;
-        KELTimer timer;
+        Timer timer;
         for (const std::vector<uint8_t>& frame : frames)
             encoded.push_back(encoder.Encode(frame.data(), width * 4));
         result.encodeSeconds = timer.GetElapsedTime();
@@ -75,7 +73,7 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
         for (size_t i = 0; i < encoded.size(); ++i) {
             decoder.Decode(encoded[i].data(), encoded[i].size(), picture.data(), width * 4);
             result.psnrSum +=
-                PSNRofARGB(frames[i].data(), width * 4, picture.data(), width * 4, width, height);
+                qzkt_psnr(frames[i].data(), width * 4, picture.data(), width * 4, width, height);
             result.bytes += static_cast<double>(encoded[i].size());
         }
         result.ok = 1;
@@ -114,7 +112,7 @@ double MemcpySeconds(const std::vector<uint8_t>& frame) {
     std::vector<uint8_t> copy(frame.size());
     double best = 1e9;
     for (int i = 0; i < 20; ++i) {
-        KELTimer timer;
+        Timer timer;
         std::memcpy(copy.data(), frame.data(), frame.size());
         best = std::min(best, timer.GetElapsedTime());
         if (copy[i] != frame[i]) break; // keeps the copy from being optimised away
@@ -122,13 +120,8 @@ double MemcpySeconds(const std::vector<uint8_t>& frame) {
     return best;
 }
 
-KELSettingsValues Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
-    KELSettingsValues s{};
-    s.alpha = static_cast<uint8_t>(alpha);
-    s.dxt24 = static_cast<uint8_t>(dxt24);
-    s.noLZF = static_cast<uint8_t>(noLZF);
-    s.threadSetting = threadSetting;
-    return s;
+qzkt_settings Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
+    return {alpha, dxt24, noLZF, threadSetting};
 }
 
 } // namespace
@@ -169,17 +162,14 @@ int RunBench(const Args& args) {
         if (frames.empty()) throw ToolError(what + " holds no frames");
     }
 
-    int physicalCores = 0;
-    size_t length = sizeof physicalCores;
-    if (sysctlbyname("hw.physicalcpu", &physicalCores, &length, nullptr, 0) != 0 || physicalCores < 1)
-        physicalCores = 1;
+    const int physicalCores = qzkt_thread_count(1);
     const int logical = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 
     std::vector<Config> configs = {{"DXT1", Settings(0, 0, 0, 2), 1}, {"DXT5", Settings(1, 0, 0, 2), 1}};
     // DXT24 at 1, 2, 4 ... workers up to twice the logical processors, and at one per
     // physical core (thread setting 1) when that is another count.
     for (int setting : {2, 3, 4, 6, 8, 9, 1}) {
-        const int workers = KELThreadCountForSetting(setting, physicalCores);
+        const int workers = qzkt_thread_count(setting);
         if (workers > std::max(2, 2 * logical)) continue;
         if (setting == 1 && (workers == 1 || workers == 2 || workers == 4 || workers == 8 || workers == 24))
             continue;
@@ -198,7 +188,7 @@ int RunBench(const Args& args) {
     for (const Config& config : configs) {
         const Result r = MeasureInChild(config, frames, width, height, renderer);
         if (!r.ok) {
-            std::printf("%-6s %-4s %7d  failed: %s\n", config.blocks, config.settings.noLZF ? "no" : "yes",
+            std::printf("%-6s %-4s %7d  failed: %s\n", config.blocks, config.settings.no_lzf ? "no" : "yes",
                         config.workers, r.error);
             continue;
         }
@@ -206,7 +196,7 @@ int RunBench(const Args& args) {
         const double n = static_cast<double>(frames.size());
         const double decodeFrame = r.decodeSeconds / n;
         std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f %10.1fx\n", config.blocks,
-                    config.settings.noLZF ? "no" : "yes",
+                    config.settings.no_lzf ? "no" : "yes",
                     std::string(config.settings.dxt24 && !config.settings.alpha
                                     ? std::to_string(config.workers)
                                     : "-")

@@ -12,7 +12,6 @@
 #include "output_check.h"
 #include "progress.h"
 #include "qzkt_movie.h"
-#include "stream/kel_header.h"
 #include "tool_error.h"
 
 namespace {
@@ -80,7 +79,7 @@ int RunDecode(const Args& args) {
     QZKTSample sample;
     while (movie.Next(sample)) {
         // DXT1/DXT5 frames need the GPU path; set it up at the first one.
-        if (!rendererReady && sample.size > kKELBlockKindOffset && sample.data[kKELBlockKindOffset] != 1) {
+        if (!rendererReady && NeedsRenderer(sample.data, sample.size, width, height)) {
             const std::string note = PrepareRenderer(renderer);
             if (!note.empty() && !quiet) {
                 progress.Done();

@@ -6,14 +6,12 @@
 #include "clip.h"
 #include "codec.h"
 #include "commands.h"
+#include "frame_check.h"
 #include "frame_sink.h"
 #include "options.h"
-#include "pixel/kel_timer.h"
-#include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
 #include "progress.h"
 #include "qzkt_movie.h"
-#include "stream/kel_header.h"
+#include "timer.h"
 #include "tool_error.h"
 
 namespace {
@@ -43,8 +41,7 @@ int RunDemo(const Args& args) {
 
     const Clip clip{1280, 720, 48, 24};
     const AVRational timeBase{1, clip.rate}, rate{clip.rate, 1};
-    KELSettingsValues settings{};
-    HostReadCompressorSettings(&settings);
+    const qzkt_settings settings = ResolveSettings(SettingsChoice{});
     std::printf("qzkt demo: %d frames of %dx%d at %d fps, generated (moving gradients, edges, text, noise)\n",
                 clip.frameCount, clip.width, clip.height, clip.rate);
     std::printf("  settings    %s (machine-wide; see qzkt settings)\n", DescribeSettings(settings).c_str());
@@ -59,7 +56,7 @@ int RunDemo(const Args& args) {
         Progress progress("encoding", clip.frameCount, quiet);
         for (int i = 0; i < clip.frameCount; ++i) {
             const std::vector<uint8_t> frame = clip.Frame(i);
-            KELTimer timer;
+            Timer timer;
             const std::vector<uint8_t>& encoded = encoder.Encode(frame.data(), clip.width * 4);
             encodeSeconds += timer.GetElapsedTime();
             movie.WriteFrame(encoded.data(), encoded.size(), i);
@@ -82,16 +79,16 @@ int RunDemo(const Args& args) {
         Progress progress("decoding", movie.frameCount(), quiet);
         QZKTSample sample;
         for (int i = 0; movie.Next(sample); ++i) {
-            if (!usedGPU && sample.size > kKELBlockKindOffset && sample.data[kKELBlockKindOffset] != 1) {
+            if (!usedGPU && NeedsRenderer(sample.data, sample.size, movie.width(), movie.height())) {
                 note = PrepareRenderer(RendererChoice::kAuto);
                 usedGPU = true;
             }
-            KELTimer timer;
+            Timer timer;
             decoder.Decode(sample.data, sample.size, picture.data(), movie.width() * 4);
             decodeSeconds += timer.GetElapsedTime();
             const std::vector<uint8_t> source = clip.Frame(i);
-            psnrSum += PSNRofARGB(source.data(), clip.width * 4, picture.data(), clip.width * 4, clip.width,
-                                  clip.height);
+            psnrSum += qzkt_psnr(source.data(), clip.width * 4, picture.data(), clip.width * 4, clip.width,
+                                 clip.height);
             sink->Write(picture.data(), movie.width() * 4, sample.pts);
             progress.Update(i + 1);
         }

@@ -98,7 +98,7 @@ int RunEncode(const Args& args) {
         throw ToolError(input + " is too large for a QZKT movie");
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
-    const KELSettingsValues settings = ResolveSettings(choice);
+    const qzkt_settings settings = ResolveSettings(choice);
     FrameEncoder encoder(source->width(), source->height(), choice.Any() ? &settings : nullptr);
     QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate());
 

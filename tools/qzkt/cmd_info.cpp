@@ -7,7 +7,6 @@
 #include "frame_check.h"
 #include "options.h"
 #include "qzkt_movie.h"
-#include "stream/kel_header.h"
 #include "tool_error.h"
 
 namespace {
@@ -70,7 +69,7 @@ int RunInfo(const Args& args) {
                         "damaged", layout.problem.c_str());
             continue;
         }
-        const KELHeader& h = layout.header;
+        const FrameHeader& h = layout.header;
         std::printf("%7" PRId64 " %10.3f %10" PRId64 " %6.2f:1 %-7s %5u %-6s %10u %4u %3u %3u\n", frames,
                     seconds, size, ratio, KindName(layout), h.alpha, h.packing == 1 ? "LZF" : "raw",
                     layout.payloadSize, h.headerSize, h.version, h.blockColourPlane);

@@ -5,11 +5,11 @@
 #include <string>
 #include <unistd.h>
 
+#include <qzkt/qzkt.h>
+
 #include "codec.h"
 #include "commands.h"
 #include "options.h"
-#include "platform/host_compression.h"
-#include "platform/preferences_directory.h"
 #include "tool_error.h"
 
 namespace {
@@ -22,29 +22,24 @@ const char* kHelp =
     "(DXT24 + LZF, DXT1 + LZF, DXT24 without LZF) and DXT24 threads. Up/Down moves,\n"
     "Left/Right or 1-9 choose, Enter saves, Esc cancels.\n"
     "\n"
-    "The settings file is KELPreferences.dat in /Library/Preferences/Quenholt/, a folder that\n"
-    "must exist and be writable (sudo mkdir -p /Library/Preferences/Quenholt), or in the\n"
-    "folder given with --prefs-dir (created when missing).\n"
+    "The settings file is KELPreferences.dat in /Library/Preferences/Quenholt/ when that folder\n"
+    "exists, otherwise in $XDG_CONFIG_HOME/qzkt/ (~/.config/qzkt/), or in the folder given with\n"
+    "--prefs-dir; the folder is created on the first save (qzkt settings --show names it).\n"
     "\n"
     "  --show           print the settings instead of opening the dialog\n"
     "  --prefs-dir DIR  folder of the settings file\n";
 
 const char* SettingsFolder() {
-    const char* override = GetPreferencesDirectoryOverride();
-    return override != nullptr ? override : "/Library/Preferences/Quenholt/";
+    return qzkt_settings_folder();
 }
 
-void Print(const KELSettingsValues& s) {
+void Print(const qzkt_settings& s) {
     std::printf("alpha channel   %s\n", s.alpha ? "on (DXT5 blocks with alpha)" : "off");
-    std::printf("compression     %s\n", s.noLZF ? "DXT24, no LZF" : (s.dxt24 ? "DXT24 + LZF" : "DXT1 + LZF"));
-    std::printf("DXT24 threads   %s\n", DescribeThreadSetting(s.threadSetting).c_str());
+    std::printf("compression     %s\n",
+                s.no_lzf ? "DXT24, no LZF" : (s.dxt24 ? "DXT24 + LZF" : "DXT1 + LZF"));
+    std::printf("DXT24 threads   %s\n", DescribeThreadSetting(s.thread_setting).c_str());
     std::printf("encodes use     %s\n", DescribeSettings(s).c_str());
     std::printf("settings file   %sKELPreferences.dat\n", SettingsFolder());
-}
-
-bool Same(const KELSettingsValues& a, const KELSettingsValues& b) {
-    return a.alpha == b.alpha && a.dxt24 == b.dxt24 && a.noLZF == b.noLZF &&
-           a.threadSetting == b.threadSetting;
 }
 
 } // namespace
@@ -57,10 +52,10 @@ int RunSettings(const Args& args) {
     RegisterCodecComponents();
 
     if (options.Has("--show")) {
-        KELSettingsValues settings{};
-        const OSStatus read = HostReadCompressorSettings(&settings);
-        if (read != noErr)
-            throw ToolError("cannot read the settings (codec status " + std::to_string(read) + ")");
+        qzkt_settings settings{};
+        const qzkt_result read = qzkt_read_settings(&settings);
+        if (read != QZKT_OK)
+            throw ToolError(std::string("cannot read the settings: ") + qzkt_result_text(read));
         Print(settings);
         return kExitOK;
     }
@@ -72,22 +67,18 @@ int RunSettings(const Args& args) {
         throw ToolError("the settings dialog needs a terminal (qzkt settings --show prints the settings)");
     close(tty);
 
-    KELSettingsValues chosen{};
-    bool confirmed = false;
-    const OSStatus shown = HostRequestCompressorSettings(&chosen, &confirmed);
-    if (shown != noErr)
-        throw ToolError("cannot show the settings dialog (codec status " + std::to_string(shown) + ")");
+    qzkt_settings saved{};
+    int confirmed = 0;
+    const qzkt_result shown = qzkt_settings_dialog(&saved, &confirmed);
+    if (shown == QZKT_SETTINGS_NOT_SAVED)
+        throw ToolError(std::string("cannot save the settings in ") + SettingsFolder() +
+                        " (create the folder with write access, or use --prefs-dir DIR)");
+    if (shown != QZKT_OK)
+        throw ToolError(std::string("cannot show the settings dialog: ") + qzkt_result_text(shown));
     if (!confirmed) {
         std::printf("settings unchanged\n");
         return kExitOK;
     }
-    // The compressor saves silently; look for the file and read it back to tell whether it could.
-    KELSettingsValues saved{};
-    HostReadCompressorSettings(&saved);
-    const std::string file = std::string(SettingsFolder()) + "KELPreferences.dat";
-    if (access(file.c_str(), R_OK) != 0 || !Same(saved, chosen))
-        throw ToolError(std::string("cannot save the settings in ") + SettingsFolder() +
-                        " (create the folder with write access, or use --prefs-dir DIR)");
     std::printf("saved to %sKELPreferences.dat\n", SettingsFolder());
     Print(saved);
     return kExitOK;

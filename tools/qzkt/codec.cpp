@@ -1,36 +1,32 @@
-// Encoding and decoding through the components' host entries.
+// Encoding and decoding through libqzkt.
 #include "codec.h"
 
+#include <atomic>
 #include <cstdlib>
 
-#include "compressor/compressor_component.h"
-#include "decompressor/decompressor_component.h"
 #include "options.h"
-#include "platform/host_compression.h"
-#include "platform/host_decompression.h"
 #include "tool_error.h"
 
 namespace {
 
-std::string StatusText(OSStatus status) {
-    return "codec status " + std::to_string(status);
+// The renderer choice of every FrameDecoder: a GPU only until PrepareRenderer says more.
+std::atomic<qzkt_renderer> g_renderer{QZKT_RENDERER_HARDWARE};
+
+std::string SizeText(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height);
 }
 
 } // namespace
 
-void RegisterCodecComponents() {
-    ZQN_CompressorRegister();
-    ZQN_CodecRegister();
-}
-
-KELSettingsValues ResolveSettings(const SettingsChoice& choice) {
-    KELSettingsValues settings{};
-    const OSStatus read = HostReadCompressorSettings(&settings);
-    if (read != noErr) throw ToolError("cannot read the compression settings: " + StatusText(read));
-    if (choice.alpha >= 0) settings.alpha = static_cast<uint8_t>(choice.alpha);
-    if (choice.dxt24 >= 0) settings.dxt24 = static_cast<uint8_t>(choice.dxt24);
-    if (choice.noLZF >= 0) settings.noLZF = static_cast<uint8_t>(choice.noLZF);
-    if (choice.threadSetting >= 0) settings.threadSetting = choice.threadSetting;
+qzkt_settings ResolveSettings(const SettingsChoice& choice) {
+    qzkt_settings settings{};
+    const qzkt_result read = qzkt_read_settings(&settings);
+    if (read != QZKT_OK)
+        throw ToolError(std::string("cannot read the compression settings: ") + qzkt_result_text(read));
+    if (choice.alpha >= 0) settings.alpha = choice.alpha;
+    if (choice.dxt24 >= 0) settings.dxt24 = choice.dxt24;
+    if (choice.noLZF >= 0) settings.no_lzf = choice.noLZF;
+    if (choice.threadSetting >= 0) settings.thread_setting = choice.threadSetting;
     return settings;
 }
 
@@ -40,21 +36,21 @@ int ThreadSettingFor(const std::string& workers) {
     const long count = std::strtol(workers.c_str(), &end, 10);
     if (workers.empty() || *end != '\0' || count < 1 || count > 1024)
         throw UsageError("--threads takes a worker count (1 or more) or auto, not '" + workers + "'");
+    // Settings 2..9 give fixed counts; 1 depends on the machine and is only chosen by "auto".
     int best = 2;
     for (int setting = 3; setting <= 9; ++setting)
-        if (std::labs(KELThreadCountForSetting(setting, 1) - count) <
-            std::labs(KELThreadCountForSetting(best, 1) - count))
+        if (std::labs(qzkt_thread_count(setting) - count) < std::labs(qzkt_thread_count(best) - count))
             best = setting;
     return best;
 }
 
 std::string DescribeThreadSetting(int setting) {
     if (setting == 1) return "one thread per physical core";
-    const int workers = KELThreadCountForSetting(setting, 1);
+    const int workers = qzkt_thread_count(setting);
     return std::to_string(workers) + (workers == 1 ? " thread" : " threads");
 }
 
-std::string DescribeSettings(const KELSettingsValues& s) {
+std::string DescribeSettings(const qzkt_settings& s) {
     std::string text;
     if (s.alpha)
         text = "DXT5 blocks with alpha";
@@ -62,53 +58,68 @@ std::string DescribeSettings(const KELSettingsValues& s) {
         text = "DXT24 blocks";
     else
         text = "DXT1 blocks";
-    text += s.noLZF ? ", no LZF" : ", LZF";
-    if (!s.alpha && s.dxt24) text += ", " + DescribeThreadSetting(s.threadSetting);
+    text += s.no_lzf ? ", no LZF" : ", LZF";
+    if (!s.alpha && s.dxt24) text += ", " + DescribeThreadSetting(s.thread_setting);
     return text;
 }
 
-FrameEncoder::FrameEncoder(int width, int height, const KELSettingsValues* settings) {
-    const OSStatus created = HostCompressionCreate(width, height, settings, Receive, this, &compression_);
-    if (created != noErr)
-        throw ToolError("cannot open the QZKT compressor for " + std::to_string(width) + "x" +
-                        std::to_string(height) + " frames: " + StatusText(created));
+FrameEncoder::FrameEncoder(int width, int height, const qzkt_settings* settings) {
+    const qzkt_result created = qzkt_encoder_create(width, height, settings, &encoder_);
+    if (created != QZKT_OK)
+        throw ToolError("cannot open the QZKT compressor for " + SizeText(width, height) +
+                        " frames: " + qzkt_result_text(created));
+    qzkt_settings used{};
+    qzkt_encoder_settings(encoder_, &used);
+    buffer_.resize(qzkt_max_frame_size(width, height, &used));
 }
 
 FrameEncoder::~FrameEncoder() {
-    HostCompressionClose(compression_);
-}
-
-void FrameEncoder::Receive(void* refCon, const uint8_t* data, size_t size) {
-    static_cast<FrameEncoder*>(refCon)->frame_.assign(data, data + size);
+    qzkt_encoder_destroy(encoder_);
 }
 
 const std::vector<uint8_t>& FrameEncoder::Encode(const uint8_t* argb, int rowBytes) {
-    frame_.clear();
-    const OSStatus encoded = HostCompressionEncodeFrame(compression_, argb, static_cast<size_t>(rowBytes));
-    if (encoded != noErr || frame_.empty())
-        throw ToolError("the QZKT compressor failed: " + StatusText(encoded));
+    size_t size = 0;
+    const qzkt_result encoded =
+        qzkt_encode(encoder_, argb, static_cast<size_t>(rowBytes), buffer_.data(), buffer_.size(), &size);
+    if (encoded != QZKT_OK || size == 0)
+        throw ToolError(std::string("the QZKT compressor failed: ") + qzkt_result_text(encoded));
+    frame_.assign(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(size));
     return frame_;
 }
 
-FrameDecoder::FrameDecoder(int width, int height) {
-    const OSStatus created = HostDecompressionCreate(width, height, &decompression_);
-    if (created != noErr)
-        throw ToolError("cannot open the QZKT decompressor for " + std::to_string(width) + "x" +
-                        std::to_string(height) + " frames: " + StatusText(created));
+FrameDecoder::FrameDecoder(int width, int height) : width_(width), height_(height) {
+    renderer_ = g_renderer.load();
+    const qzkt_result created = qzkt_decoder_create(width, height, renderer_, &decoder_);
+    if (created != QZKT_OK)
+        throw ToolError("cannot open the QZKT decompressor for " + SizeText(width, height) +
+                        " frames: " + qzkt_result_text(created));
 }
 
 FrameDecoder::~FrameDecoder() {
-    HostDecompressionClose(decompression_);
+    qzkt_decoder_destroy(decoder_);
 }
 
 bool FrameDecoder::Decode(const uint8_t* frame, size_t size, uint8_t* argb, int rowBytes) {
-    const OSStatus decoded =
-        HostDecompressionDecodeFrame(decompression_, frame, size, argb, static_cast<size_t>(rowBytes));
-    if (decoded == codecBadDataErr) return false;
-    if (decoded == codecNoRendererErr)
-        throw ToolError(std::string("cannot decode the DXT1/DXT5 frames: ") +
-                        HostDecompressionProblem(decompression_));
-    if (decoded != noErr) throw ToolError("the QZKT decompressor failed: " + StatusText(decoded));
+    // A renderer chosen after this decoder was made: a new decoder (it holds no OpenGL context
+    // before its first DXT1/DXT5 frame, and a choice is made before that frame).
+    const qzkt_renderer wanted = g_renderer.load();
+    if (wanted != renderer_) {
+        qzkt_decoder* replacement = nullptr;
+        const qzkt_result created = qzkt_decoder_create(width_, height_, wanted, &replacement);
+        if (created != QZKT_OK)
+            throw ToolError("cannot open the QZKT decompressor for " + SizeText(width_, height_) +
+                            " frames: " + qzkt_result_text(created));
+        qzkt_decoder_destroy(decoder_);
+        decoder_ = replacement;
+        renderer_ = wanted;
+    }
+    const qzkt_result decoded = qzkt_decode(decoder_, frame, size, argb, static_cast<size_t>(rowBytes));
+    if (decoded == QZKT_DAMAGED_FRAME) return false;
+    if (decoded == QZKT_NO_RENDERER)
+        throw ToolError(std::string("cannot decode the DXT1/DXT5 frames: ") + qzkt_decoder_problem(decoder_));
+    if (decoded != QZKT_OK)
+        throw ToolError(std::string("the QZKT decompressor failed: ") + qzkt_result_text(decoded) + " (" +
+                        qzkt_decoder_problem(decoder_) + ")");
     return true;
 }
 
@@ -119,18 +130,32 @@ RendererChoice ParseRendererChoice(const std::string& value) {
     throw UsageError("--gl takes auto, hardware or software, not '" + value + "'");
 }
 
+void UseRenderer(RendererChoice choice) {
+    switch (choice) {
+    case RendererChoice::kAuto:
+        g_renderer = QZKT_RENDERER_AUTO;
+        break;
+    case RendererChoice::kHardware:
+        g_renderer = QZKT_RENDERER_HARDWARE;
+        break;
+    case RendererChoice::kSoftware:
+        g_renderer = QZKT_RENDERER_SOFTWARE;
+        break;
+    }
+}
+
 std::string PrepareRenderer(RendererChoice choice) {
-    if (choice != RendererChoice::kSoftware && HostDecompressionRendererAvailable(false)) {
-        HostDecompressionAllowSoftwareRenderer(false);
+    if (choice != RendererChoice::kSoftware && qzkt_renderer_available(QZKT_RENDERER_HARDWARE)) {
+        UseRenderer(RendererChoice::kHardware);
         return "";
     }
     if (choice == RendererChoice::kHardware)
         throw ToolError(
             "no GPU OpenGL renderer for the DXT1/DXT5 frames (--gl auto or software accepts Mesa's)");
-    if (!HostDecompressionRendererAvailable(true))
+    if (!qzkt_renderer_available(QZKT_RENDERER_SOFTWARE))
         throw ToolError("no OpenGL renderer for the DXT1/DXT5 frames, not even a software one (install Mesa: "
                         "libegl-mesa0 and libgl1-mesa-dri)");
-    HostDecompressionAllowSoftwareRenderer(true);
+    UseRenderer(RendererChoice::kSoftware);
     return choice == RendererChoice::kAuto
                ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
                : "";

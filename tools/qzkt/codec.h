@@ -1,19 +1,17 @@
-// The tool's use of the codec: the compressor and decompressor components, reached only
-// through the platform layer's host entries.
+// The tool's use of the codec: encoders and decoders of libqzkt (qzkt.h), with the tool's
+// errors and the settings as the command line names them.
 #pragma once
+
+#include <qzkt/qzkt.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "stream/kel_settings.h"
-
-struct HostCompression;
-struct HostDecompression;
-
-// Makes both components known to the Component Manager, as loading the codec does.
-void RegisterCodecComponents();
+// Nothing to do: the library registers its compressor and decompressor on first use. Kept
+// as the commands' marker of where the codec comes into play.
+inline void RegisterCodecComponents() {}
 
 // Settings named on the command line; -1 leaves the machine-wide value.
 struct SettingsChoice {
@@ -25,7 +23,7 @@ struct SettingsChoice {
 };
 
 // The machine-wide settings with the named ones replaced.
-KELSettingsValues ResolveSettings(const SettingsChoice& choice);
+qzkt_settings ResolveSettings(const SettingsChoice& choice);
 
 // The thread setting (1..9) for a worker count: the nearest count the settings offer (1, 2,
 // 4, 6, 8, 12, 16 or 24; ties go to the smaller); "auto" is setting 1, one worker per
@@ -36,13 +34,13 @@ int ThreadSettingFor(const std::string& workers);
 std::string DescribeThreadSetting(int threadSetting);
 
 // "DXT24 blocks, LZF, 1 thread" and the like.
-std::string DescribeSettings(const KELSettingsValues& settings);
+std::string DescribeSettings(const qzkt_settings& settings);
 
 // Encodes ARGB frames of one size.
 class FrameEncoder {
   public:
     // settings null: the machine-wide settings, as any host gets them.
-    FrameEncoder(int width, int height, const KELSettingsValues* settings);
+    FrameEncoder(int width, int height, const qzkt_settings* settings);
     ~FrameEncoder();
     FrameEncoder(const FrameEncoder&) = delete;
     FrameEncoder& operator=(const FrameEncoder&) = delete;
@@ -51,12 +49,13 @@ class FrameEncoder {
     const std::vector<uint8_t>& Encode(const uint8_t* argb, int rowBytes);
 
   private:
-    static void Receive(void* refCon, const uint8_t* data, size_t size);
-    HostCompression* compression_ = nullptr;
+    qzkt_encoder* encoder_ = nullptr;
+    std::vector<uint8_t> buffer_; // room for the largest frame
     std::vector<uint8_t> frame_;
 };
 
-// Decodes frames of one size into ARGB.
+// Decodes frames of one size into ARGB, with the renderer PrepareRenderer chose (a GPU only
+// until then).
 class FrameDecoder {
   public:
     FrameDecoder(int width, int height);
@@ -64,13 +63,15 @@ class FrameDecoder {
     FrameDecoder(const FrameDecoder&) = delete;
     FrameDecoder& operator=(const FrameDecoder&) = delete;
 
-    // False when the frame is damaged (see CheckKELFrame): the destination is then left as it
+    // False when the frame is damaged (see CheckFrame): the destination is then left as it
     // was. Throws ToolError, naming the reason and the limit, for a DXT1/DXT5 frame the GPU
     // path cannot decode (no renderer, or a frame larger than the renderer takes).
     bool Decode(const uint8_t* frame, size_t size, uint8_t* argb, int rowBytes);
 
   private:
-    HostDecompression* decompression_ = nullptr;
+    int width_, height_;
+    qzkt_decoder* decoder_ = nullptr;
+    qzkt_renderer renderer_ = QZKT_RENDERER_HARDWARE; // the choice decoder_ was made with
 };
 
 enum class RendererChoice { kAuto, kHardware, kSoftware };
@@ -78,8 +79,12 @@ enum class RendererChoice { kAuto, kHardware, kSoftware };
 // Parses --gl's value; throws UsageError.
 RendererChoice ParseRendererChoice(const std::string& value);
 
-// Sets up the GPU path for DXT1/DXT5 frames. auto: the GPU when there is one, else Mesa's
-// software renderer, and then a note for the user (returned, to be printed once); hardware:
-// the GPU or a ToolError; software: a software renderer is accepted too. Throws ToolError
-// when no renderer at all can be opened.
+// Sets up the GPU path for DXT1/DXT5 frames of every FrameDecoder, those made already
+// included. auto: the GPU when there is one, else Mesa's software renderer, and then a note
+// for the user (returned, to be printed once); hardware: the GPU or a ToolError; software: a
+// software renderer is accepted too. Throws ToolError when no renderer at all can be opened.
 std::string PrepareRenderer(RendererChoice choice);
+
+// The renderer choice every FrameDecoder uses from its next frame on, without checking that
+// there is such a renderer (a frame then fails as Decode says); PrepareRenderer checks.
+void UseRenderer(RendererChoice choice);

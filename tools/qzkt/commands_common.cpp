@@ -1,10 +1,11 @@
 // Pieces every command shares.
 #include "commands.h"
 
+#include <qzkt/qzkt.h>
+
 #include "options.h"
-#include "platform/preferences_directory.h"
 
 void ApplyPrefsDir(const std::string& dir) {
     if (dir.empty()) return;
-    SetPreferencesDirectory(dir.c_str());
+    qzkt_set_settings_folder(dir.c_str());
 }

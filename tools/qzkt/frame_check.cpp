@@ -1,19 +1,33 @@
-// Sample inspection on top of the stream module's bounds check.
+// Sample inspection through the library's frame check.
 #include "frame_check.h"
 
-#include "stream/kel_frame_check.h"
+#include <qzkt/qzkt.h>
 
 FrameLayout CheckFrame(const uint8_t* data, size_t size, int width, int height) {
     FrameLayout layout;
-    const KELFrameProblem problem = CheckKELFrame(data, size, width, height);
-    layout.intact = problem == KELFrameProblem::kNone;
-    layout.problem = KELFrameProblemText(problem);
-    if (problem == KELFrameProblem::kShorterThanHeader) {
-        layout.problem = std::to_string(size) + " bytes, " + layout.problem;
+    qzkt_frame_info info{};
+    const qzkt_result checked = qzkt_inspect_frame(data, size, width, height, &info);
+    layout.intact = checked == QZKT_OK;
+    layout.problem = info.problem != nullptr ? info.problem : "";
+    if (!info.has_header) {
+        // Shorter than a header: say how short.
+        if (checked == QZKT_DAMAGED_FRAME)
+            layout.problem = std::to_string(size) + " bytes, " + layout.problem;
         return layout;
     }
-    layout.header = ReadKELHeader(data);
-    layout.payloadSize = static_cast<uint32_t>(KELBlockCount(width, height)) *
-                         KELBytesPerBlock(layout.header.blockKind == 1, layout.header.alpha != 0);
+    layout.header.headerSize = info.header_size;
+    layout.header.version = info.version;
+    layout.header.alpha = info.alpha;
+    layout.header.packing = info.packing;
+    layout.header.storedSize = info.stored_size;
+    layout.header.blockColourPlane = info.block_colour_plane;
+    layout.header.blockKind = info.block_kind_byte;
+    layout.payloadSize = static_cast<uint32_t>(info.payload_size);
     return layout;
+}
+
+bool NeedsRenderer(const uint8_t* data, size_t size, int width, int height) {
+    qzkt_frame_info info{};
+    qzkt_inspect_frame(data, size, width, height, &info);
+    return info.has_header && (info.kind == QZKT_BLOCKS_DXT1 || info.kind == QZKT_BLOCKS_DXT5);
 }

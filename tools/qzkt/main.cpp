@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
+#include <qzkt/qzkt.h>
+
 #include "commands.h"
 #include "ffmpeg_util.h"
 #include "options.h"
-#include "platform/semaphore_names.h"
 #include "tool_error.h"
 
 namespace {
@@ -29,8 +30,13 @@ const char* kUsage =
     "  info INPUT.mov            print the track and every frame's header\n"
     "  settings                  edit the machine-wide compression settings\n"
     "  bench [INPUT]             measure encode and decode speed, size and quality\n"
+    "  version                   print the version (also --version)\n"
     "\n"
     "Every command takes --help and --prefs-dir DIR (where the settings file lives).\n";
+
+const char* kVersionUsage = "usage: qzkt version (or qzkt --version)\n"
+                            "\n"
+                            "Prints the version of the codec library the tool runs with.\n";
 
 struct Command {
     const char* name;
@@ -56,9 +62,6 @@ int FinishStandardOutput(const char* who, int status) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // The codec opened its named semaphores when it was loaded; remove their names now so
-    // that nothing is left in /dev/shm however this process ends.
-    UnlinkCodecSemaphoreNames();
     QuietFFmpegLogging();
     // Past a file-size limit (ulimit -f) a write then fails with EFBIG, and the tool removes
     // its partial output and says so, instead of being ended by the signal with files left behind.
@@ -67,6 +70,18 @@ int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && (args[0] == "--help" || args[0] == "-h" || args[0] == "help")) {
         std::fputs(kUsage, stdout);
+        return FinishStandardOutput("qzkt", kExitOK);
+    }
+    if (!args.empty() && (args[0] == "--version" || args[0] == "version")) {
+        if (args.size() == 2 && (args[1] == "--help" || args[1] == "-h")) {
+            std::fputs(kVersionUsage, stdout);
+            return FinishStandardOutput("qzkt", kExitOK);
+        }
+        if (args.size() > 1) {
+            std::fprintf(stderr, "qzkt %s: takes no arguments (see qzkt --help)\n", args[0].c_str());
+            return kExitUsage;
+        }
+        std::printf("qzkt %s\n", qzkt_version());
         return FinishStandardOutput("qzkt", kExitOK);
     }
     const std::string name = args.empty() ? "demo" : args[0];

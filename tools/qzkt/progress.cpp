@@ -1,15 +1,14 @@
 // Progress line drawing.
 #include "progress.h"
 
+#include <chrono>
 #include <cstdio>
 #include <unistd.h>
-
-#include "pixel/kel_timer.h"
 
 namespace {
 
 double Seconds() {
-    return static_cast<double>(KELAbsoluteTime()) * 1e-9;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 } // namespace

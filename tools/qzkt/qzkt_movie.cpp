@@ -1,9 +1,10 @@
 // QZKT movie writing and reading through libavformat's QuickTime muxer and demuxer.
 #include "qzkt_movie.h"
 
+#include <qzkt/qzkt.h>
+
 #include <cstring>
 
-#include "stream/kel_header.h"
 #include "tool_error.h"
 
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
@@ -84,7 +85,7 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
 
     width_ = stream_->codecpar->width;
     height_ = stream_->codecpar->height;
-    if (width_ <= 0 || height_ <= 0 || width_ > kKELMaxSide || height_ > kKELMaxSide)
+    if (width_ <= 0 || height_ <= 0 || width_ > QZKT_MAX_SIDE || height_ > QZKT_MAX_SIDE)
         throw ToolError(path + " has a QZKT track of unusable size " + std::to_string(width_) + "x" +
                         std::to_string(height_));
     timeBase_ = stream_->time_base;
