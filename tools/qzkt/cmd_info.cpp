@@ -24,8 +24,11 @@ const char* kHelp =
     "codec, language, duration), and the QZKT track: size, frame count, duration and frame\n"
     "rate (the average over the samples' duration; the nominal rate too when it differs, as\n"
     "in a variable-rate movie), then for every frame its time, stored size, compression\n"
-    "ratio against 32-bit ARGB and header fields. --summary prints totals instead of a line\n"
-    "per frame. Several movies are listed one after the other, each under its own heading.\n"
+    "ratio against 32-bit ARGB and header fields (blocks: DXT1, DXT5, DXT24, or DXT24A for\n"
+    "DXT24 with the alpha flag; packing: LZF or raw; payload bytes: the blocks before\n"
+    "packing; header: the header's size in bytes; plane flag: header byte 25, 1 when the\n"
+    "encoder's dxt24 setting was off). --summary prints totals instead of a line per frame.\n"
+    "Several movies are listed one after the other, each under its own heading.\n"
     "\n"
     "Exit status: 0 when every movie is whole (damaged frames are listed, not an error);\n"
     "3 when a movie is cut short (its track lists samples that are not in the file: the frames\n"
@@ -117,8 +120,7 @@ std::string TrackDetails(const TrackFacts& t) {
     if (!t.timecode.empty()) text = "starts at " + t.timecode;
     if (t.qzkt) text += ", the QZKT frames";
     for (const auto& [key, value] : t.tags)
-        if (key == "title")
-            text += (text.empty() ? "" : ", ") + key + " \"" + value + "\"";
+        if (key == "title") text += (text.empty() ? "" : ", ") + key + " \"" + value + "\"";
     return text;
 }
 
@@ -136,9 +138,9 @@ class MovieReport {
         height_ = movie.height();
         if (!json_) PrintHeading(facts, movie);
         if (!json_ && !summary_)
-            std::printf("%7s %9s %12s %8s  %-7s %5s %-7s %13s %6s %7s %7s\n", "frame", "time (s)",
+            std::printf("%7s %9s %12s %8s  %-7s %5s %-7s %13s %6s %7s %10s\n", "frame", "time (s)",
                         "stored bytes", "ratio", "blocks", "alpha", "packing", "payload bytes", "header",
-                        "version", "byte 25");
+                        "version", "plane flag");
         Json frames = Json::array();
         QZKTSample sample;
         while (movie.Next(sample))
@@ -236,7 +238,7 @@ class MovieReport {
                         "damaged", problem.c_str());
             return;
         }
-        std::printf("%7" PRId64 " %9.3f %12" PRId64 " %6.2f:1  %-7s %5u %-7s %13zu %6u %7u %7u\n", frames_,
+        std::printf("%7" PRId64 " %9.3f %12" PRId64 " %6.2f:1  %-7s %5u %-7s %13zu %6u %7u %10u\n", frames_,
                     seconds, size, ratio, BlockName(info), info.alpha, info.packing == 1 ? "LZF" : "raw",
                     info.payload_size, info.header_size, info.version, info.block_colour_plane);
     }
