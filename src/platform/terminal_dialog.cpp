@@ -5,13 +5,20 @@
 //   Left/Right, h/l, Space        previous / next choice of the focused popup
 //   1-9                           that choice of the focused popup
 //   Enter                         the focused button, or the default button (OK) on a popup
-//   Esc, q, Ctrl-C                the cancel button
+//   Esc, q                        the cancel button
+//   Ctrl-C                        the cancel button, then SIGINT once the terminal is restored,
+//                                 so that the program ends as Ctrl-C ends it anywhere else
+//                                 (status 130) unless it handles the signal
+//
+// The layout follows the terminal's width (read at every redraw) and fits 50 columns.
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 #include <vector>
@@ -20,7 +27,7 @@
 
 namespace {
 
-enum class Key { None, Up, Down, Left, Right, Enter, Cancel, Digit, Next, Closed };
+enum class Key { None, Up, Down, Left, Right, Enter, Cancel, Interrupt, Digit, Next, Closed };
 
 class TerminalFrontEnd : public DialogFrontEnd {
   public:
@@ -47,6 +54,10 @@ class TerminalFrontEnd : public DialogFrontEnd {
         if (rawMode_) tcsetattr(fd_, TCSAFLUSH, &saved_);
         close(fd_);
         fd_ = -1;
+        if (interrupted_) {
+            interrupted_ = false;
+            raise(SIGINT);
+        }
     }
 
     int16_t NextItemHit(DialogRef dialog) override {
@@ -61,6 +72,9 @@ class TerminalFrontEnd : public DialogFrontEnd {
                                        ? focused->control.get()
                                        : nullptr;
             switch (key) {
+            case Key::Interrupt:
+                interrupted_ = true;
+                return cancel;
             case Key::Closed:
             case Key::Cancel:
                 return cancel;
@@ -137,12 +151,20 @@ class TerminalFrontEnd : public DialogFrontEnd {
         focus_ = order[at];
     }
 
-    // The focused popup's choices as "[n] text", wrapped under its value at 78 columns.
-    static std::string ChoiceLines(const std::vector<std::string>& choices, size_t indent) {
+    // The columns a line may fill: the terminal's width less one (a line that fills the last
+    // column wraps on some terminals), at most 78.
+    size_t Columns() const {
+        winsize size{};
+        const size_t width = ioctl(fd_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+        return std::min<size_t>(width > 1 ? width - 1 : 1, 78);
+    }
+
+    // The focused popup's choices as "[n] text", wrapped under its value at columns.
+    static std::string ChoiceLines(const std::vector<std::string>& choices, size_t indent, size_t columns) {
         std::string lines, line(indent, ' ');
         for (size_t c = 0; c < choices.size(); ++c) {
             const std::string choice = "[" + std::to_string(c + 1) + "] " + choices[c] + "  ";
-            if (line.size() + choice.size() > 78 && line.size() > indent) {
+            if (line.size() + choice.size() > columns + 2 && line.size() > indent) {
                 lines += line + "\r\n";
                 line.assign(indent, ' ');
             }
@@ -152,9 +174,11 @@ class TerminalFrontEnd : public DialogFrontEnd {
     }
 
     void Draw(DialogRef dialog) {
-        std::string screen = "\x1b[H\x1b[2J\r\n  " + dialog->title + "\r\n  " +
-                             std::string(dialog->title.size() < 20 ? 40 : dialog->title.size(), '=') +
-                             "\r\n\r\n";
+        const size_t columns = Columns();
+        const size_t rule =
+            std::min(dialog->title.size() < 20 ? 40 : dialog->title.size(), columns > 2 ? columns - 2 : 1);
+        std::string screen =
+            "\x1b[H\x1b[2J\r\n  " + dialog->title + "\r\n  " + std::string(rule, '=') + "\r\n\r\n";
         size_t labelWidth = 0;
         for (const DialogItemRecord& record : dialog->items)
             if (record.item.kind == kPopupDialogItem)
@@ -170,11 +194,22 @@ class TerminalFrontEnd : public DialogFrontEnd {
                     value >= 1 && value <= static_cast<int16_t>(record.item.choices.size())
                         ? record.item.choices[static_cast<size_t>(value - 1)]
                         : std::string("?");
-                screen += std::string(focused ? "> " : "  ") + record.item.title + ":" +
-                          std::string(labelWidth + 2 - record.item.title.size(), ' ') + on + "< " + choice +
-                          " >" + off + "  (" + std::to_string(value) + " of " +
-                          std::to_string(record.item.choices.size()) + ")\r\n";
-                if (focused) screen += ChoiceLines(record.item.choices, labelWidth + 5);
+                const std::string label = std::string(focused ? "> " : "  ") + record.item.title + ":" +
+                                          std::string(labelWidth + 2 - record.item.title.size(), ' ');
+                const std::string shown = "< " + choice + " >";
+                const std::string position =
+                    "  (" + std::to_string(value) + " of " + std::to_string(record.item.choices.size()) + ")";
+                // The position goes where the line has no room for it: the choices below
+                // number them anyway.
+                screen += label + on + shown + off +
+                          (label.size() + shown.size() + position.size() <= columns ? position : "") + "\r\n";
+                if (focused) {
+                    size_t longest = 0;
+                    for (const std::string& c : record.item.choices)
+                        longest = std::max(longest, c.size() + 4);
+                    const size_t indent = labelWidth + 5 + longest <= columns ? labelWidth + 5 : 4;
+                    screen += ChoiceLines(record.item.choices, indent, columns);
+                }
             } else if (record.item.kind == kButtonDialogItem) {
                 const bool isDefault = static_cast<int16_t>(i + 1) == dialog->defaultItem;
                 buttons += "  " + on + (isDefault ? "[[ " : "[ ") + record.item.title +
@@ -184,7 +219,10 @@ class TerminalFrontEnd : public DialogFrontEnd {
             }
         }
         screen += "\r\n" + buttons + "\r\n\r\n";
-        screen += "  Up/Down: move   Left/Right or 1-9: choose   Enter: OK   Esc: Cancel\r\n";
+        const std::string keys = "  Up/Down: move   Left/Right or 1-9: choose",
+                          ends = "   Enter: OK   Esc: Cancel";
+        screen +=
+            keys.size() + ends.size() <= columns ? keys + ends + "\r\n" : keys + "\r\n " + ends + "\r\n";
         Write(screen);
     }
 
@@ -196,6 +234,7 @@ class TerminalFrontEnd : public DialogFrontEnd {
         case '\n':
             return Key::Enter;
         case 3: // Ctrl-C
+            return Key::Interrupt;
         case 'q':
         case 'Q':
             return Key::Cancel;
@@ -272,6 +311,7 @@ class TerminalFrontEnd : public DialogFrontEnd {
     bool rawMode_ = false;
     termios saved_{};
     int openDialogs_ = 0;
+    bool interrupted_ = false; // Ctrl-C ended the dialog: SIGINT follows its disposal
     int16_t focus_ = 0;
 };
 

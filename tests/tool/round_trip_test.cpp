@@ -112,12 +112,3 @@ TEST_F(ToolTest, EncodesEachBlockKindAndDecodesToTheCodecsPictures) {
         unlink(Path("back.argb").c_str());
     }
 }
-
-TEST_F(ToolTest, DemoWritesItsMovieAndDecodedVideo) {
-    const RunResult demo = Run({"qzkt", "demo", "--quiet", prefsArg_}, "", "demo.txt");
-    ASSERT_EQ(demo.status, 0) << demo.err;
-    ExpectQZKTMovie("demo.mov", 1280, 720, 48, "24/1");
-    EXPECT_EQ(access(Path("demo_decoded.mkv").c_str(), F_OK), 0);
-    const Bytes report = ReadFile(Path("demo.txt"));
-    EXPECT_NE(std::string(report.begin(), report.end()).find("PSNR"), std::string::npos);
-}

@@ -16,6 +16,8 @@
 #include "timer.h"
 #include "tool_error.h"
 
+#include <qzkt/qzkt.h>
+
 namespace {
 
 const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
@@ -27,8 +29,17 @@ const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
                     "frames of INPUT (anything FFmpeg reads). Each configuration runs in a process of its\n"
                     "own, since the DXT24 worker pool keeps the size it starts with.\n"
                     "\n"
+                    "The decoder column says where a row's frames were decoded: CPU (DXT24), GPU, or\n"
+                    "software GL (Mesa's renderer on the CPU, when there is no GPU: not a GPU figure).\n"
+                    "decode/memcpy is the time to decode a frame over the time to copy it: 2.0x means\n"
+                    "decoding takes twice as long as a memcpy of the frame, below 1 it is faster.\n"
+                    "A row that cannot be measured says why, and the bench then ends with status 1:\n"
+                    "with --gl hardware on a machine without a GPU renderer, the DXT1 and DXT5 rows.\n"
+                    "\n"
                     "  --frames N       how many frames (default 30)\n"
-                    "  --gl MODE        renderer for DXT1/DXT5 decoding: auto, hardware, software\n"
+                    "  --gl MODE        renderer for DXT1/DXT5 decoding: auto (the GPU, else Mesa's\n"
+                    "                   software renderer), hardware (the GPU only), software (Mesa's\n"
+                    "                   renderer accepted too)\n"
                     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
 struct Config {
@@ -43,7 +54,6 @@ struct Result {
     double decodeSeconds;
     double bytes;
     double psnrSum;
-    int softwareRenderer;
     char error[200];
 };
 
@@ -59,9 +69,7 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
             encoded.push_back(encoder.Encode(frame.data(), width * 4));
         result.encodeSeconds = timer.GetElapsedTime();
 
-        if (config.settings.alpha || !config.settings.dxt24)
-            result.softwareRenderer =
-                !PrepareRenderer(renderer).empty() || renderer == RendererChoice::kSoftware;
+        if (config.settings.alpha || !config.settings.dxt24) PrepareRenderer(renderer);
         FrameDecoder decoder(width, height);
         std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 4);
         decoder.Decode(encoded[0].data(), encoded[0].size(), picture.data(),
@@ -118,6 +126,35 @@ double MemcpySeconds(const std::vector<uint8_t>& frame) {
         if (copy[i] != frame[i]) break; // keeps the copy from being optimised away
     }
     return best;
+}
+
+// Which OpenGL renderer the DXT1/DXT5 rows will use, found before any row is measured so that
+// the table and its footer say the same.
+struct GLPath {
+    std::string decoder; // "GPU" or "software GL"; "" when there is none for the choice
+    std::string missing; // why not, when decoder is ""
+};
+
+GLPath FindGLPath(RendererChoice choice) {
+    // Asked in a process of its own: the measuring processes are forked from this one, and
+    // an OpenGL driver's threads do not survive a fork.
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) throw ToolError("cannot start a measuring process");
+    if (child == 0)
+        _exit((qzkt_renderer_available(QZKT_RENDERER_HARDWARE) ? 1 : 0) |
+              (qzkt_renderer_available(QZKT_RENDERER_SOFTWARE) ? 2 : 0));
+    int status = 0;
+    waitpid(child, &status, 0);
+    const int found = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
+    const bool hardware = (found & 1) != 0, software = (found & 2) != 0;
+    if (choice == RendererChoice::kHardware)
+        return hardware ? GLPath{"GPU", ""}
+                        : GLPath{"", "no GPU OpenGL renderer (--gl auto or software measures Mesa's)"};
+    if (choice == RendererChoice::kAuto && hardware) return {"GPU", ""};
+    if (software) return {hardware ? "GPU" : "software GL", ""};
+    return {"",
+            "no OpenGL renderer, not even a software one (install Mesa: libegl-mesa0 and libgl1-mesa-dri)"};
 }
 
 qzkt_settings Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
@@ -179,33 +216,53 @@ int RunBench(const Args& args) {
 
     const double frameBytes = 4.0 * width * height;
     const double copySeconds = MemcpySeconds(frames[0]);
-    std::printf("qzkt bench: %zu frames of %dx%d from %s; %d physical cores, %d logical\n", frames.size(),
-                width, height, what.c_str(), physicalCores, logical);
-    std::printf("baseline: memcpy of one frame %.3f ms (%.0f fps)\n\n", copySeconds * 1e3, 1.0 / copySeconds);
-    std::printf("%-6s %-4s %7s  %11s %7s %8s  %10s %10s %11s\n", "blocks", "LZF", "threads", "bytes/frame",
-                "ratio", "PSNR", "encode fps", "decode fps", "decode/copy");
-    bool software = false;
+    const GLPath gl = FindGLPath(renderer);
+    std::printf("qzkt bench: %zu frame%s of %dx%d from %s; %d physical cores, %d logical\n", frames.size(),
+                frames.size() == 1 ? "" : "s", width, height, what.c_str(), physicalCores, logical);
+    std::printf("baseline: memcpy of one frame %.3f ms (%.0f fps)\n", copySeconds * 1e3, 1.0 / copySeconds);
+    std::printf(
+        "decode/memcpy: a frame's decode time over its memcpy time (above 1: slower than a copy)\n\n");
+    std::printf("%-6s %-4s %7s  %11s %7s %8s  %10s %10s  %-11s %13s\n", "blocks", "LZF", "threads",
+                "bytes/frame", "ratio", "PSNR", "encode fps", "decode fps", "decoder", "decode/memcpy");
+    bool failed = false;
     for (const Config& config : configs) {
-        const Result r = MeasureInChild(config, frames, width, height, renderer);
-        if (!r.ok) {
-            std::printf("%-6s %-4s %7d  failed: %s\n", config.blocks, config.settings.no_lzf ? "no" : "yes",
-                        config.workers, r.error);
+        const bool usesGL = config.settings.alpha || !config.settings.dxt24;
+        const char* lzf = config.settings.no_lzf ? "no" : "yes";
+        const std::string threads =
+            config.settings.dxt24 && !config.settings.alpha ? std::to_string(config.workers) : "-";
+        if (usesGL && gl.decoder.empty()) {
+            std::printf("%-6s %-4s %7s  not measured: %s\n", config.blocks, lzf, threads.c_str(),
+                        gl.missing.c_str());
+            failed = true;
             continue;
         }
-        software |= r.softwareRenderer != 0;
+        const Result r = MeasureInChild(config, frames, width, height, renderer);
+        if (!r.ok) {
+            std::printf("%-6s %-4s %7s  failed: %s\n", config.blocks, lzf, threads.c_str(), r.error);
+            failed = true;
+            continue;
+        }
         const double n = static_cast<double>(frames.size());
         const double decodeFrame = r.decodeSeconds / n;
-        std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f %10.1fx\n", config.blocks,
-                    config.settings.no_lzf ? "no" : "yes",
-                    std::string(config.settings.dxt24 && !config.settings.alpha
-                                    ? std::to_string(config.workers)
-                                    : "-")
-                        .c_str(),
-                    r.bytes / n, frameBytes * n / r.bytes, r.psnrSum / n, n / r.encodeSeconds,
-                    1.0 / decodeFrame, decodeFrame / copySeconds);
+        std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f  %-11s %12.2fx\n", config.blocks,
+                    lzf, threads.c_str(), r.bytes / n, frameBytes * n / r.bytes, r.psnrSum / n,
+                    n / r.encodeSeconds, 1.0 / decodeFrame, usesGL ? gl.decoder.c_str() : "CPU",
+                    decodeFrame / copySeconds);
         std::fflush(stdout);
     }
-    std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on %s.\n",
-                software ? "Mesa's software OpenGL renderer (no GPU found)" : "the GPU");
+    if (gl.decoder == "GPU")
+        std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on the GPU.\n");
+    else if (!gl.decoder.empty())
+        std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on Mesa's software OpenGL renderer "
+                    "(%s), so their decode figures are not GPU figures.\n",
+                    renderer == RendererChoice::kSoftware ? "--gl software" : "no GPU found");
+    else
+        std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 were not measured: %s.\n", gl.missing.c_str());
+    if (failed) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "qzkt bench: not every configuration could be measured%s\n",
+                     gl.decoder.empty() ? (": " + gl.missing).c_str() : "");
+        return kExitFailure;
+    }
     return kExitOK;
 }
