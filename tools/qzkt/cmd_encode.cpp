@@ -124,9 +124,10 @@ void PrintSummary(const FrameSource& source, int64_t frames, const std::string& 
                   const std::string& output, double seconds) {
     const int64_t bytes = FileSize(output);
     const double raw = 4.0 * source.width() * source.height() * static_cast<double>(frames);
-    std::fprintf(stderr, "qzkt encode: %s of %dx%d (%s) to %s: %s, %.1f:1, %.1f fps\n",
+    const double ratio = bytes > 0 ? raw / static_cast<double>(bytes) : 0.0;
+    std::fprintf(stderr, "qzkt encode: %s of %dx%d (%s) to %s: %s, %.*f:1, %.1f fps\n",
                  Counted(frames, "frame").c_str(), source.width(), source.height(), settings.c_str(),
-                 output.c_str(), HumanSize(bytes).c_str(), bytes > 0 ? raw / static_cast<double>(bytes) : 0.0,
+                 output.c_str(), HumanSize(bytes).c_str(), ratio < 1 ? 2 : 1, ratio,
                  seconds > 0 ? frames / seconds : 0.0);
 }
 

@@ -260,7 +260,9 @@ class VideoSink : public FrameSink {
         std::vector<const AVCodec*> codecs;
         for (AVCodecID id : {AV_CODEC_ID_FFV1, AV_CODEC_ID_PNG, AV_CODEC_ID_RAWVIDEO}) {
             const AVCodec* candidate = avcodec_find_encoder(id);
-            if (candidate != nullptr && avformat_query_codec(container, id, FF_COMPLIANCE_NORMAL) == 1)
+            // Matroska stores PNG in its compatibility (VFW) mode, which it reports as unofficial.
+            const int compliance = id == AV_CODEC_ID_PNG ? FF_COMPLIANCE_UNOFFICIAL : FF_COMPLIANCE_NORMAL;
+            if (candidate != nullptr && avformat_query_codec(container, id, compliance) == 1)
                 codecs.push_back(candidate);
         }
         if (codecs.empty())

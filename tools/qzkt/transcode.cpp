@@ -58,8 +58,9 @@ TimeRange ParseTimeRange(const Options& options) {
 FrameWindow::FrameWindow(const TimeRange& range, AVRational timeBase, int64_t origin)
     : active_(range.Any()), range_(range), timeBase_(timeBase) {
     const int64_t originMicros = av_rescale_q(origin, timeBase, AV_TIME_BASE_Q);
-    from_ = originMicros + range.start;
-    if (range.duration >= 0) to_ = from_ + range.duration;
+    // Without a start nothing before the origin is cut (such as audio priming before time 0).
+    from_ = range.start > 0 ? originMicros + range.start : INT64_MIN;
+    if (range.duration >= 0) to_ = originMicros + range.start + range.duration;
     if (range.start > 0) shift_ = av_rescale_q(from_, AV_TIME_BASE_Q, timeBase);
 }
 
