@@ -52,6 +52,8 @@ class TranscodeTest : public ToolTest {
                  "language=fra",
                  "-timecode",
                  "01:02:03:04",
+                 "-metadata",
+                 "creation_time=2024-01-02T03:04:05Z",
                  "-shortest",
                  Path("in.mov")});
     }
@@ -91,6 +93,22 @@ TEST_F(TranscodeTest, AudioTimecodeAndMetadataSurviveEncodeAndDecode) {
         return Probe({"-select_streams", "a:0", "-show_entries", "packet=pts,size", file});
     };
     EXPECT_EQ(packets(Path("out.mov")), packets(Path("in.mov")));
+
+    EXPECT_EQ(Probe({"-show_entries", "format_tags=creation_time", Path("out.mov")}),
+              "TAG:creation_time=2024-01-02T03:04:05.000000Z\n");
+
+    // A rotated picture stays rotated; a stream of another kind is named as it is left out.
+    const std::string srt = "1\n00:00:00,000 --> 00:00:01,000\nhello\n";
+    WriteFile(Path("s.srt"), Bytes(srt.begin(), srt.end()));
+    MustRun({"ffmpeg", "-v", "error", "-i", Path("in.mov"), "-i", Path("s.srt"), "-map", "0", "-map", "1",
+             "-c", "copy", "-c:s", "mov_text", "-metadata:s:v:0", "rotate=90", Path("subtitled.mov")});
+    const RunResult subtitled = Run({"qzkt", "encode", prefsArg_, "subtitled.mov", "subtitled-qzkt.mov"});
+    ASSERT_EQ(subtitled.status, 0) << subtitled.err;
+    EXPECT_EQ(subtitled.err, "qzkt encode: dropping stream #3 (subtitle mov_text): only audio and the "
+                             "timecode are carried over\n");
+    EXPECT_EQ(Probe({"-select_streams", "v:0", "-show_entries", "stream_side_data=rotation",
+                     Path("subtitled-qzkt.mov")}),
+              "rotation=90\n");
 
     // Without audio: the same QZKT samples, and the timecode and title still.
     ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--no-audio", "in.mov", "silent.mov"}).status, 0);
