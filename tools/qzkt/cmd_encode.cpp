@@ -187,7 +187,11 @@ int RunEncode(const Args& args) {
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
     const KELSettingsValues settings = ResolveSettings(choice);
-    if (options.Has("--threads")) Note(quiet, ThreadNote(options.Value("--threads"), choice.threadSetting));
+    if (options.Has("--threads") && (settings.alpha || !settings.dxt24))
+        Note(quiet, "--threads has no effect: the machine-wide settings give " + DescribeSettings(settings) +
+                        ", and only DXT24 blocks are encoded by several threads");
+    else if (options.Has("--threads"))
+        Note(quiet, ThreadNote(options.Value("--threads"), choice.threadSetting));
     if (source->hasAlpha() && !settings.alpha)
         Note(quiet, input + " has an alpha channel, which these settings drop (" +
                         DescribeSettings(settings) + "); --alpha keeps it");
