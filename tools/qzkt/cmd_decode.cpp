@@ -172,9 +172,9 @@ int RunDecode(const Args& args) {
     std::vector<int64_t> damagedBeforeFirstIntact; // their times
     std::string firstProblem;
     bool rendererReady = false;
-    std::string rendererNote, rendererUsed;
+    std::string rendererUsed; // for the summary
     int64_t frames = 0, damaged = 0;
-    Progress progress("decoding", movie.frameCount(), quiet);
+    Progress progress("decoding", expectedFrames, quiet);
     QZKTSample sample;
     while (movie.Next(sample)) {
         // DXT1/DXT5 frames need the GPU path; set it up at the first one.
