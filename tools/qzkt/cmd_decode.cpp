@@ -97,6 +97,7 @@ std::unique_ptr<FrameSink> OpenSinkCarrying(const std::string& output, QZKTMovie
             for (const std::string& note : copier->notes())
                 std::fprintf(stderr, "%s\n", note.c_str());
         copier->SetWindow(window.fromMicros(), window.toMicros(), window.shiftMicros());
+        if (window.endsByCount()) copier->HoldAll(); // until the last frame says where the range ends
         for (const AvPacketPtr& packet : heldAudio)
             copier->Take(packet.get());
     }
@@ -217,6 +218,8 @@ int RunDecode(const Args& args) {
                      static_cast<long long>(frames), input.c_str(), firstProblem.c_str());
         return kExitDamagedFrames;
     }
+    if (sink->copier() != nullptr && movie.window().endsByCount())
+        sink->copier()->EndAt(movie.window().TakenEndMicros(movie.frameRate()));
     sink->Finish();
     progress.Done();
     if (!quiet) PrintSummary(frames, width, height, input, *sink, output, rendererUsed, progress.Elapsed());

@@ -377,6 +377,8 @@ class RangeSource : public FrameSource {
     int videoIndex() const override { return inner_->videoIndex(); }
     void CopyOthersTo(StreamCopier* copier) override {
         copier->SetWindow(window_.fromMicros(), window_.toMicros(), window_.shiftMicros());
+        if (window_.endsByCount()) copier->HoldAll(); // until the last frame says where the range ends
+        copier_ = copier;
         inner_->CopyOthersTo(copier);
     }
 
@@ -389,6 +391,7 @@ class RangeSource : public FrameSource {
             return true;
         }
         stopped_ = true;
+        if (copier_ != nullptr && window_.endsByCount()) copier_->EndAt(window_.TakenEndMicros(frameRate_));
         return false;
     }
 
@@ -397,6 +400,7 @@ class RangeSource : public FrameSource {
   private:
     std::unique_ptr<FrameSource> inner_;
     FrameWindow window_;
+    StreamCopier* copier_ = nullptr;
     bool stopped_ = false;
 };
 

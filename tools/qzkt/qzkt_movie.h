@@ -84,6 +84,7 @@ class QZKTMovieReader {
     void SetWindow(const FrameWindow& window) { window_ = window; }
     // Whether the window, not the movie, ended the reading; the samples read, taken or not.
     bool stoppedByWindow() const { return window_.stoppedEarly(); }
+    const FrameWindow& window() const { return window_; }
     int64_t samplesRead() const { return samplesRead_; }
     // Packets of the movie's audio streams go to handle as they are read.
     void ReadAudio(std::function<void(const AVPacket*)> handle);

@@ -96,7 +96,7 @@ void StreamCopier::Take(const AVPacket* packet) {
     if (!Copies(packet->stream_index)) return;
     AvPacketPtr copy(av_packet_clone(packet));
     if (!copy) throw ToolError("out of memory");
-    if (!started_) {
+    if (!started_ || holdAll_) {
         held_.push_back(std::move(copy));
         return;
     }
@@ -105,7 +105,7 @@ void StreamCopier::Take(const AVPacket* packet) {
 
 void StreamCopier::Start() {
     started_ = true;
-    Flush();
+    if (!holdAll_) Flush();
 }
 
 void StreamCopier::Flush() {

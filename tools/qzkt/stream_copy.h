@@ -4,6 +4,7 @@
 // cannot hold, and streams of other kinds, are left out with a one-line note each.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -29,6 +30,11 @@ class StreamCopier {
     // shiftMicros (the same window and shift as the pictures).
     void SetWindow(int64_t fromMicros, int64_t toMicros, int64_t shiftMicros);
 
+    // Holds every packet until Flush, for a window whose end is learnt only at the end.
+    void HoldAll() { holdAll_ = true; }
+    // Narrows the window's end (microseconds of the input's time).
+    void EndAt(int64_t toMicros) { to_ = std::min(to_, toMicros); }
+
     // Holds packets until the output's header is written (see Start).
     void Take(const AVPacket* packet);
     // From now on packets go straight to the output; those held go first.
@@ -45,6 +51,7 @@ class StreamCopier {
     std::vector<std::string> notes_;
     int64_t from_ = INT64_MIN, to_ = INT64_MAX, shift_ = 0;
     bool started_ = false;
+    bool holdAll_ = false;
     std::deque<AvPacketPtr> held_;
 };
 

@@ -1,6 +1,7 @@
 // Overwrite checks, range selection, the colour-matrix choice and summary wording.
 #include "transcode.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sys/stat.h>
 
@@ -73,7 +74,14 @@ FrameWindow::Verdict FrameWindow::Judge(int64_t pts) {
     }
     if (micros < from_) return kSkip;
     ++taken_;
+    lastTaken_ = pts;
     return kTake;
+}
+
+int64_t FrameWindow::TakenEndMicros(AVRational rate) const {
+    if (taken_ == 0) return INT64_MAX;
+    const int64_t period = rate.num > 0 && rate.den > 0 ? av_rescale_q(1, av_inv_q(rate), timeBase_) : 0;
+    return av_rescale_q(lastTaken_ + std::max<int64_t>(period, 1), timeBase_, AV_TIME_BASE_Q);
 }
 
 int64_t FrameWindow::shiftMicros() const {

@@ -63,6 +63,11 @@ class FrameWindow {
     bool active() const { return active_; }
     // Whether Judge has said kStop: the range ended before the input.
     bool stoppedEarly() const { return stopped_; }
+    // Whether the range ends after a number of frames, so that where it ends is known only then.
+    bool endsByCount() const { return active_ && range_.frames >= 0; }
+    // The end of the last frame taken (its time plus one period at rate), in microseconds of
+    // the input's time; INT64_MAX before any.
+    int64_t TakenEndMicros(AVRational rate) const;
 
   private:
     bool active_ = false;
@@ -71,6 +76,7 @@ class FrameWindow {
     int64_t from_ = 0, to_ = INT64_MAX; // microseconds
     int64_t shift_ = 0;                 // in timeBase
     int64_t taken_ = 0;
+    int64_t lastTaken_ = 0; // in timeBase
     bool stopped_ = false;
 };
 
