@@ -218,7 +218,7 @@ int RunEncode(const Args& args) {
     const std::string inputName = input == "-" ? "standard input" : input;
     const std::string damage = source->Damage();
     if (frames == 0)
-        throw ToolError(inputName + " holds no frames" +
+        throw ToolError(inputName + " holds no frames" + (range.Any() ? " in the range given" : "") +
                         (damage.empty() ? "" : " that can be read: " + damage));
     movie.Finish();
     progress.Done();
