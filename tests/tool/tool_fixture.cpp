@@ -1,6 +1,8 @@
 // Running the tool and FFmpeg's programs as child processes.
 #include "tool_fixture.h"
 
+#include <regex>
+
 #include <csignal>
 #include <cstdlib>
 #include <dirent.h>
@@ -99,8 +101,20 @@ RunResult ToolTest::Wait(pid_t pid) {
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     result.peakRssKiB = usage.ru_maxrss;
     const Bytes err = ReadFile(root_ + "/stderr");
-    result.err.assign(err.begin(), err.end());
+    SplitSummary(std::string(err.begin(), err.end()), result);
     return result;
+}
+
+void SplitSummary(const std::string& err, RunResult& result) {
+    static const std::regex summary("qzkt (encode|decode): [0-9]+ frames? of [0-9]+x[0-9]+ .*");
+    size_t start = 0;
+    while (start < err.size()) {
+        size_t end = err.find('\n', start);
+        end = end == std::string::npos ? err.size() : end + 1;
+        const std::string line = err.substr(start, end - start);
+        (std::regex_match(line.substr(0, line.find('\n')), summary) ? result.summary : result.err) += line;
+        start = end;
+    }
 }
 
 RunResult ToolTest::Run(const std::vector<std::string>& args, const std::string& stdinName,

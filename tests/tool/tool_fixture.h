@@ -15,7 +15,8 @@ using Bytes = std::vector<uint8_t>;
 
 struct RunResult {
     int status = -1;     // the exit status, or 128 + the signal that ended the process
-    std::string err;     // standard error
+    std::string err;     // standard error, less the summary line
+    std::string summary; // the tool's closing summary line ("qzkt encode: 3 frames of ..."), if any
     long peakRssKiB = 0; // the process's peak resident memory
     long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
 };
@@ -60,6 +61,9 @@ class ToolTest : public testing::Test {
     std::string prefsArg_; // an empty settings folder, so the default settings apply
     std::vector<pid_t> toolPids_;
 };
+
+// Sets result's err and summary from a child's standard error.
+void SplitSummary(const std::string& err, RunResult& result);
 
 Bytes ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const Bytes& bytes);

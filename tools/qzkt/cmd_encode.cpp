@@ -12,6 +12,7 @@
 #include "progress.h"
 #include "qzkt_movie.h"
 #include "tool_error.h"
+#include "transcode.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>
@@ -27,9 +28,15 @@ const char* kHelp =
     "sequence pattern such as frames_%04d.png. With --raw, INPUT is raw 32-bit ARGB frames\n"
     "(a file, or - for standard input), e.g.\n"
     "  ffmpeg -i in.mp4 -f rawvideo -pix_fmt argb - | qzkt encode --raw 1920x1080 - out.mov\n"
-    "OUTPUT appears only when the encode succeeded; it is never INPUT itself (under any name)\n"
-    "nor anything but a regular file. An input that is cut short or damaged is encoded as far\n"
-    "as it can be read; the encode then says what was wrong and ends with exit status 3.\n"
+    "OUTPUT must end in .mov or .qt. It appears only when the encode succeeded; it is never\n"
+    "INPUT itself (under any name) nor anything but a regular file, and an existing OUTPUT is\n"
+    "replaced only with -y. An input that is cut short or damaged is encoded as far as it can\n"
+    "be read; the encode then says what was wrong and ends with exit status 3.\n"
+    "The input's audio streams, timecode and metadata (title, creation time, language,\n"
+    "rotation) are copied into the movie unchanged; a stream QuickTime cannot hold is named\n"
+    "in a note and left out. Y'CbCr video without colour tags is converted with the BT.709\n"
+    "matrix from 720 rows up and BT.601 below, as players do (see --matrix).\n"
+    "At the end a summary line says what was written (frames, size, ratio, speed).\n"
     "\n"
     "Without these options the machine-wide settings apply (see qzkt settings):\n"
     "  --alpha           DXT5 blocks that keep the alpha channel\n"
@@ -38,10 +45,24 @@ const char* kHelp =
     "  --threads N|auto  DXT24 encoding threads: the nearest of 1, 2, 4, 6, 8, 12, 16, 24;\n"
     "                    auto is one per physical core\n"
     "\n"
+    "  --alpha and --dxt1 contradict each other, as do --threads and --alpha or --dxt1 (only\n"
+    "  DXT24 blocks are encoded by several threads).\n"
+    "\n"
+    "  -y, --overwrite   replace an existing OUTPUT\n"
+    "  -n, --no-overwrite  never replace an existing OUTPUT (stop with exit status 1)\n"
+    "  -ss, --start TIME  start TIME into the input (1.5, 00:01:02.5: ffmpeg's syntax); the\n"
+    "                    movie starts at 0\n"
+    "  -t, --duration TIME  take at most TIME of the input\n"
+    "  --frames N        take at most N frames\n"
+    "  --rate FPS        the input's frame rate: a number or a fraction such as 30000/1001;\n"
+    "                    for image sequences and raw input the rate they are read at (as\n"
+    "                    ffmpeg's -framerate; raw input defaults to 25), for other inputs\n"
+    "                    their frames are retimed to it\n"
+    "  --matrix M        bt601, bt709 or auto (default): the Y'CbCr matrix; auto takes the\n"
+    "                    input's colour tags, or for untagged input the rule above\n"
+    "  --no-audio        leave the audio out\n"
     "  --raw WxH         INPUT is raw ARGB frames of this size\n"
-    "  --rate FPS        frame rate of raw input: a number or a fraction such as 30000/1001\n"
-    "                    (default 25)\n"
-    "  --quiet           no progress line (there is none when standard error is not a terminal)\n"
+    "  --quiet           no progress line, notes or summary\n"
     "  --prefs-dir DIR   folder of the settings file\n";
 
 void ParseSize(const std::string& text, int& width, int& height) {
@@ -59,17 +80,76 @@ AVRational ParseRate(const std::string& text) {
     return rate;
 }
 
+// The movie's name says QuickTime: .mov or .qt, whatever the case.
+void CheckMovieName(const std::string& output) {
+    std::string lower = output;
+    for (char& c : lower)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const auto endsWith = [&](const std::string& suffix) {
+        return lower.size() > suffix.size() &&
+               lower.compare(lower.size() - suffix.size(), suffix.size(), suffix) == 0;
+    };
+    if (!endsWith(".mov") && !endsWith(".qt"))
+        throw UsageError(output +
+                         " is not a QuickTime movie name: the output of qzkt encode is a .mov (or .qt) "
+                         "file; decode it to other formats with qzkt decode");
+}
+
+// Settings that cannot all hold are refused rather than resolved in silence.
+void CheckContradictions(const Options& options) {
+    if (options.Has("--alpha") && options.Has("--dxt1"))
+        throw UsageError(
+            "--alpha (DXT5 blocks with alpha) and --dxt1 (opaque DXT1 blocks) contradict each other");
+    if (options.Has("--threads") && (options.Has("--alpha") || options.Has("--dxt1")))
+        throw UsageError(std::string("--threads applies to DXT24 blocks only, not to ") +
+                         (options.Has("--alpha") ? "--alpha (DXT5)" : "--dxt1") + " blocks");
+    if (options.Has("--matrix") && options.Has("--raw"))
+        throw UsageError("--matrix applies to Y'CbCr input, not to --raw ARGB frames");
+}
+
+// Says once when --threads N gives another number of workers.
+std::string ThreadNote(const std::string& asked, int threadSetting) {
+    if (asked == "auto") return "";
+    const std::string given = DescribeThreadSetting(threadSetting);
+    const std::string wanted = Counted(std::strtol(asked.c_str(), nullptr, 10), "thread");
+    if (given == wanted) return "";
+    return "--threads " + asked + " uses " + given + " (the settings offer 1, 2, 4, 6, 8, 12, 16 or 24)";
+}
+
+void Note(bool quiet, const std::string& line) {
+    if (!quiet && !line.empty()) std::fprintf(stderr, "qzkt encode: %s\n", line.c_str());
+}
+
+void PrintSummary(const FrameSource& source, int64_t frames, const std::string& settings,
+                  const std::string& output, double seconds) {
+    const int64_t bytes = FileSize(output);
+    const double raw = 4.0 * source.width() * source.height() * static_cast<double>(frames);
+    const double ratio = bytes > 0 ? raw / static_cast<double>(bytes) : 0.0;
+    std::fprintf(stderr, "qzkt encode: %s of %dx%d (%s) to %s: %s, %.*f:1, %.1f fps\n",
+                 Counted(frames, "frame").c_str(), source.width(), source.height(), settings.c_str(),
+                 output.c_str(), HumanSize(bytes).c_str(), ratio < 1 ? 2 : 1, ratio,
+                 seconds > 0 ? frames / seconds : 0.0);
+}
+
 } // namespace
 
 int RunEncode(const Args& args) {
-    const Options options(args, {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet"},
-                          {"--threads", "--raw", "--rate", "--prefs-dir"});
+    const Options options(
+        args,
+        {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
+        {"--threads", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames", "--matrix"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
     const std::string& output = options.positional()[1];
     if (output == "-") throw UsageError("the movie needs a file name (it is written with seeks)");
-    if (options.Has("--rate") && !options.Has("--raw")) throw UsageError("--rate goes with --raw");
+    CheckContradictions(options);
+    const Overwrite overwrite = OverwriteChoice(options);
+    const TimeRange range = ParseTimeRange(options);
+    MediaOptions media;
+    media.matrix = ParseMatrixChoice(options.Value("--matrix", "auto"));
+    if (options.Has("--rate")) media.rate = ParseRate(options.Value("--rate"));
+    const bool quiet = options.Has("--quiet");
 
     SettingsChoice choice;
     if (options.Has("--alpha")) choice.alpha = 1;
@@ -80,6 +160,10 @@ int RunEncode(const Args& args) {
     if (options.Has("--no-lzf")) choice.noLZF = 1;
     if (options.Has("--threads")) choice.threadSetting = ThreadSettingFor(options.Value("--threads"));
 
+    // Refused before any work: an output that is an input or not a file, then a name that is not
+    // a movie's, then an existing file.
+    ProtectInput(input);
+    CheckOutputName(output);
     ApplyPrefsDir(options.Value("--prefs-dir"));
     RegisterCodecComponents();
 
@@ -90,43 +174,56 @@ int RunEncode(const Args& args) {
         source = OpenRawSource(input, width, height, ParseRate(options.Value("--rate", "25")));
     } else {
         if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
-        source = OpenMediaSource(input);
+        source = OpenMediaSource(input, media);
     }
     for (const std::string& file : source->files())
         ProtectInput(file);
+    CheckOutputName(output); // also against every image of a sequence
+    CheckMovieName(output);
+    CheckOverwrite(output, overwrite);
     if (source->width() > 32767 || source->height() > 32767)
         throw ToolError(input + " is too large for a QZKT movie");
+    source = SelectRange(std::move(source), range);
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
     const qzkt_settings settings = ResolveSettings(choice);
+    if (options.Has("--threads") && (settings.alpha || !settings.dxt24))
+        Note(quiet, "--threads has no effect: the machine-wide settings give " + DescribeSettings(settings) +
+                        ", and only DXT24 blocks are encoded by several threads");
+    else if (options.Has("--threads"))
+        Note(quiet, ThreadNote(options.Value("--threads"), choice.threadSetting));
+    if (source->hasAlpha() && !settings.alpha)
+        Note(quiet, input + " has an alpha channel, which these settings drop (" +
+                        DescribeSettings(settings) + "); --alpha keeps it");
     FrameEncoder encoder(source->width(), source->height(), choice.Any() ? &settings : nullptr);
-    QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate());
+    CarryOver carry;
+    carry.input = source->format();
+    carry.videoIndex = source->videoIndex();
+    carry.keepAudio = !options.Has("--no-audio");
+    carry.who = "qzkt encode";
+    QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate(),
+                          carry.input != nullptr ? &carry : nullptr);
+    for (const std::string& note : movie.copier().notes())
+        if (!quiet) std::fprintf(stderr, "%s\n", note.c_str());
+    source->CopyOthersTo(&movie.copier());
 
-    const bool quiet = options.Has("--quiet");
     Progress progress("encoding", source->expectedFrames(), quiet);
-    int64_t frames = 0, bytes = 0;
+    int64_t frames = 0;
     ArgbFrame frame;
     while (source->Next(frame)) {
         const std::vector<uint8_t>& encoded = encoder.Encode(frame.data, frame.rowBytes);
         movie.WriteFrame(encoded.data(), encoded.size(), frame.pts);
-        bytes += static_cast<int64_t>(encoded.size());
         progress.Update(++frames);
     }
     const std::string inputName = input == "-" ? "standard input" : input;
     const std::string damage = source->Damage();
     if (frames == 0)
-        throw ToolError(inputName + " holds no frames" +
+        throw ToolError(inputName + " holds no frames" + (range.Any() ? " in the range given" : "") +
                         (damage.empty() ? "" : " that can be read: " + damage));
     movie.Finish();
     progress.Done();
 
-    if (!quiet && isatty(STDERR_FILENO)) {
-        const double raw = 4.0 * source->width() * source->height() * static_cast<double>(frames);
-        std::fprintf(stderr, "encoded %lld frames of %dx%d (%s) to %s: %.1f MB, %.1f:1, %.1f fps\n",
-                     static_cast<long long>(frames), source->width(), source->height(),
-                     DescribeSettings(settings).c_str(), output.c_str(), bytes / 1e6,
-                     raw / static_cast<double>(bytes), frames / progress.Elapsed());
-    }
+    if (!quiet) PrintSummary(*source, frames, DescribeSettings(settings), output, progress.Elapsed());
     if (!damage.empty()) {
         std::fprintf(stderr, "qzkt encode: %s is damaged or cut short: %s. %s holds the %lld frame%s read\n",
                      inputName.c_str(), damage.c_str(), output.c_str(), static_cast<long long>(frames),

@@ -12,6 +12,8 @@
 #include "ffmpeg_util.h"
 #include "interrupt_cleanup.h"
 #include "output_check.h"
+#include "qzkt_movie.h"
+#include "stream_copy.h"
 #include "tool_error.h"
 
 extern "C" {
@@ -87,6 +89,13 @@ class PictureEncoder {
         context_->framerate = frameRate;
         context_->pix_fmt = ChooseFormat(codec);
         context_->thread_count = 0;
+        if (codec->id == AV_CODEC_ID_MJPEG) {
+            // JPEG stores full-range Y'CbCr with the BT.601 matrix; a fixed high quality.
+            context_->color_range = AVCOL_RANGE_JPEG;
+            context_->colorspace = AVCOL_SPC_BT470BG;
+            context_->flags |= AV_CODEC_FLAG_QSCALE;
+            context_->global_quality = FF_QP2LAMBDA * 2;
+        }
         if (codec->id == AV_CODEC_ID_FFV1) {
             context_->level = 3; // version 3: multithreaded slices, CRCs
             context_->slices = 16;
@@ -115,8 +124,9 @@ class PictureEncoder {
             const uint8_t* src[4] = {argb, nullptr, nullptr, nullptr};
             const int srcLinesize[4] = {rowBytes, 0, 0, 0};
             converter_.Convert(src, srcLinesize, AV_PIX_FMT_ARGB, frame_->data, frame_->linesize,
-                               context_->pix_fmt, width_, height_);
+                               context_->pix_fmt, width_, height_, context_->colorspace);
             frame_->pts = pts;
+            frame_->quality = context_->global_quality;
             frame = frame_.get();
         }
         const int sent = avcodec_send_frame(context_.get(), frame);
@@ -131,11 +141,12 @@ class PictureEncoder {
     }
 
   private:
-    // The first lossless format with alpha that the encoder takes.
+    // The first lossless format with alpha that the encoder takes; for encoders without RGB
+    // (JPEG) full-range Y'CbCr without subsampling, else with.
     static AVPixelFormat ChooseFormat(const AVCodec* codec) {
-        static const AVPixelFormat preferred[] = {AV_PIX_FMT_ARGB,   AV_PIX_FMT_BGRA,  AV_PIX_FMT_RGBA,
-                                                  AV_PIX_FMT_GBRAP,  AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24,
-                                                  AV_PIX_FMT_0RGB32, AV_PIX_FMT_BGR0};
+        static const AVPixelFormat preferred[] = {
+            AV_PIX_FMT_ARGB,  AV_PIX_FMT_BGRA,   AV_PIX_FMT_RGBA, AV_PIX_FMT_GBRAP,    AV_PIX_FMT_RGB24,
+            AV_PIX_FMT_BGR24, AV_PIX_FMT_0RGB32, AV_PIX_FMT_BGR0, AV_PIX_FMT_YUVJ444P, AV_PIX_FMT_YUVJ420P};
         if (codec->pix_fmts == nullptr) return AV_PIX_FMT_ARGB;
         for (AVPixelFormat want : preferred)
             for (const AVPixelFormat* f = codec->pix_fmts; *f != AV_PIX_FMT_NONE; ++f)
@@ -155,20 +166,26 @@ class PictureEncoder {
 
 class ImageSequenceSink : public FrameSink {
   public:
+    // single: pattern is the name of the one image to write.
     ImageSequenceSink(const std::string& pattern, int width, int height, AVRational timeBase,
-                      AVRational frameRate, int64_t expectedFrames)
-        : pattern_(pattern) {
+                      AVRational frameRate, int64_t expectedFrames, bool single = false)
+        : pattern_(pattern), single_(single) {
         char first[4096];
-        if (av_get_frame_filename(first, sizeof first, pattern.c_str(), 1) < 0)
+        if (single)
+            std::snprintf(first, sizeof first, "%s", pattern.c_str());
+        else if (av_get_frame_filename(first, sizeof first, pattern.c_str(), 1) < 0)
             throw ToolError("bad image-sequence pattern " + pattern + " (use one %d, such as out_%04d.png)");
-        CheckNames(expectedFrames);
+        if (single)
+            CheckOutputName(pattern);
+        else
+            CheckNames(expectedFrames);
         const AVOutputFormat* image2 = av_guess_format("image2", nullptr, nullptr);
         const AVCodecID id = av_guess_codec(image2, nullptr, first, nullptr, AVMEDIA_TYPE_VIDEO);
         const AVCodec* codec = avcodec_find_encoder(id);
         if (id == AV_CODEC_ID_NONE || codec == nullptr)
             throw ToolError("cannot tell the image format of " + pattern + " from its extension (try .png)");
         encoder_ = std::make_unique<PictureEncoder>(codec, width, height, timeBase, frameRate, false);
-        description_ = std::string(codec->name) + " images " + pattern;
+        description_ = std::string(codec->name) + (single ? " image " : " images ") + pattern;
         RegisterImageSequence(pattern); // an interrupted decode removes what it wrote
     }
 
@@ -205,8 +222,11 @@ class ImageSequenceSink : public FrameSink {
 
     void Save(AVPacket* packet) {
         char name[4096];
-        if (av_get_frame_filename(name, sizeof name, pattern_.c_str(),
-                                  static_cast<int>(written_.size()) + 1) < 0)
+        if (single_) {
+            if (!written_.empty()) throw ToolError(SingleImageRefusal(pattern_, 2));
+            std::snprintf(name, sizeof name, "%s", pattern_.c_str());
+        } else if (av_get_frame_filename(name, sizeof name, pattern_.c_str(),
+                                         static_cast<int>(written_.size()) + 1) < 0)
             throw ToolError("the pattern " + pattern_ + " cannot number frame " +
                             std::to_string(written_.size() + 1));
         AtomicOutputFile file(name);
@@ -218,6 +238,7 @@ class ImageSequenceSink : public FrameSink {
     }
 
     std::string pattern_;
+    bool single_ = false;
     std::unique_ptr<PictureEncoder> encoder_;
     std::vector<std::string> written_;
     bool finished_ = false;
@@ -229,21 +250,22 @@ class ImageSequenceSink : public FrameSink {
 
 class VideoSink : public FrameSink {
   public:
-    VideoSink(const std::string& output, int width, int height, AVRational timeBase, AVRational frameRate)
+    VideoSink(const std::string& output, int width, int height, AVRational timeBase, AVRational frameRate,
+              const CarryOver* carry)
         : path_(output) {
         const AVOutputFormat* container = av_guess_format(nullptr, output.c_str(), nullptr);
         if (container == nullptr)
             throw ToolError("cannot tell what to write from the name " + output +
                             " (use .argb, an image pattern such as out_%04d.png, or a video such as .mkv)");
-        const AVCodec* codec = nullptr;
+        std::vector<const AVCodec*> codecs;
         for (AVCodecID id : {AV_CODEC_ID_FFV1, AV_CODEC_ID_PNG, AV_CODEC_ID_RAWVIDEO}) {
             const AVCodec* candidate = avcodec_find_encoder(id);
-            if (candidate != nullptr && avformat_query_codec(container, id, FF_COMPLIANCE_NORMAL) == 1) {
-                codec = candidate;
-                break;
-            }
+            // Matroska stores PNG in its compatibility (VFW) mode, which it reports as unofficial.
+            const int compliance = id == AV_CODEC_ID_PNG ? FF_COMPLIANCE_UNOFFICIAL : FF_COMPLIANCE_NORMAL;
+            if (candidate != nullptr && avformat_query_codec(container, id, compliance) == 1)
+                codecs.push_back(candidate);
         }
-        if (codec == nullptr)
+        if (codecs.empty())
             throw ToolError(std::string("the ") + container->name +
                             " container takes no lossless video codec; use .mkv");
 
@@ -256,18 +278,36 @@ class VideoSink : public FrameSink {
         format_->pb = io_->get();
         format_->flags |= AVFMT_FLAG_CUSTOM_IO;
 
-        encoder_ = std::make_unique<PictureEncoder>(codec, width, height, timeBase, frameRate,
-                                                    (container->flags & AVFMT_GLOBALHEADER) != 0);
+        // FFV1 refuses some tiny sizes (3x5, 4097x3); the next lossless codec then takes them.
+        const AVCodec* codec = nullptr;
+        for (size_t i = 0; i < codecs.size() && codec == nullptr; ++i) {
+            try {
+                encoder_ = std::make_unique<PictureEncoder>(codecs[i], width, height, timeBase, frameRate,
+                                                            (container->flags & AVFMT_GLOBALHEADER) != 0);
+                codec = codecs[i];
+            } catch (const ToolError& e) {
+                if (i + 1 == codecs.size()) throw;
+                note_ = std::string("the ") + codecs[i]->name + " encoder does not take " +
+                        std::to_string(width) + "x" + std::to_string(height) +
+                        " pictures; writing lossless " + codecs[i + 1]->name + " video instead";
+            }
+        }
         stream_ = avformat_new_stream(format_.get(), nullptr);
         if (stream_ == nullptr) throw ToolError("out of memory");
         stream_->time_base = timeBase;
         stream_->avg_frame_rate = frameRate;
         if (avcodec_parameters_from_context(stream_->codecpar, encoder_->context()) < 0)
             throw ToolError("out of memory");
+        if (carry != nullptr)
+            copier_ = StreamCopier(carry->input, carry->videoIndex, format_.get(), stream_, carry->keepAudio,
+                                   carry->who);
         const int written = avformat_write_header(format_.get(), nullptr);
         if (written < 0) throw ToolError("cannot write " + output + ": " + AvErrorText(written));
+        copier_.Start();
         description_ = std::string(codec->name) + " video in " + container->name + " to " + output;
     }
+
+    StreamCopier* copier() override { return &copier_; }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t pts) override {
         encoder_->Encode(argb, rowBytes, pts, [&](AVPacket* packet) { Mux(packet); });
@@ -275,6 +315,7 @@ class VideoSink : public FrameSink {
 
     void Finish() override {
         encoder_->Encode(nullptr, 0, 0, [&](AVPacket* packet) { Mux(packet); });
+        copier_.Flush();
         const int finished = av_write_trailer(format_.get());
         avio_flush(format_->pb);
         if (finished < 0 || format_->pb->error < 0)
@@ -299,6 +340,7 @@ class VideoSink : public FrameSink {
     std::unique_ptr<PictureEncoder> encoder_;
     AvOutputPtr format_; // freed before the encoder, io_ and file_
     AVStream* stream_ = nullptr;
+    StreamCopier copier_;
     std::string description_;
 };
 
@@ -309,11 +351,32 @@ bool IsImageSequencePattern(const std::string& name) {
     return av_get_frame_filename(probe, sizeof probe, name.c_str(), 1) == 0;
 }
 
+bool IsSingleImageName(const std::string& name) {
+    if (IsImageSequencePattern(name)) return false;
+    std::string lower = name;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    for (const char* extension : {".png", ".tif", ".tiff", ".jpg", ".jpeg", ".bmp"})
+        if (EndsWith(lower, extension)) return true;
+    return false;
+}
+
+std::string SingleImageRefusal(const std::string& name, int64_t frames) {
+    const size_t dot = name.rfind('.');
+    const std::string pattern = name.substr(0, dot) + "%04d" + name.substr(dot);
+    return name + " is one image, but the movie has " +
+           (frames > 1 ? std::to_string(frames) + " frames" : std::string("more than one frame")) +
+           "; use a pattern such as " + pattern + " (or --frames 1)";
+}
+
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
-                                         AVRational timeBase, AVRational frameRate, int64_t expectedFrames) {
+                                         AVRational timeBase, AVRational frameRate, int64_t expectedFrames,
+                                         const CarryOver* carry) {
     if (output == "-" || EndsWith(output, ".argb")) return std::make_unique<RawSink>(output, width, height);
     if (IsImageSequencePattern(output))
         return std::make_unique<ImageSequenceSink>(output, width, height, timeBase, frameRate,
                                                    expectedFrames);
-    return std::make_unique<VideoSink>(output, width, height, timeBase, frameRate);
+    if (IsSingleImageName(output))
+        return std::make_unique<ImageSequenceSink>(output, width, height, timeBase, frameRate, 1, true);
+    return std::make_unique<VideoSink>(output, width, height, timeBase, frameRate, carry);
 }

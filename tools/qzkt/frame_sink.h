@@ -16,6 +16,9 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+struct CarryOver;
+class StreamCopier;
+
 class FrameSink {
   public:
     virtual ~FrameSink() = default;
@@ -25,14 +28,29 @@ class FrameSink {
     virtual void Finish() = 0;
     // A line that says what is being written, for the tool's report.
     virtual std::string Description() const = 0;
+    // A note for the user about a choice the sink made (empty when none).
+    virtual std::string Note() const { return note_; }
+    // Where the packets of the streams carried over go; null for sinks that carry none.
+    virtual StreamCopier* copier() { return nullptr; }
+
+  protected:
+    std::string note_;
 };
 
 // Throws ToolError for names that cannot be written (bad pattern, unknown container,
 // unwritable folder, an input or a non-file: see output_check.h). expectedFrames (0 when
 // unknown) is how many images of a sequence to check before the first is written.
+// A single image name (frame.png, .tif, .tiff, .jpg, .jpeg, .bmp without a pattern) takes
+// exactly one frame. With carry, a video output carries the input's audio and metadata.
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
                                          AVRational timeBase, AVRational frameRate,
-                                         int64_t expectedFrames = 0);
+                                         int64_t expectedFrames = 0, const CarryOver* carry = nullptr);
 
 // True for names that OpenFrameSink treats as an image-sequence pattern.
 bool IsImageSequencePattern(const std::string& name);
+
+// True for names of one image file (see OpenFrameSink).
+bool IsSingleImageName(const std::string& name);
+
+// The error for a single image name given a movie of `frames` frames.
+std::string SingleImageRefusal(const std::string& name, int64_t frames);

@@ -11,24 +11,31 @@
 #include <vector>
 
 #include "ffmpeg_util.h"
+#include "stream_copy.h"
 #include "tool_error.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace {
 
-// "1 frame", "3 frames".
-std::string Counted(int64_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 class MediaSource : public FrameSource {
   public:
-    explicit MediaSource(const std::string& path) : path_(path) {
+    MediaSource(const std::string& path, const MediaOptions& options) : path_(path), matrix_(options.matrix) {
         AVFormatContext* format = nullptr;
-        const int opened = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+        AVDictionary* demuxerOptions = nullptr;
+        const bool rateGiven = options.rate.num > 0 && options.rate.den > 0;
+        if (rateGiven) {
+            const std::string rate =
+                std::to_string(options.rate.num) + "/" + std::to_string(options.rate.den);
+            av_dict_set(&demuxerOptions, "framerate", rate.c_str(), 0);
+        }
+        const int opened = avformat_open_input(&format, path.c_str(), nullptr, &demuxerOptions);
+        // A demuxer that took the rate removed it from the dictionary; others get retimed frames.
+        retime_ = rateGiven && av_dict_get(demuxerOptions, "framerate", nullptr, 0) != nullptr;
+        av_dict_free(&demuxerOptions);
         if (opened < 0) throw ToolError("cannot open " + path + ": " + AvErrorText(opened));
         format_.reset(format);
 
@@ -60,6 +67,14 @@ class MediaSource : public FrameSource {
         const AVRational rate = av_guess_frame_rate(format, stream_, nullptr);
         if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
         ReadAnnouncedLength(format);
+        if (stream_->start_time != AV_NOPTS_VALUE) startTime_ = stream_->start_time;
+        const AVPixFmtDescriptor* pixels = av_pix_fmt_desc_get(decoder_->pix_fmt);
+        hasAlpha_ = pixels != nullptr && (pixels->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+        if (retime_) {
+            frameRate_ = options.rate;
+            timeBase_ = av_inv_q(options.rate);
+            startTime_ = 0;
+        }
         argb_.resize(static_cast<size_t>(width_) * height_ * 4);
         ListFiles(format);
     }
@@ -89,6 +104,10 @@ class MediaSource : public FrameSource {
         }
         return false;
     }
+
+    const AVFormatContext* format() const override { return format_.get(); }
+    int videoIndex() const override { return stream_->index; }
+    void CopyOthersTo(StreamCopier* copier) override { copier_ = copier; }
 
     std::string Damage() const override {
         std::vector<std::string> parts;
@@ -196,6 +215,7 @@ class MediaSource : public FrameSource {
                 return;
             }
             if (packet_->stream_index != stream_->index) {
+                if (copier_ != nullptr) copier_->Take(packet_.get());
                 av_packet_unref(packet_.get());
                 continue;
             }
@@ -223,10 +243,12 @@ class MediaSource : public FrameSource {
         uint8_t* dst[4] = {argb_.data(), nullptr, nullptr, nullptr};
         const int dstLinesize[4] = {width_ * 4, 0, 0, 0};
         converter_.Convert(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), dst, dstLinesize,
-                           AV_PIX_FMT_ARGB, width_, height_, f->colorspace, f->color_range);
+                           AV_PIX_FMT_ARGB, width_, height_,
+                           ConversionColorSpace(matrix_, f->colorspace, height_), f->color_range);
 
-        // Frames without a timestamp follow the previous one by one frame period.
-        int64_t pts = f->best_effort_timestamp;
+        // Frames without a timestamp follow the previous one by one frame period; a rate given
+        // for an input that has its own times numbers the frames at that rate.
+        int64_t pts = retime_ ? delivered_ : f->best_effort_timestamp;
         const int64_t period = av_rescale_q(1, av_inv_q(frameRate_), timeBase_);
         if (pts == AV_NOPTS_VALUE) pts = havePts_ ? lastPts_ + (period > 0 ? period : 1) : 0;
         if (havePts_ && pts <= lastPts_) pts = lastPts_ + 1; // timestamps must keep increasing
@@ -239,6 +261,9 @@ class MediaSource : public FrameSource {
     }
 
     std::string path_;
+    MatrixChoice matrix_;
+    bool retime_ = false;
+    StreamCopier* copier_ = nullptr;
     AvInputPtr format_;
     AVStream* stream_ = nullptr;
     AvCodecContextPtr decoder_;
@@ -332,8 +357,62 @@ class RawSource : public FrameSource {
 
 } // namespace
 
-std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path) {
-    return std::make_unique<MediaSource>(path);
+namespace {
+
+class RangeSource : public FrameSource {
+  public:
+    RangeSource(std::unique_ptr<FrameSource> inner, const TimeRange& range)
+        : inner_(std::move(inner)), window_(range, inner_->timeBase(), inner_->startTime()) {
+        width_ = inner_->width();
+        height_ = inner_->height();
+        timeBase_ = inner_->timeBase();
+        frameRate_ = inner_->frameRate();
+        expectedFrames_ = window_.Expected(inner_->expectedFrames());
+        files_ = inner_->files();
+        hasAlpha_ = inner_->hasAlpha();
+        startTime_ = window_.Shift(inner_->startTime());
+    }
+
+    const AVFormatContext* format() const override { return inner_->format(); }
+    int videoIndex() const override { return inner_->videoIndex(); }
+    void CopyOthersTo(StreamCopier* copier) override {
+        copier->SetWindow(window_.fromMicros(), window_.toMicros(), window_.shiftMicros());
+        if (window_.endsByCount()) copier->HoldAll(); // until the last frame says where the range ends
+        copier_ = copier;
+        inner_->CopyOthersTo(copier);
+    }
+
+    bool Next(ArgbFrame& frame) override {
+        while (!stopped_ && inner_->Next(frame)) {
+            const FrameWindow::Verdict verdict = window_.Judge(frame.pts);
+            if (verdict == FrameWindow::kStop) break;
+            if (verdict == FrameWindow::kSkip) continue;
+            frame.pts = window_.Shift(frame.pts);
+            return true;
+        }
+        stopped_ = true;
+        if (copier_ != nullptr && window_.endsByCount()) copier_->EndAt(window_.TakenEndMicros(frameRate_));
+        return false;
+    }
+
+    std::string Damage() const override { return window_.stoppedEarly() ? "" : inner_->Damage(); }
+
+  private:
+    std::unique_ptr<FrameSource> inner_;
+    FrameWindow window_;
+    StreamCopier* copier_ = nullptr;
+    bool stopped_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path, const MediaOptions& options) {
+    return std::make_unique<MediaSource>(path, options);
+}
+
+std::unique_ptr<FrameSource> SelectRange(std::unique_ptr<FrameSource> source, const TimeRange& range) {
+    if (!range.Any()) return source;
+    return std::make_unique<RangeSource>(std::move(source), range);
 }
 
 std::unique_ptr<FrameSource> OpenRawSource(const std::string& path, int width, int height,

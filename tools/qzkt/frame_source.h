@@ -10,8 +10,13 @@
 #include <vector>
 
 extern "C" {
+#include <libavformat/avformat.h>
 #include <libavutil/rational.h>
 }
+
+#include "transcode.h"
+
+class StreamCopier;
 
 struct ArgbFrame {
     const uint8_t* data = nullptr; // valid until the next call of FrameSource::Next
@@ -31,6 +36,16 @@ class FrameSource {
     int64_t expectedFrames() const { return expectedFrames_; }
     // The files it reads, by name ("-" for standard input): one, or every image of a sequence.
     const std::vector<std::string>& files() const { return files_; }
+    // Whether its pictures have an alpha channel (as the decoder's pixel format says).
+    bool hasAlpha() const { return hasAlpha_; }
+    // The first time of its pictures (time base units), where a range's times count from.
+    int64_t startTime() const { return startTime_; }
+
+    // The demuxer and its picture stream, for carrying the other streams over; null for raw input.
+    virtual const AVFormatContext* format() const { return nullptr; }
+    virtual int videoIndex() const { return -1; }
+    // The packets of the streams copier copies go to it (Take) as they are read.
+    virtual void CopyOthersTo(StreamCopier*) {}
 
     // The next picture; false at the end, also where damage ended the input early. Throws
     // ToolError only for input it cannot go on with (a picture of another size).
@@ -48,11 +63,25 @@ class FrameSource {
     AVRational frameRate_{25, 1};
     int64_t expectedFrames_ = 0;
     std::vector<std::string> files_;
+    bool hasAlpha_ = false;
+    int64_t startTime_ = 0;
+};
+
+// How to read a media input.
+struct MediaOptions {
+    AVRational rate{0, 0};                     // --rate: the input's frame rate (0/0: its own)
+    MatrixChoice matrix = MatrixChoice::kAuto; // --matrix
 };
 
 // Opens path with FFmpeg's libraries and decodes its best video stream. Throws ToolError
 // when the input is missing, unreadable, or has no decodable video.
-std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path);
+// With a rate, an image sequence (or another input whose demuxer takes a frame rate) is read
+// at that rate, as ffmpeg's -framerate; any other input has its frames retimed to it.
+std::unique_ptr<FrameSource> OpenMediaSource(const std::string& path, const MediaOptions& options = {});
+
+// The frames of source that fall into window (made for its time base and start), with their
+// times moved; its Damage is empty when the window, not the input, ended the reading early.
+std::unique_ptr<FrameSource> SelectRange(std::unique_ptr<FrameSource> source, const TimeRange& range);
 
 // Raw width x height 32-bit ARGB frames, back to back, from path or standard input ("-"),
 // at the given frame rate. An input that ends inside a frame ends before that frame, as damage.

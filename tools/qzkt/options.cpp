@@ -23,7 +23,12 @@ Options::Options(const std::vector<std::string>& args, const std::set<std::strin
             flag = arg.substr(0, equals);
             value = arg.substr(equals + 1);
         }
+        // ffmpeg's short names for the options they share with it.
         if (flag == "-h") flag = "--help";
+        if (flag == "-y") flag = "--overwrite";
+        if (flag == "-n") flag = "--no-overwrite";
+        if (flag == "-ss") flag = "--start";
+        if (flag == "-t") flag = "--duration";
         if (plainFlags.count(flag)) {
             if (inlineValue) throw UsageError(flag + " takes no value");
             values_[flag] = "";

@@ -8,7 +8,7 @@
 #include "tool_error.h"
 
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
-                                 AVRational frameRate)
+                                 AVRational frameRate, const CarryOver* carry)
     : path_(path), file_(path), io_(file_.fd()), timeBase_(timeBase) {
     AVFormatContext* format = nullptr;
     if (avformat_alloc_output_context2(&format, nullptr, "mov", nullptr) < 0 || format == nullptr)
@@ -30,9 +30,13 @@ QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height,
     stream_->r_frame_rate = frameRate;
     frameDuration_ = av_rescale_q(1, av_inv_q(frameRate), timeBase);
     if (frameDuration_ < 1) frameDuration_ = 1;
+    if (carry != nullptr)
+        copier_ = StreamCopier(carry->input, carry->videoIndex, format_.get(), stream_, carry->keepAudio,
+                               carry->who);
 
     const int written = avformat_write_header(format_.get(), nullptr);
     if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
+    copier_.Start();
 }
 
 void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) {
@@ -45,12 +49,14 @@ void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) 
     packet->stream_index = stream_->index;
     // The muxer may have chosen its own track time base.
     av_packet_rescale_ts(packet, timeBase_, stream_->time_base);
-    const int written = av_write_frame(format_.get(), packet);
+    // Interleaved by time with the copied streams; alone, the samples go out as they come.
+    const int written = av_interleaved_write_frame(format_.get(), packet);
     av_packet_unref(packet);
     if (written < 0) throw ToolError("cannot write " + path_ + ": " + AvErrorText(written));
 }
 
 void QZKTMovieWriter::Finish() {
+    copier_.Flush();
     const int finished = av_write_trailer(format_.get());
     avio_flush(format_->pb);
     if (finished < 0 || format_->pb->error < 0)
@@ -94,18 +100,33 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
     frameCount_ = stream_->nb_frames;
 }
 
+void QZKTMovieReader::ReadAudio(std::function<void(const AVPacket*)> handle) {
+    handleAudio_ = std::move(handle);
+    for (unsigned i = 0; i < format_->nb_streams; ++i)
+        if (format_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
+            format_->streams[i]->discard = AVDISCARD_DEFAULT;
+}
+
 bool QZKTMovieReader::Next(QZKTSample& sample) {
-    av_packet_unref(packet_.get());
+    int64_t pts = 0;
     for (;;) {
+        av_packet_unref(packet_.get());
         const int read = av_read_frame(format_.get(), packet_.get());
         if (read == AVERROR_EOF) return false;
         if (read < 0) throw ToolError("cannot read " + path_ + ": " + AvErrorText(read));
-        if (packet_->stream_index == stream_->index) break;
-        av_packet_unref(packet_.get());
+        if (packet_->stream_index != stream_->index) {
+            if (handleAudio_) handleAudio_(packet_.get());
+            continue;
+        }
+        pts = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+        const FrameWindow::Verdict verdict = window_.Judge(pts);
+        if (verdict == FrameWindow::kStop) return false;
+        ++samplesRead_;
+        if (verdict == FrameWindow::kTake) break;
     }
     sample.data = packet_->data;
     sample.size = static_cast<size_t>(packet_->size);
-    sample.pts = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+    sample.pts = window_.Shift(pts);
     sample.keyFrame = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
     return true;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -13,15 +14,28 @@ extern "C" {
 #include "atomic_output_file.h"
 #include "fd_avio.h"
 #include "ffmpeg_util.h"
+#include "stream_copy.h"
+#include "transcode.h"
 
 const uint32_t kQZKTCodecTag = MKTAG('Q', 'Z', 'K', 'T');
+
+// What a movie carries over from its input besides the pictures (see StreamCopier).
+struct CarryOver {
+    const AVFormatContext* input = nullptr;
+    int videoIndex = -1;
+    bool keepAudio = true;
+    std::string who; // prefixes the notes
+};
 
 // Writes a .mov that appears only when Finish() succeeds.
 class QZKTMovieWriter {
   public:
-    // Throws ToolError when the file cannot be created.
-    QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
-                    AVRational frameRate);
+    // Throws ToolError when the file cannot be created. With carry, the input's audio,
+    // timecode and metadata are copied too: hand their packets to copier().
+    QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase, AVRational frameRate,
+                    const CarryOver* carry = nullptr);
+
+    StreamCopier& copier() { return copier_; }
 
     // Appends one encoded frame shown at pts (in timeBase units, increasing).
     void WriteFrame(const uint8_t* data, size_t size, int64_t pts);
@@ -35,6 +49,7 @@ class QZKTMovieWriter {
     FdOutputIO io_;
     AvOutputPtr format_; // freed before io_ and file_
     AVStream* stream_ = nullptr;
+    StreamCopier copier_;
     AVRational timeBase_;
     int64_t frameDuration_ = 1;
     AvPacketPtr packet_ = NewPacket();
@@ -59,8 +74,20 @@ class QZKTMovieReader {
     AVRational frameRate() const { return frameRate_; }
     int64_t frameCount() const { return frameCount_; }
 
-    // The next sample; false at the end of the track. Throws ToolError on a read error.
+    // The next sample; false at the end of the track (or of the window). Throws ToolError on
+    // a read error.
     bool Next(QZKTSample& sample);
+
+    const AVFormatContext* format() const { return format_.get(); }
+    int streamIndex() const { return stream_->index; }
+    // Takes only the samples of window, with their times moved (see FrameWindow).
+    void SetWindow(const FrameWindow& window) { window_ = window; }
+    // Whether the window, not the movie, ended the reading; the samples read, taken or not.
+    bool stoppedByWindow() const { return window_.stoppedEarly(); }
+    const FrameWindow& window() const { return window_; }
+    int64_t samplesRead() const { return samplesRead_; }
+    // Packets of the movie's audio streams go to handle as they are read.
+    void ReadAudio(std::function<void(const AVPacket*)> handle);
 
   private:
     std::string path_;
@@ -71,4 +98,7 @@ class QZKTMovieReader {
     AVRational timeBase_{1, 1};
     AVRational frameRate_{25, 1};
     int64_t frameCount_ = 0;
+    FrameWindow window_;
+    int64_t samplesRead_ = 0;
+    std::function<void(const AVPacket*)> handleAudio_;
 };

@@ -1,0 +1,333 @@
+// qzkt encode and decode as transcoders: what the input has besides pictures survives (audio,
+// timecode, title, language), outputs are never replaced by surprise, ranges and rates select
+// and time the frames, the output's name picks its type, and every run ends with a summary.
+#include <regex>
+#include <sys/stat.h>
+
+#include "qzkt_movie.h"
+#include "tool_fixture.h"
+#include "transcode.h"
+
+namespace {
+
+class TranscodeTest : public ToolTest {
+  protected:
+    // ffprobe's answer in default=nw=1 form.
+    std::string Probe(const std::vector<std::string>& query) {
+        std::vector<std::string> args = {"ffprobe", "-v", "error", "-of", "default=nw=1"};
+        args.insert(args.end(), query.begin(), query.end());
+        MustRun(args, "probe.txt");
+        const Bytes probed = ReadFile(Path("probe.txt"));
+        unlink(Path("probe.txt").c_str());
+        return std::string(probed.begin(), probed.end());
+    }
+
+    // How many video frames (packets) a file holds.
+    int VideoFrames(const std::string& file) {
+        const std::string out = Probe(
+            {"-count_packets", "-select_streams", "v:0", "-show_entries", "stream=nb_read_packets", file});
+        return std::atoi(out.substr(out.find('=') + 1).c_str());
+    }
+
+    // A 2-second 64x48 clip at 25 fps with AAC audio in French, a timecode track and a title.
+    void MakeClipWithAudio() {
+        MustRun({"ffmpeg",
+                 "-v",
+                 "error",
+                 "-f",
+                 "lavfi",
+                 "-i",
+                 "testsrc2=size=64x48:rate=25:duration=2",
+                 "-f",
+                 "lavfi",
+                 "-i",
+                 "sine=frequency=440:duration=2",
+                 "-c:v",
+                 "libx264",
+                 "-c:a",
+                 "aac",
+                 "-metadata",
+                 "title=My Title",
+                 "-metadata:s:a:0",
+                 "language=fra",
+                 "-timecode",
+                 "01:02:03:04",
+                 "-metadata",
+                 "creation_time=2024-01-02T03:04:05Z",
+                 "-shortest",
+                 Path("in.mov")});
+    }
+
+    // The QZKT samples of a movie, back to back.
+    static Bytes Samples(const std::string& movie) {
+        QZKTMovieReader reader(movie);
+        Bytes all;
+        QZKTSample sample;
+        while (reader.Next(sample))
+            all.insert(all.end(), sample.data, sample.data + sample.size);
+        return all;
+    }
+};
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
+TEST_F(TranscodeTest, AudioTimecodeAndMetadataSurviveEncodeAndDecode) {
+    MakeClipWithAudio();
+    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "in.mov", "out.mov"});
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_EQ(encoded.err, "");
+    EXPECT_EQ(Probe({"-show_entries",
+                     "stream=codec_type,codec_name,codec_tag_string:stream_tags=language,timecode:"
+                     "format_tags=title",
+                     Path("out.mov")}),
+              "codec_name=unknown\ncodec_type=video\ncodec_tag_string=QZKT\nTAG:timecode=01:02:03:04\n"
+              "codec_name=aac\ncodec_type=audio\ncodec_tag_string=mp4a\nTAG:language=fra\n"
+              "codec_name=unknown\ncodec_type=data\ncodec_tag_string=tmcd\nTAG:language=eng\n"
+              "TAG:timecode=01:02:03:04\nTAG:title=My Title\n");
+    // The audio packets are the input's, unchanged.
+    const auto packets = [&](const std::string& file) {
+        return Probe({"-select_streams", "a:0", "-show_entries", "packet=pts,size", file});
+    };
+    EXPECT_EQ(packets(Path("out.mov")), packets(Path("in.mov")));
+
+    EXPECT_EQ(Probe({"-show_entries", "format_tags=creation_time", Path("out.mov")}),
+              "TAG:creation_time=2024-01-02T03:04:05.000000Z\n");
+
+    // A rotated picture stays rotated; a stream of another kind is named as it is left out.
+    const std::string srt = "1\n00:00:00,000 --> 00:00:01,000\nhello\n";
+    WriteFile(Path("s.srt"), Bytes(srt.begin(), srt.end()));
+    MustRun({"ffmpeg", "-v", "error", "-i", Path("in.mov"), "-i", Path("s.srt"), "-map", "0", "-map", "1",
+             "-c", "copy", "-c:s", "mov_text", "-metadata:s:v:0", "rotate=90", Path("subtitled.mov")});
+    const RunResult subtitled = Run({"qzkt", "encode", prefsArg_, "subtitled.mov", "subtitled-qzkt.mov"});
+    ASSERT_EQ(subtitled.status, 0) << subtitled.err;
+    EXPECT_EQ(subtitled.err, "qzkt encode: dropping stream #3 (subtitle mov_text): only audio and the "
+                             "timecode are carried over\n");
+    EXPECT_EQ(Probe({"-select_streams", "v:0", "-show_entries", "stream_side_data=rotation",
+                     Path("subtitled-qzkt.mov")}),
+              "rotation=90\n");
+
+    // Without audio: the same QZKT samples, and the timecode and title still.
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--no-audio", "in.mov", "silent.mov"}).status, 0);
+    EXPECT_EQ(Probe({"-show_entries", "stream=codec_type:format_tags=title", Path("silent.mov")}),
+              "codec_type=video\ncodec_type=data\nTAG:title=My Title\n");
+    EXPECT_TRUE(Samples(Path("silent.mov")) == Samples(Path("out.mov")));
+
+    // The decode to Matroska carries the audio, the title and the timecode over.
+    const RunResult decoded = Run({"qzkt", "decode", "out.mov", "out.mkv"});
+    ASSERT_EQ(decoded.status, 0) << decoded.err;
+    EXPECT_EQ(decoded.err, "");
+    EXPECT_EQ(
+        Probe({"-show_entries",
+               "stream=codec_type,codec_name:stream_tags=language,timecode:format_tags=title",
+               Path("out.mkv")}),
+        "codec_name=ffv1\ncodec_type=video\nTAG:TIMECODE=01:02:03:04\ncodec_name=aac\ncodec_type=audio\n"
+        "TAG:language=fra\nTAG:title=My Title\n");
+    const auto sizes = [&](const std::string& file) {
+        return Probe({"-select_streams", "a:0", "-show_entries", "packet=size", file});
+    };
+    EXPECT_EQ(sizes(Path("out.mkv")), sizes(Path("in.mov")));
+}
+
+TEST_F(TranscodeTest, AlphaNoteAndContradictoryOptions) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+             "testsrc2=size=16x8:rate=10:duration=0.3,format=rgba", "-start_number", "1", Path("a%02d.png")});
+    const RunResult opaque = Run({"qzkt", "encode", prefsArg_, "a%02d.png", "opaque.mov"});
+    ASSERT_EQ(opaque.status, 0) << opaque.err;
+    EXPECT_EQ(opaque.err,
+              "qzkt encode: a%02d.png has an alpha channel, which these settings drop (DXT24 blocks, "
+              "LZF, 1 thread); --alpha keeps it\n");
+    const RunResult kept = Run({"qzkt", "encode", prefsArg_, "--alpha", "a%02d.png", "alpha.mov"});
+    ASSERT_EQ(kept.status, 0) << kept.err;
+    EXPECT_EQ(kept.err, "");
+
+    // Settings that cannot hold together are usage errors, and nothing is written.
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"--alpha", "--dxt1"},
+                                                    {"--dxt1", "--threads", "2"},
+                                                    {"--alpha", "--threads=4"}}) {
+        std::vector<std::string> args = {"qzkt", "encode", prefsArg_};
+        args.insert(args.end(), options.begin(), options.end());
+        args.insert(args.end(), {"a%02d.png", "no.mov"});
+        const RunResult refused = Run(args);
+        EXPECT_EQ(refused.status, 2) << options[1];
+        EXPECT_EQ(refused.ErrLines(), 1) << refused.err;
+        EXPECT_TRUE(Contains(refused.err, "contradict") || Contains(refused.err, "DXT24 blocks only"))
+            << refused.err;
+    }
+    EXPECT_NE(access(Path("no.mov").c_str(), F_OK), 0);
+
+    // A worker count the settings do not offer says which one it became, once.
+    const RunResult mapped = Run({"qzkt", "encode", prefsArg_, "--threads", "3", "a%02d.png", "t3.mov"});
+    ASSERT_EQ(mapped.status, 0) << mapped.err;
+    EXPECT_TRUE(Contains(mapped.err, "qzkt encode: --threads 3 uses 2 threads")) << mapped.err;
+    EXPECT_EQ(mapped.ErrLines(), 2) << mapped.err; // and the alpha note
+}
+
+TEST_F(TranscodeTest, RatesRangesAndVariableTiming) {
+    // --rate is the rate an image sequence is read at.
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=16x8:rate=10:duration=0.5",
+             "-start_number", "1", Path("s%02d.png")});
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--rate", "24", "s%02d.png", "seq.mov"}).status, 0);
+    ExpectQZKTMovie(Path("seq.mov"), 16, 8, 5, "24/1");
+
+    MakeClipWithAudio(); // 50 frames
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--frames", "7", "in.mov", "f7.mov"}).status, 0);
+    EXPECT_EQ(VideoFrames(Path("f7.mov")), 7);
+    // The audio ends with the seventh frame (0.28 s), to within an AAC packet.
+    const auto audioSeconds = [&](const std::string& file) {
+        const std::string probed =
+            Probe({"-select_streams", "a:0", "-show_entries", "stream=duration", file});
+        return std::atof(probed.substr(probed.find('=') + 1).c_str());
+    };
+    EXPECT_NEAR(audioSeconds(Path("f7.mov")), 0.28, 0.03);
+    // Frames at 1.00 .. 1.48 s, the first at time 0, with the audio of that second.
+    const RunResult ranged = Run({"qzkt", "encode", prefsArg_, "-ss", "1", "-t", "0.5", "in.mov", "r.mov"});
+    ASSERT_EQ(ranged.status, 0) << ranged.err;
+    EXPECT_EQ(ranged.err, "");
+    EXPECT_EQ(VideoFrames(Path("r.mov")), 13);
+    EXPECT_EQ(Probe({"-select_streams", "v:0", "-show_entries", "stream=start_time", Path("r.mov")}),
+              "start_time=0.000000\n");
+    EXPECT_NEAR(audioSeconds(Path("r.mov")), 0.5, 0.03);
+
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "in.mov", "all.mov"}).status, 0);
+    ASSERT_EQ(Run({"qzkt", "decode", "--frames", "3", "all.mov", "d3.mkv"}).status, 0);
+    EXPECT_EQ(VideoFrames(Path("d3.mkv")), 3);
+    ASSERT_EQ(
+        Run({"qzkt", "decode", "--start=0.2", "--duration", "00:00:00.4", "all.mov", "d%02d.png"}).status, 0);
+    EXPECT_EQ(access(Path("d10.png").c_str(), F_OK), 0);
+    EXPECT_NE(access(Path("d11.png").c_str(), F_OK), 0);
+    const RunResult badTime = Run({"qzkt", "decode", "--start", "soon", "all.mov", "x.mkv"});
+    EXPECT_EQ(badTime.status, 2);
+
+    // A variable frame rate keeps its times.
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=16x8:rate=10:duration=1", "-vf",
+             "setpts='(N*N)/20/TB'", "-fps_mode", "passthrough", "-c:v", "ffv1", Path("vfr.mkv")});
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "vfr.mkv", "vfr.mov"}).status, 0);
+    const auto times = [&](const std::string& file) {
+        return Probe({"-select_streams", "v:0", "-show_entries", "packet=pts_time", file});
+    };
+    const std::string in = times(Path("vfr.mkv")), out = times(Path("vfr.mov"));
+    ASSERT_EQ(std::count(out.begin(), out.end(), '\n'), 10);
+    EXPECT_TRUE(Contains(in, "pts_time=1.800000\npts_time=2.400000\npts_time=3.200000\npts_time=4.000000\n"));
+    EXPECT_TRUE(Contains(out, "pts_time=1.800000\npts_time=2.400000\npts_time=3.200000\npts_time=4.000000\n"))
+        << out;
+}
+
+TEST_F(TranscodeTest, ExistingOutputsAreReplacedOnlyWithY) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=16x8:rate=10:duration=0.2",
+             "-start_number", "1", Path("s%02d.png")});
+    const Bytes old = {'o', 'l', 'd'};
+    WriteFile(Path("out.mov"), old);
+    const RunResult refused = Run({"qzkt", "encode", prefsArg_, "s%02d.png", "out.mov"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, "qzkt encode: out.mov exists; use -y to replace it\n");
+    EXPECT_TRUE(ReadFile(Path("out.mov")) == old);
+    const RunResult kept = Run({"qzkt", "encode", prefsArg_, "-n", "s%02d.png", "out.mov"});
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_TRUE(ReadFile(Path("out.mov")) == old);
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "-n", "s%02d.png", "out.mov"}).status, 2);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "s%02d.png", "out.mov"}).status, 0);
+    ExpectQZKTMovie(Path("out.mov"), 16, 8, 2, "25/1"); // image sequences default to 25 fps
+
+    // Decoding: a file, and a pattern whose first image exists.
+    for (const std::string output : {"d.mkv", "d.argb", "d%02d.png"}) {
+        const std::string first = output == "d%02d.png" ? "d01.png" : output;
+        WriteFile(Path(first), old);
+        const RunResult again = Run({"qzkt", "decode", "out.mov", output});
+        EXPECT_EQ(again.status, 1) << output;
+        EXPECT_EQ(again.err, "qzkt decode: " + first + " exists; use -y to replace it\n");
+        EXPECT_TRUE(ReadFile(Path(first)) == old);
+        ASSERT_EQ(Run({"qzkt", "decode", "--overwrite", "out.mov", output}).status, 0) << output;
+        EXPECT_FALSE(ReadFile(Path(first)) == old);
+    }
+    // An input given as its own output is still refused as such, even with -y.
+    const RunResult self = Run({"qzkt", "encode", prefsArg_, "-y", "out.mov", "out.mov"});
+    EXPECT_EQ(self.err, "qzkt encode: the output out.mov is the input file; give another output name\n");
+}
+
+TEST_F(TranscodeTest, OutputTypeFollowsTheName) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=24x16:rate=10:duration=0.3",
+             "-start_number", "1", Path("s%02d.png")});
+    const RunResult mkv = Run({"qzkt", "encode", prefsArg_, "s%02d.png", "out.mkv"});
+    EXPECT_EQ(mkv.status, 2);
+    EXPECT_TRUE(Contains(mkv.err, "out.mkv is not a QuickTime movie name")) << mkv.err;
+    EXPECT_NE(access(Path("out.mkv").c_str(), F_OK), 0);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "s%02d.png", "three.QT"}).status, 0);
+
+    // One image for a movie of one frame (or one frame taken); a pattern needed otherwise.
+    const RunResult many = Run({"qzkt", "decode", "three.QT", "frame.png"});
+    EXPECT_EQ(many.status, 1);
+    EXPECT_EQ(many.err,
+              "qzkt decode: frame.png is one image, but the movie has 3 frames; use a pattern such as "
+              "frame%04d.png (or --frames 1)\n");
+    EXPECT_NE(access(Path("frame.png").c_str(), F_OK), 0);
+    ASSERT_EQ(Run({"qzkt", "decode", "--frames", "1", "three.QT", "frame.png"}).status, 0);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "frame.png", "one.mov"}).status, 0);
+    ASSERT_EQ(Run({"qzkt", "decode", "one.mov", "one.tiff"}).status, 0);
+    EXPECT_EQ(Probe({"-show_entries", "stream=codec_name,width,height", Path("one.tiff")}),
+              "codec_name=tiff\nwidth=24\nheight=16\n");
+
+    // JPEG sequences: full-range Y'CbCr as the JPEG encoder takes it.
+    const RunResult jpeg = Run({"qzkt", "decode", "three.QT", "j%02d.jpg"});
+    ASSERT_EQ(jpeg.status, 0) << jpeg.err;
+    EXPECT_EQ(Probe({"-show_entries", "stream=codec_name,pix_fmt", Path("j03.jpg")}),
+              "codec_name=mjpeg\npix_fmt=yuvj444p\n");
+
+    // Sizes FFV1 refuses become lossless PNG video, with a note, holding the decoded pictures.
+    for (const std::string size : {"3x5", "1x7", "5x1", "4097x3"}) {
+        const int width = std::stoi(size), height = std::stoi(size.substr(size.find('x') + 1));
+        Bytes raw(static_cast<size_t>(width) * height * 4 * 2);
+        for (size_t i = 0; i < raw.size(); ++i)
+            raw[i] = static_cast<uint8_t>(i * 37 + i / 7);
+        WriteFile(Path("tiny.argb"), raw);
+        ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "--raw", size, "tiny.argb", "tiny.mov"}).status, 0);
+        ASSERT_EQ(Run({"qzkt", "decode", "-y", "tiny.mov", "tiny-decoded.argb"}).status, 0);
+        const RunResult video = Run({"qzkt", "decode", "-y", "tiny.mov", "tiny.mkv"});
+        ASSERT_EQ(video.status, 0) << size << ": " << video.err;
+        EXPECT_EQ(video.err, "qzkt decode: the ffv1 encoder does not take " + size +
+                                 " pictures; writing lossless png video instead\n");
+        MustRun({"ffmpeg", "-v", "error", "-y", "-i", Path("tiny.mkv"), "-f", "rawvideo", "-pix_fmt", "argb",
+                 Path("tiny-back.argb")});
+        EXPECT_TRUE(ReadFile(Path("tiny-back.argb")) == ReadFile(Path("tiny-decoded.argb"))) << size;
+    }
+}
+
+TEST_F(TranscodeTest, SummaryLineEndsEveryRunUnlessQuiet) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=8x8:rate=10:duration=0.1",
+             "-start_number", "1", Path("s%02d.png")});
+    // Standard error is a file here, not a terminal.
+    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "s%02d.png", "one.mov"});
+    ASSERT_EQ(encoded.status, 0);
+    EXPECT_TRUE(std::regex_match(
+        encoded.summary,
+        std::regex("qzkt encode: 1 frame of 8x8 \\(DXT24 blocks, LZF, 1 thread\\) to one.mov: "
+                   "[0-9]+ bytes, [0-9.]+:1, [0-9.]+ fps\n")))
+        << encoded.summary;
+    const RunResult decoded = Run({"qzkt", "decode", "one.mov", "one.argb"});
+    ASSERT_EQ(decoded.status, 0);
+    EXPECT_TRUE(std::regex_match(
+        decoded.summary,
+        std::regex("qzkt decode: 1 frame of 8x8 from one.mov \\([0-9]+ bytes\\) as raw 8x8 ARGB "
+                   "frames to one.argb: 256 bytes, [0-9.]+ fps; DXT24 frames, decoded on the "
+                   "CPU\n")))
+        << decoded.summary;
+    const RunResult quiet = Run({"qzkt", "encode", prefsArg_, "--quiet", "-y", "s%02d.png", "one.mov"});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.summary + quiet.err, "");
+    const RunResult quietDecode = Run({"qzkt", "decode", "--quiet", "-y", "one.mov", "one.argb"});
+    EXPECT_EQ(quietDecode.summary + quietDecode.err, "");
+}
+
+TEST(SummaryWords, SizesAndCountsReadNaturally) {
+    EXPECT_EQ(Counted(1, "frame"), "1 frame");
+    EXPECT_EQ(Counted(0, "frame"), "0 frames");
+    EXPECT_EQ(HumanSize(1), "1 byte");
+    EXPECT_EQ(HumanSize(999), "999 bytes");
+    EXPECT_EQ(HumanSize(1000), "1.0 KB");
+    EXPECT_EQ(HumanSize(52200), "52.2 KB");
+    EXPECT_EQ(HumanSize(1000000), "1.0 MB");
+    EXPECT_EQ(HumanSize(2500000000), "2.50 GB");
+}
