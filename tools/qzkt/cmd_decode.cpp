@@ -7,6 +7,8 @@
 #include "codec.h"
 #include "commands.h"
 #include "frame_check.h"
+#include "frame_jobs.h"
+#include "frame_pipeline.h"
 #include "frame_sink.h"
 #include "options.h"
 #include "output_check.h"
@@ -36,6 +38,10 @@ const char* kHelp =
     "                   there is one, otherwise Mesa's software renderer, and says so;\n"
     "                   hardware insists on a GPU; software accepts Mesa's renderer quietly.\n"
     "                   DXT24 frames decode on the CPU.\n"
+    "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
+    "                   thread (default auto: one per hardware thread, at most 16); the\n"
+    "                   frames written are the same for every N. DXT1/DXT5 movies decode one\n"
+    "                   frame at a time: the renderer already uses every core\n"
     "  --quiet          no progress line or notes\n"
     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
@@ -50,11 +56,12 @@ void FillBlack(std::vector<uint8_t>& argb) {
 } // namespace
 
 int RunDecode(const Args& args) {
-    const Options options(args, {"--help", "--quiet"}, {"--gl", "--prefs-dir"});
+    const Options options(args, {"--help", "--quiet"}, {"--gl", "--jobs", "--prefs-dir"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
     const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
     const bool quiet = options.Has("--quiet");
+    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
     ApplyPrefsDir(options.Value("--prefs-dir"));
     RegisterCodecComponents();
 
@@ -65,7 +72,6 @@ int RunDecode(const Args& args) {
     if (output != "-" && !IsImageSequencePattern(output)) CheckOutputName(output);
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
-    FrameDecoder decoder(width, height);
 
     // The picture and the output are made at the first intact frame, so that a movie whose
     // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
@@ -77,6 +83,17 @@ int RunDecode(const Args& args) {
     bool rendererReady = false;
     int64_t frames = 0, damaged = 0;
     Progress progress("decoding", movie.frameCount(), quiet);
+    // Frames are decoded on the pipeline's workers and written here in order. A damaged frame
+    // leaves the picture as it was: the previous good frame in that order, or black.
+    std::unique_ptr<FramePipeline<FrameDecoder, DecodeJob>> pipeline;
+    const auto writeInOrder = [&](DecodeJob& job) {
+        if (job.decoded)
+            picture.swap(job.picture);
+        else
+            ++damaged;
+        sink->Write(picture.data(), width * 4, job.pts);
+        progress.Update(++frames);
+    };
     QZKTSample sample;
     while (movie.Next(sample)) {
         // DXT1/DXT5 frames need the GPU path; set it up at the first one.
@@ -97,6 +114,16 @@ int RunDecode(const Args& args) {
                 progress.Update(++frames);
                 continue;
             }
+            // DXT1/DXT5 frames decode through the renderer, which uses every core itself.
+            const int jobs = sample.data[kKELBlockKindOffset] == 1
+                                 ? JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4)
+                                 : 1;
+            pipeline = std::make_unique<FramePipeline<FrameDecoder, DecodeJob>>(
+                OpenDecoders(jobs, width, height),
+                [width, height](FrameDecoder& decoder, DecodeJob& job) {
+                    RunDecodeJob(decoder, job, width, height);
+                },
+                writeInOrder);
             picture.resize(static_cast<size_t>(width) * height * 4);
             FillBlack(picture);
             sink =
@@ -104,11 +131,11 @@ int RunDecode(const Args& args) {
             for (int64_t pts : damagedBeforeFirstIntact)
                 sink->Write(picture.data(), width * 4, pts);
         }
-        // A damaged frame leaves the picture as it was: the previous good frame, or black.
-        if (!decoder.Decode(sample.data, sample.size, picture.data(), width * 4)) ++damaged;
-        sink->Write(picture.data(), width * 4, sample.pts);
-        progress.Update(++frames);
+        DecodeJob job = pipeline->Take();
+        FillDecodeJob(job, sample.data, sample.size, sample.pts);
+        pipeline->Push(std::move(job));
     }
+    if (pipeline != nullptr) pipeline->Finish();
     if (frames == 0) throw ToolError(input + " has no frames in its QZKT track");
     if (sink == nullptr) {
         progress.Done();

@@ -6,6 +6,8 @@
 
 #include "codec.h"
 #include "commands.h"
+#include "frame_jobs.h"
+#include "frame_pipeline.h"
 #include "frame_source.h"
 #include "options.h"
 #include "output_check.h"
@@ -36,8 +38,13 @@ const char* kHelp =
     "  --dxt1            DXT1 blocks instead of DXT24 (opaque; 8 instead of 10 bytes per block)\n"
     "  --no-lzf          store the blocks without LZF packing (larger, faster to decode)\n"
     "  --threads N|auto  DXT24 encoding threads: the nearest of 1, 2, 4, 6, 8, 12, 16, 24;\n"
-    "                    auto is one per physical core\n"
+    "                    auto is one per physical core. Applies with --jobs 1; with several\n"
+    "                    jobs every encoder uses one thread, its own\n"
     "\n"
+    "  --jobs N|auto     frames encoded at once, each by its own encoder on its own thread\n"
+    "                    (default auto: one per hardware thread, at most 16; fewer for very\n"
+    "                    large frames). The movie is the same, byte for byte, for every N\n"
+    "                    and --threads\n"
     "  --raw WxH         INPUT is raw ARGB frames of this size\n"
     "  --rate FPS        frame rate of raw input: a number or a fraction such as 30000/1001\n"
     "                    (default 25)\n"
@@ -63,7 +70,7 @@ AVRational ParseRate(const std::string& text) {
 
 int RunEncode(const Args& args) {
     const Options options(args, {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet"},
-                          {"--threads", "--raw", "--rate", "--prefs-dir"});
+                          {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
@@ -79,6 +86,7 @@ int RunEncode(const Args& args) {
     }
     if (options.Has("--no-lzf")) choice.noLZF = 1;
     if (options.Has("--threads")) choice.threadSetting = ThreadSettingFor(options.Value("--threads"));
+    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
 
     ApplyPrefsDir(options.Value("--prefs-dir"));
     RegisterCodecComponents();
@@ -99,19 +107,30 @@ int RunEncode(const Args& args) {
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
     const KELSettingsValues settings = ResolveSettings(choice);
-    FrameEncoder encoder(source->width(), source->height(), choice.Any() ? &settings : nullptr);
+    const int width = source->width(), height = source->height();
+    const int jobs = JobsWithinMemory(jobsAsked, 8 * static_cast<size_t>(width) * height);
+    auto encoders = OpenEncoders(jobs, width, height, choice.Any() ? &settings : nullptr);
     QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate());
 
     const bool quiet = options.Has("--quiet");
     Progress progress("encoding", source->expectedFrames(), quiet);
     int64_t frames = 0, bytes = 0;
+    // Frames are read and converted here, encoded on the pipeline's workers, written in order.
+    FramePipeline<FrameEncoder, EncodeJob> pipeline(
+        std::move(encoders),
+        [width](FrameEncoder& encoder, EncodeJob& job) { RunEncodeJob(encoder, job, width); },
+        [&](EncodeJob& job) {
+            movie.WriteFrame(job.encoded.data(), job.encoded.size(), job.pts);
+            bytes += static_cast<int64_t>(job.encoded.size());
+            progress.Update(++frames);
+        });
     ArgbFrame frame;
     while (source->Next(frame)) {
-        const std::vector<uint8_t>& encoded = encoder.Encode(frame.data, frame.rowBytes);
-        movie.WriteFrame(encoded.data(), encoded.size(), frame.pts);
-        bytes += static_cast<int64_t>(encoded.size());
-        progress.Update(++frames);
+        EncodeJob job = pipeline.Take();
+        FillEncodeJob(job, frame, width, height);
+        pipeline.Push(std::move(job));
     }
+    pipeline.Finish();
     const std::string inputName = input == "-" ? "standard input" : input;
     const std::string damage = source->Damage();
     if (frames == 0)
