@@ -109,7 +109,7 @@ int RunEncode(const Args& args) {
     const KELSettingsValues settings = ResolveSettings(choice);
     const int width = source->width(), height = source->height();
     const int jobs = JobsWithinMemory(jobsAsked, 8 * static_cast<size_t>(width) * height);
-    auto encoders = OpenEncoders(jobs, width, height, choice.Any() ? &settings : nullptr);
+    auto encoders = OpenEncoders(jobs, width, height, choice);
     QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate());
 
     const bool quiet = options.Has("--quiet");

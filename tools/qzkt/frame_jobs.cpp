@@ -17,16 +17,13 @@ void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width) {
 }
 
 std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int height,
-                                                        const KELSettingsValues* settings) {
-    KELSettingsValues oneThread{};
-    if (jobs > 1) {
-        oneThread = settings != nullptr ? *settings : ResolveSettings(SettingsChoice{});
-        oneThread.threadSetting = ThreadSettingFor("1");
-        settings = &oneThread;
-    }
+                                                        SettingsChoice choice) {
+    if (jobs > 1) choice.threadSetting = ThreadSettingFor("1");
+    // Without options the compressor reads the machine-wide settings itself, as for any host.
+    const auto settings = ResolveSettings(choice);
     std::vector<std::unique_ptr<FrameEncoder>> encoders;
     for (int i = 0; i < jobs; ++i)
-        encoders.push_back(std::make_unique<FrameEncoder>(width, height, settings));
+        encoders.push_back(std::make_unique<FrameEncoder>(width, height, choice.Any() ? &settings : nullptr));
     return encoders;
 }
 

@@ -21,11 +21,11 @@ void FillEncodeJob(EncodeJob& job, const ArgbFrame& frame, int width, int height
 // Encodes the job's picture into job.encoded.
 void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width);
 
-// One encoder per job. settings null: the machine-wide settings. With several jobs every
-// encoder encodes on one thread (its own worker's): frames in flight already keep the cores
-// busy, and the DXT24 thread pool would only add contention. The bytes are the same.
+// One encoder per job, with the machine-wide settings and the chosen ones. With several jobs
+// every encoder encodes on one thread (its own worker's): the frames in flight already keep
+// the cores busy, and the DXT24 thread pool would only add contention. The bytes are the same.
 std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int height,
-                                                        const KELSettingsValues* settings);
+                                                        SettingsChoice choice);
 
 struct DecodeJob {
     std::vector<uint8_t> sample; // the encoded frame
