@@ -9,6 +9,8 @@
 #include "codec.h"
 #include "commands.h"
 #include "frame_check.h"
+#include "frame_jobs.h"
+#include "frame_pipeline.h"
 #include "frame_sink.h"
 #include "options.h"
 #include "output_check.h"
@@ -51,6 +53,11 @@ const char* kHelp =
     "  -t, --duration TIME  take at most TIME of the movie\n"
     "  --frames N       take at most N frames\n"
     "  --no-audio       leave the audio out of a video OUTPUT\n"
+    "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
+    "                   thread (default auto: one per hardware thread, at most 16); the\n"
+    "                   frames written are the same for every N. DXT1/DXT5 movies decode one\n"
+    "                   frame at a time: the GPU path gains nothing from more (Mesa's\n"
+    "                   software renderer already uses every core)\n"
     "  --quiet          no progress line, notes or summary\n"
     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
@@ -123,13 +130,14 @@ void PrintSummary(int64_t frames, int width, int height, const std::string& inpu
 
 int RunDecode(const Args& args) {
     const Options options(args, {"--help", "--quiet", "--overwrite", "--no-overwrite", "--no-audio"},
-                          {"--gl", "--prefs-dir", "--start", "--duration", "--frames"});
+                          {"--gl", "--jobs", "--prefs-dir", "--start", "--duration", "--frames"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
     const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
     const bool quiet = options.Has("--quiet");
     const Overwrite overwrite = OverwriteChoice(options);
     const TimeRange range = ParseTimeRange(options);
+    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
     ApplyPrefsDir(options.Value("--prefs-dir"));
     RegisterCodecComponents();
 
@@ -163,7 +171,6 @@ int RunDecode(const Args& args) {
                 if (!heldAudio.back()) throw ToolError("out of memory");
             }
         });
-    FrameDecoder decoder(width, height);
 
     // The picture and the output are made at the first intact frame, so that a movie whose
     // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
@@ -175,6 +182,17 @@ int RunDecode(const Args& args) {
     std::string rendererUsed; // for the summary
     int64_t frames = 0, damaged = 0;
     Progress progress("decoding", expectedFrames, quiet);
+    // Frames are decoded on the pipeline's workers and written here in order. A damaged frame
+    // leaves the picture as it was: the previous good frame in that order, or black.
+    std::unique_ptr<FramePipeline<FrameDecoder, DecodeJob>> pipeline;
+    const auto writeInOrder = [&](DecodeJob& job) {
+        if (job.decoded)
+            picture.swap(job.picture);
+        else
+            ++damaged;
+        sink->Write(picture.data(), width * 4, job.pts);
+        progress.Update(++frames);
+    };
     QZKTSample sample;
     while (movie.Next(sample)) {
         // DXT1/DXT5 frames need the GPU path; set it up at the first one.
@@ -196,17 +214,28 @@ int RunDecode(const Args& args) {
                 progress.Update(++frames);
                 continue;
             }
+            // DXT1/DXT5 movies keep one decoder: several GL decoders (each with its own context)
+            // give the same frames but were no faster on Mesa's renderer, which uses every core.
+            const int jobs = NeedsRenderer(sample.data, sample.size, width, height)
+                                 ? 1
+                                 : JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
+            pipeline = std::make_unique<FramePipeline<FrameDecoder, DecodeJob>>(
+                OpenDecoders(jobs, width, height),
+                [width, height](FrameDecoder& decoder, DecodeJob& job) {
+                    RunDecodeJob(decoder, job, width, height);
+                },
+                writeInOrder);
             picture.resize(static_cast<size_t>(width) * height * 4);
             FillBlack(picture);
             sink = OpenSinkCarrying(output, movie, window, expectedFrames, carry, heldAudio, quiet);
             for (int64_t pts : damagedBeforeFirstIntact)
                 sink->Write(picture.data(), width * 4, pts);
         }
-        // A damaged frame leaves the picture as it was: the previous good frame, or black.
-        if (!decoder.Decode(sample.data, sample.size, picture.data(), width * 4)) ++damaged;
-        sink->Write(picture.data(), width * 4, sample.pts);
-        progress.Update(++frames);
+        DecodeJob job = pipeline->Take();
+        FillDecodeJob(job, sample.data, sample.size, sample.pts);
+        pipeline->Push(std::move(job));
     }
+    if (pipeline != nullptr) pipeline->Finish();
     if (frames == 0)
         throw ToolError(
             input + (range.Any() ? " has no frames in the range given" : " has no frames in its QZKT track"));

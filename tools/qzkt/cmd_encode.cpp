@@ -6,6 +6,8 @@
 
 #include "codec.h"
 #include "commands.h"
+#include "frame_jobs.h"
+#include "frame_pipeline.h"
 #include "frame_source.h"
 #include "options.h"
 #include "output_check.h"
@@ -43,7 +45,8 @@ const char* kHelp =
     "  --dxt1            DXT1 blocks instead of DXT24 (opaque; 8 instead of 10 bytes per block)\n"
     "  --no-lzf          store the blocks without LZF packing (larger, faster to decode)\n"
     "  --threads N|auto  DXT24 encoding threads: the nearest of 1, 2, 4, 6, 8, 12, 16, 24;\n"
-    "                    auto is one per physical core\n"
+    "                    auto is one per physical core. Applies with --jobs 1; with several\n"
+    "                    jobs every encoder uses one thread, its own\n"
     "\n"
     "  --alpha and --dxt1 contradict each other, as do --threads and --alpha or --dxt1 (only\n"
     "  DXT24 blocks are encoded by several threads).\n"
@@ -61,6 +64,10 @@ const char* kHelp =
     "  --matrix M        bt601, bt709 or auto (default): the Y'CbCr matrix; auto takes the\n"
     "                    input's colour tags, or for untagged input the rule above\n"
     "  --no-audio        leave the audio out\n"
+    "  --jobs N|auto     frames encoded at once, each by its own encoder on its own thread\n"
+    "                    (default auto: one per hardware thread, at most 16; fewer for very\n"
+    "                    large frames). The movie is the same, byte for byte, for every N\n"
+    "                    and --threads\n"
     "  --raw WxH         INPUT is raw ARGB frames of this size\n"
     "  --quiet           no progress line, notes or summary\n"
     "  --prefs-dir DIR   folder of the settings file\n";
@@ -137,7 +144,8 @@ int RunEncode(const Args& args) {
     const Options options(
         args,
         {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
-        {"--threads", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames", "--matrix"});
+        {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames",
+         "--matrix"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
@@ -159,6 +167,7 @@ int RunEncode(const Args& args) {
     }
     if (options.Has("--no-lzf")) choice.noLZF = 1;
     if (options.Has("--threads")) choice.threadSetting = ThreadSettingFor(options.Value("--threads"));
+    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
 
     // Refused before any work: an output that is an input or not a file, then a name that is not
     // a movie's, then an existing file.
@@ -195,7 +204,9 @@ int RunEncode(const Args& args) {
     if (source->hasAlpha() && !settings.alpha)
         Note(quiet, input + " has an alpha channel, which these settings drop (" +
                         DescribeSettings(settings) + "); --alpha keeps it");
-    FrameEncoder encoder(source->width(), source->height(), choice.Any() ? &settings : nullptr);
+    const int width = source->width(), height = source->height();
+    const int jobs = JobsWithinMemory(jobsAsked, 8 * static_cast<size_t>(width) * height);
+    auto encoders = OpenEncoders(jobs, width, height, choice);
     CarryOver carry;
     carry.input = source->format();
     carry.videoIndex = source->videoIndex();
@@ -209,12 +220,21 @@ int RunEncode(const Args& args) {
 
     Progress progress("encoding", source->expectedFrames(), quiet);
     int64_t frames = 0;
+    // Frames are read and converted here, encoded on the pipeline's workers, written in order.
+    FramePipeline<FrameEncoder, EncodeJob> pipeline(
+        std::move(encoders),
+        [width](FrameEncoder& encoder, EncodeJob& job) { RunEncodeJob(encoder, job, width); },
+        [&](EncodeJob& job) {
+            movie.WriteFrame(job.encoded.data(), job.encoded.size(), job.pts);
+            progress.Update(++frames);
+        });
     ArgbFrame frame;
     while (source->Next(frame)) {
-        const std::vector<uint8_t>& encoded = encoder.Encode(frame.data, frame.rowBytes);
-        movie.WriteFrame(encoded.data(), encoded.size(), frame.pts);
-        progress.Update(++frames);
+        EncodeJob job = pipeline.Take();
+        FillEncodeJob(job, frame, width, height);
+        pipeline.Push(std::move(job));
     }
+    pipeline.Finish();
     const std::string inputName = input == "-" ? "standard input" : input;
     const std::string damage = source->Damage();
     if (frames == 0)

@@ -113,6 +113,9 @@ bool FrameDecoder::Decode(const uint8_t* frame, size_t size, uint8_t* argb, int 
         decoder_ = replacement;
         renderer_ = wanted;
     }
+    // An empty sample (an empty vector's data may be null) is a damaged frame, not a null one.
+    static const uint8_t kNoBytes = 0;
+    if (size == 0) frame = &kNoBytes;
     const qzkt_result decoded = qzkt_decode(decoder_, frame, size, argb, static_cast<size_t>(rowBytes));
     if (decoded == QZKT_DAMAGED_FRAME) return false;
     if (decoded == QZKT_NO_RENDERER)

@@ -42,6 +42,8 @@ class RawSink : public FrameSink {
     }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t) override {
+        // Packed rows go out in one call: a write per row costs more than the decode.
+        if (rowBytes == width_ * 4) return Put(argb, static_cast<size_t>(rowBytes) * height_);
         for (int y = 0; y < height_; ++y)
             Put(argb + static_cast<long>(y) * rowBytes, static_cast<size_t>(width_) * 4);
     }

@@ -1,0 +1,154 @@
+// The frame pipeline on its own: jobs come back in the order they went in whatever the
+// workers' timing, each worker keeps to its own state, no more than two jobs per worker are
+// in flight, a job's exception surfaces in its turn, and stopping early never hangs.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "frame_pipeline.h"
+#include "options.h"
+
+namespace {
+
+struct Worker {
+    std::thread::id thread; // the one thread that may use this worker
+    int jobsDone = 0;
+};
+
+struct Job {
+    int index = -1;
+    int result = -1;
+};
+
+// Sleeps a few microseconds that vary with the job, so that jobs finish out of order.
+void Jitter(int index) {
+    std::this_thread::sleep_for(std::chrono::microseconds((index * 7919) % 13 * 50));
+}
+
+std::vector<std::unique_ptr<Worker>> Workers(int count) {
+    std::vector<std::unique_ptr<Worker>> workers;
+    for (int i = 0; i < count; ++i)
+        workers.push_back(std::make_unique<Worker>());
+    return workers;
+}
+
+} // namespace
+
+TEST(FramePipeline, DeliversInOrderWithinTheBoundOnEachWorkersOwnThread) {
+    for (int workers : {1, 2, 4, 7}) {
+        const int jobs = 300;
+        std::atomic<int> deliveredCount{0}, mostInFlight{0};
+        std::atomic<bool> sharedWorker{false};
+        std::vector<int> delivered;
+        {
+            FramePipeline<Worker, Job> pipeline(
+                Workers(workers),
+                [&](Worker& worker, Job& job) {
+                    if (worker.thread == std::thread::id())
+                        worker.thread = std::this_thread::get_id();
+                    else if (worker.thread != std::this_thread::get_id())
+                        sharedWorker = true;
+                    ++worker.jobsDone;
+                    // Every job from the oldest undelivered one to this one is in flight.
+                    const int inFlight = job.index - deliveredCount + 1;
+                    for (int most = mostInFlight;
+                         inFlight > most && !mostInFlight.compare_exchange_weak(most, inFlight);) {
+                    }
+                    Jitter(job.index);
+                    job.result = job.index * 3;
+                },
+                [&](Job& job) {
+                    ++deliveredCount;
+                    EXPECT_EQ(job.result, job.index * 3);
+                    delivered.push_back(job.index);
+                });
+            for (int i = 0; i < jobs; ++i) {
+                Job job = pipeline.Take();
+                job.index = i;
+                job.result = -1;
+                pipeline.Push(job);
+            }
+            pipeline.Finish();
+        }
+        ASSERT_EQ(delivered.size(), static_cast<size_t>(jobs)) << workers;
+        for (int i = 0; i < jobs; ++i)
+            ASSERT_EQ(delivered[i], i) << workers;
+        EXPECT_FALSE(sharedWorker) << workers;
+        EXPECT_LE(mostInFlight, 2 * workers) << workers;
+    }
+}
+
+TEST(FramePipeline, OneWorkerRunsOnTheCallingThread) {
+    std::thread::id workThread, deliverThread;
+    FramePipeline<Worker, Job> pipeline(
+        Workers(1), [&](Worker&, Job&) { workThread = std::this_thread::get_id(); },
+        [&](Job&) { deliverThread = std::this_thread::get_id(); });
+    pipeline.Push(Job{});
+    // Delivered inside Push, before it returns.
+    EXPECT_EQ(workThread, std::this_thread::get_id());
+    EXPECT_EQ(deliverThread, std::this_thread::get_id());
+}
+
+TEST(FramePipeline, AJobsExceptionSurfacesInItsTurnAndStopsTheRest) {
+    for (int workers : {1, 3}) {
+        for (int failing : {0, 5, 37}) {
+            std::vector<int> delivered;
+            std::string error;
+            try {
+                FramePipeline<Worker, Job> pipeline(
+                    Workers(workers),
+                    [&](Worker&, Job& job) {
+                        Jitter(job.index);
+                        if (job.index == failing) throw std::runtime_error("job " + std::to_string(failing));
+                    },
+                    [&](Job& job) { delivered.push_back(job.index); });
+                for (int i = 0; i < 100; ++i) {
+                    Job job;
+                    job.index = i;
+                    pipeline.Push(job);
+                }
+                pipeline.Finish();
+            } catch (const std::runtime_error& e) {
+                error = e.what();
+            }
+            EXPECT_EQ(error, "job " + std::to_string(failing));
+            ASSERT_EQ(delivered.size(), static_cast<size_t>(failing)) << workers << " workers";
+            for (int i = 0; i < failing; ++i)
+                EXPECT_EQ(delivered[i], i);
+        }
+    }
+}
+
+TEST(FramePipeline, DestroyingWithJobsInFlightDoesNotWaitForThem) {
+    std::atomic<int> worked{0};
+    {
+        FramePipeline<Worker, Job> pipeline(
+            Workers(2),
+            [&](Worker&, Job&) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                ++worked;
+            },
+            [](Job&) {});
+        for (int i = 0; i < 4; ++i)
+            pipeline.Push(Job{}); // fills the four slots without waiting
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    // The jobs being worked on finish; the queued ones are dropped (a hang fails by timeout).
+    EXPECT_LE(worked, 2);
+}
+
+TEST(FramePipeline, JobCounts) {
+    EXPECT_EQ(ParseJobs("3"), 3);
+    EXPECT_EQ(ParseJobs("auto"), DefaultJobs());
+    EXPECT_GE(DefaultJobs(), 1);
+    EXPECT_LE(DefaultJobs(), 16);
+    for (const char* bad : {"0", "-2", "", "2x", "257", "many"})
+        EXPECT_THROW(ParseJobs(bad), UsageError) << bad;
+    // 1 GiB for the frames in flight, two per job.
+    EXPECT_EQ(JobsWithinMemory(16, 16u << 20), 16);
+    EXPECT_EQ(JobsWithinMemory(16, 128u << 20), 4);
+    EXPECT_EQ(JobsWithinMemory(16, size_t{4} << 30), 1);
+}

@@ -1,0 +1,45 @@
+// Filling and running the encode and decode jobs.
+#include "frame_jobs.h"
+
+#include <cstring>
+
+void FillEncodeJob(EncodeJob& job, const ArgbFrame& frame, int width, int height) {
+    const size_t rowBytes = static_cast<size_t>(width) * 4;
+    job.argb.resize(rowBytes * height);
+    for (int y = 0; y < height; ++y)
+        std::memcpy(&job.argb[rowBytes * y], frame.data + static_cast<size_t>(frame.rowBytes) * y, rowBytes);
+    job.pts = frame.pts;
+}
+
+void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width) {
+    const std::vector<uint8_t>& encoded = encoder.Encode(job.argb.data(), width * 4);
+    job.encoded.assign(encoded.begin(), encoded.end());
+}
+
+std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int height,
+                                                        SettingsChoice choice) {
+    if (jobs > 1) choice.threadSetting = ThreadSettingFor("1");
+    // Without options the compressor reads the machine-wide settings itself, as for any host.
+    const auto settings = ResolveSettings(choice);
+    std::vector<std::unique_ptr<FrameEncoder>> encoders;
+    for (int i = 0; i < jobs; ++i)
+        encoders.push_back(std::make_unique<FrameEncoder>(width, height, choice.Any() ? &settings : nullptr));
+    return encoders;
+}
+
+void FillDecodeJob(DecodeJob& job, const uint8_t* sample, size_t size, int64_t pts) {
+    job.sample.assign(sample, sample + size);
+    job.pts = pts;
+}
+
+void RunDecodeJob(FrameDecoder& decoder, DecodeJob& job, int width, int height) {
+    job.picture.resize(static_cast<size_t>(width) * height * 4);
+    job.decoded = decoder.Decode(job.sample.data(), job.sample.size(), job.picture.data(), width * 4);
+}
+
+std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height) {
+    std::vector<std::unique_ptr<FrameDecoder>> decoders;
+    for (int i = 0; i < jobs; ++i)
+        decoders.push_back(std::make_unique<FrameDecoder>(width, height));
+    return decoders;
+}
