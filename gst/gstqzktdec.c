@@ -130,8 +130,13 @@ static GstFlowReturn report_decode_failure(GstQzktDec* self, qzkt_result result,
 
     switch (result) {
     case QZKT_DAMAGED_FRAME:
-        GST_VIDEO_DECODER_ERROR(self, 1, STREAM, DECODE, ("Damaged QZKT frame; it is skipped."),
+        /* Within max-errors the base class only logs the error; the warning on the bus tells
+           the application that a frame was skipped. */
+        GST_VIDEO_DECODER_ERROR(self, 1, STREAM, DECODE, ("Damaged QZKT frame."),
                                 ("frame of %" G_GSIZE_FORMAT " bytes: %s", frame_size, problem), ret);
+        if (ret == GST_FLOW_OK)
+            GST_ELEMENT_WARNING(self, STREAM, DECODE, ("Damaged QZKT frame; it is skipped."),
+                                ("frame of %" G_GSIZE_FORMAT " bytes: %s", frame_size, problem));
         break;
     case QZKT_NO_RENDERER:
         GST_OBJECT_LOCK(self);
