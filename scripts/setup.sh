@@ -10,6 +10,9 @@ packages=(
   libegl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   tmux
+  # the GStreamer plugin (gst/) and its tests: qtdemux/qtmux come with -plugins-good
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   # scripts/fuzz.sh: clang with libFuzzer and the sanitizer runtimes (libclang-rt-14-dev is only
   # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
   # runtime (libtsan2) comes with g++.
