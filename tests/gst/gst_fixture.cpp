@@ -19,6 +19,12 @@ void GstTest::SetUp() {
     setenv("GST_PLUGIN_PATH", QZKT_GST_PLUGIN_DIR, 1);
     setenv("GST_REGISTRY", QZKT_GST_REGISTRY, 1);
     unsetenv("GST_DEBUG");
+#ifdef QZKT_GST_PRELOAD
+    // A sanitizer build: gst-launch-1.0 loads an instrumented plugin (see CMakeLists.txt).
+    setenv("LD_PRELOAD", QZKT_GST_PRELOAD, 1);
+    const char* options = getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS", ((options != nullptr ? std::string(options) + ":" : "") + "detect_leaks=0").c_str(), 1);
+#endif
 }
 
 void GstTest::WriteRawClip(const std::string& name, int width, int height, int frames) {
