@@ -23,7 +23,8 @@ void GstTest::SetUp() {
     // A sanitizer build: gst-launch-1.0 loads an instrumented plugin (see CMakeLists.txt).
     setenv("LD_PRELOAD", QZKT_GST_PRELOAD, 1);
     const char* options = getenv("ASAN_OPTIONS");
-    setenv("ASAN_OPTIONS", ((options != nullptr ? std::string(options) + ":" : "") + "detect_leaks=0").c_str(), 1);
+    setenv("ASAN_OPTIONS",
+           ((options != nullptr ? std::string(options) + ":" : "") + "detect_leaks=0").c_str(), 1);
 #endif
 }
 
