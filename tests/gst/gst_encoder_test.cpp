@@ -64,7 +64,6 @@ TEST_F(GstEncoderTest, QtmuxMovieHoldsTheToolsFramesForEverySetting) {
                                      {"dxt1=true", {"--dxt1"}},
                                      {"dxt1=true no-lzf=true", {"--dxt1", "--no-lzf"}},
                                      {"alpha=true", {"--alpha"}},
-                                     {"alpha=true dxt1=true", {"--alpha", "--dxt1"}},
                                      {"threads=0", {"--threads", "auto"}},
                                      {"threads=5", {"--threads", "4"}}})
         ExpectMovieMatchesToolEncode(37, 29, 3, setting);

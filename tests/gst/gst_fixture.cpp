@@ -48,10 +48,15 @@ void GstTest::WriteRawClip(const std::string& name, int width, int height, int f
 
 void GstTest::ToolEncode(const std::string& raw, const std::string& movie, int width, int height,
                          const std::vector<std::string>& options, const std::string& rate) {
-    std::vector<std::string> args = {"qzkt",    "encode",
-                                     "--quiet", prefsArg_,
-                                     "--raw",   std::to_string(width) + "x" + std::to_string(height),
-                                     "--rate",  rate};
+    std::vector<std::string> args = {"qzkt",
+                                     "encode",
+                                     "-y",
+                                     "--quiet",
+                                     prefsArg_,
+                                     "--raw",
+                                     std::to_string(width) + "x" + std::to_string(height),
+                                     "--rate",
+                                     rate};
     args.insert(args.end(), options.begin(), options.end());
     args.insert(args.end(), {raw, movie});
     const RunResult result = Run(args);
