@@ -10,6 +10,7 @@
 
 #include <qzkt/qzkt.h>
 
+#include "codec.h"
 #include "commands.h"
 #include "options.h"
 #include "tool_error.h"
@@ -86,11 +87,7 @@ int ThreadSetting(const std::string& value) {
     if (value.empty() || *end != '\0' || errno != 0 || count < 1 || count > 1024)
         throw UsageError("threads takes auto or a worker count of 1 or more, not '" + value +
                          "' (valid: " + kValidKeys + ")");
-    int best = 2;
-    for (int setting = 3; setting <= 9; ++setting)
-        if (std::labs(qzkt_thread_count(setting) - count) < std::labs(qzkt_thread_count(best) - count))
-            best = setting;
-    return best;
+    return NearestThreadSetting(count);
 }
 
 // Applies KEY=VALUE to settings; returns a note for the user, or "".
