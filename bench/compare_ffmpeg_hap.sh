@@ -30,7 +30,7 @@ for tool in "$QZKT" "$DXT24_BENCH"; do
 done
 command -v ffmpeg >/dev/null && command -v ffprobe >/dev/null ||
     { echo "compare_ffmpeg_hap.sh: needs ffmpeg and ffprobe (apt-get install ffmpeg)" >&2; exit 1; }
-ffmpeg -hide_banner -h encoder=hap 2>/dev/null | grep -q 'hap_q' ||
+grep -q 'hap_q' <<<"$(ffmpeg -hide_banner -h encoder=hap 2>/dev/null)" ||
     { echo "compare_ffmpeg_hap.sh: this ffmpeg has no hap encoder" >&2; exit 1; }
 
 WORK=${WORK:-$(mktemp -d "${TMPDIR:-/tmp}/qzkt_vs_hap.XXXXXX")}

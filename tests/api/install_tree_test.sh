@@ -43,11 +43,13 @@ run() {
 # The tool finds its library through its RPATH, relative to itself: in the tree and in a copy
 # of the tree somewhere else.
 cp -a "$prefix" "$work/moved"
+# (ldd's output is read whole: with pipefail, grep -q ending the pipe early fails it by SIGPIPE.)
 for tree in "$prefix" "$work/moved"; do
   [ "$(env -u LD_LIBRARY_PATH "$tree/bin/qzkt" --version)" = "qzkt $version" ]
-  env -u LD_LIBRARY_PATH ldd "$tree/bin/qzkt" | grep -q "libqzkt.so.${version%%.*} => $tree/" || {
+  libraries=$(env -u LD_LIBRARY_PATH ldd "$tree/bin/qzkt")
+  grep -q "libqzkt.so.${version%%.*} => $tree/" <<<"$libraries" || {
     echo "$tree/bin/qzkt does not load its own tree's libqzkt:" >&2
-    env -u LD_LIBRARY_PATH ldd "$tree/bin/qzkt" >&2
+    echo "$libraries" >&2
     exit 1
   }
 done
@@ -62,7 +64,7 @@ if [ -n "$warnings" ]; then
   echo "$warnings" >&2
   exit 1
 fi
-MANWIDTH=80 man -l "$prefix/$manpage" 2>/dev/null | grep -q "EXIT STATUS"
+grep -q "EXIT STATUS" <<<"$(MANWIDTH=80 man -l "$prefix/$manpage" 2>/dev/null)"
 # The completion loads and completes the commands.
 bash -c 'source "$1"; complete -p qzkt >/dev/null; COMP_WORDS=(qzkt en); COMP_CWORD=1; _qzkt
          [ "${COMPREPLY[*]}" = encode ]' _ "$prefix/$completion"
