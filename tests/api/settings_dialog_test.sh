@@ -6,22 +6,7 @@
 # Usage: settings_dialog_test.sh <library_dialog_host binary>
 set -euo pipefail
 host=$1
-work=$(mktemp -d /tmp/qzkt-api-dialog-XXXXXX)
-socket=$work/tmux.sock
-session=""
-cleanup() { tmux -S "$socket" kill-server 2>/dev/null || true; rm -rf "$work"; }
-trap cleanup EXIT
-trap 'echo "failed at line $LINENO" >&2; tmux -S "$socket" capture-pane -p -t "$session" >&2 2>/dev/null || true' ERR
-
-tmuxc() { tmux -S "$socket" "$@"; }
-wait_for() {
-  for _ in $(seq 100); do
-    if grep -q -- "$1" <<<"$(tmuxc capture-pane -p -t "$session" 2>/dev/null)"; then return 0; fi
-    sleep 0.1
-  done
-  echo "timed out waiting for: $1" >&2
-  return 1
-}
+source "$(dirname "$0")/../support/tmux_harness.sh" qzkt-api-dialog
 run_host() { # session name, settings folder
   session=$1
   tmuxc new-session -d -s "$session" -x 100 -y 24 "$host '$2'; echo EXITED; sleep 30"

@@ -6,26 +6,7 @@
 # the captured screen)
 set -euo pipefail
 host=$1
-work=$(mktemp -d /tmp/qzkt-tmux-XXXXXX)
-session=""
-socket="$work/tmux.sock"
-cleanup() { tmux -S "$socket" kill-server 2>/dev/null || true; rm -rf "$work"; }
-trap cleanup EXIT
-# On any failure, show where: the failing line and what the pane showed.
-trap 'echo "failed at line $LINENO" >&2; tmux -S "$socket" capture-pane -p -t "$session" >&2 2>/dev/null || true' ERR
-
-tmuxc() { tmux -S "$socket" "$@"; }
-
-# Waits until the pane shows $1 (at most 10 s).
-wait_for() {
-  for _ in $(seq 100); do
-    if grep -q -- "$1" <<<"$(tmuxc capture-pane -p -t "$session" 2>/dev/null)"; then return 0; fi
-    sleep 0.1
-  done
-  echo "timed out waiting for: $1" >&2
-  tmuxc capture-pane -p -t "$session" >&2
-  return 1
-}
+source "$(dirname "$0")/../support/tmux_harness.sh" qzkt-tmux
 
 # Each run gets a session of its own on the same server: killing the only session ends the
 # server, and a new session started right then can meet the server on its way out.

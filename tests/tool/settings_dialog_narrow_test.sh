@@ -7,22 +7,7 @@
 set -euo pipefail
 qzkt=$1
 if [ -e /Library/Preferences/Quenholt ]; then echo "the machine-wide settings folder exists: skipped"; exit 0; fi
-work=$(mktemp -d /tmp/qzkt-narrow-dialog-XXXXXX)
-socket=$work/tmux.sock
-session=""
-cleanup() { tmux -S "$socket" kill-server 2>/dev/null || true; rm -rf "$work"; }
-trap cleanup EXIT
-trap 'echo "failed at line $LINENO" >&2; tmux -S "$socket" capture-pane -p -t "$session" >&2 2>/dev/null || true' ERR
-
-tmuxc() { tmux -S "$socket" "$@"; }
-wait_for() {
-  for _ in $(seq 100); do
-    if grep -q -- "$1" <<<"$(tmuxc capture-pane -p -t "$session" 2>/dev/null)"; then return 0; fi
-    sleep 0.1
-  done
-  echo "timed out waiting for: $1" >&2
-  return 1
-}
+source "$(dirname "$0")/../support/tmux_harness.sh" qzkt-narrow-dialog
 run_settings() {
   session=$1
   tmuxc new-session -d -s "$session" -x 50 -y 30 \
