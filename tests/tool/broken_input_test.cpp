@@ -4,11 +4,9 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <lzf.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "qzkt_movie.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
 #include "stream/little_endian.h"
@@ -17,24 +15,6 @@
 namespace {
 
 const int kWidth = 20, kHeight = 12; // 15 blocks
-
-// A frame as the encoder writes it.
-Bytes Frame(bool dxt24, const Bytes& blocks, bool lzf) {
-    KELHeader h{};
-    h.headerSize = kKELHeaderSize;
-    h.version = kKELFormatVersion;
-    h.packing = lzf ? kKELPackingLZF : 0;
-    h.blockKind = dxt24 ? 1 : 0;
-    h.storedSize = static_cast<uint32_t>(blocks.size());
-    Bytes frame(kKELHeaderSize + blocks.size() + 64);
-    if (lzf)
-        h.storedSize = lzf_compress(blocks.data(), h.storedSize, &frame[kKELHeaderSize], h.storedSize + 64);
-    else
-        std::copy(blocks.begin(), blocks.end(), &frame[kKELHeaderSize]);
-    frame.resize(kKELHeaderSize + h.storedSize);
-    WriteKELHeader(frame.data(), h);
-    return frame;
-}
 
 Bytes WithField(Bytes frame, uint32_t offset, uint32_t value) {
     WriteLE32(&frame[offset], value);
@@ -126,9 +106,9 @@ TEST_F(ToolTest, BrokenInputGetsOneLineAndNoOutput) {
 TEST_F(ToolTest, DamagedFramesAreReplacedAndCounted) {
     const Bytes blocksA = ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, 0), kWidth, kHeight);
     const Bytes blocksB = ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, 5), kWidth, kHeight);
-    const Bytes frameA = Frame(true, blocksA, false), frameB = Frame(true, blocksB, true);
+    const Bytes frameA = EncodedFrame(true, blocksA, false), frameB = EncodedFrame(true, blocksB, true);
     // LZF data that unpacks to half the blocks cannot give the frame: damaged too.
-    const Bytes shortLZF = Frame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
+    const Bytes shortLZF = EncodedFrame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
 
     const Bytes black = DecodeBlocks(BlockKind::kDXT24, Bytes(blocksA.size()), kWidth, kHeight);
     const Bytes a = DecodeBlocks(BlockKind::kDXT24, blocksA, kWidth, kHeight);
@@ -139,17 +119,15 @@ TEST_F(ToolTest, DamagedFramesAreReplacedAndCounted) {
         {WithField(frameA, kKELStoredSizeOffset, 100000), a},
         {frameB, b},
         {Bytes(frameB.begin(), frameB.end() - 10), b},
-        {WithField(Frame(false, Bytes(8 * 15), false), kKELStoredSizeOffset, 5000), b}, // DXT1
+        {WithField(EncodedFrame(false, Bytes(8 * 15), false), kKELStoredSizeOffset, 5000), b}, // DXT1
         {WithField(frameB, kKELHeaderSizeOffset, 5000), b},
         {shortLZF, b},
         {Bytes(1), b}, // made empty below
     };
-    {
-        QZKTMovieWriter movie(Path("damaged.mov"), kWidth, kHeight, AVRational{1, 10}, AVRational{10, 1});
-        for (size_t i = 0; i < samplesAndPictures.size(); ++i)
-            movie.WriteFrame(samplesAndPictures[i].first.data(), samplesAndPictures[i].first.size(), i);
-        movie.Finish();
-    }
+    std::vector<Bytes> samples;
+    for (const auto& sampleAndPicture : samplesAndPictures)
+        samples.push_back(sampleAndPicture.first);
+    WriteMovie(Path("damaged.mov"), kWidth, kHeight, samples);
     // FFmpeg's muxer drops empty packets: set the last sample's size to 0 in the sample-size
     // table instead. The last sample ends its chunk, so no other sample moves.
     Bytes movie = ReadFile(Path("damaged.mov"));

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "gl/gl_context.h"
-#include "qzkt_movie.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
 #include "stream/little_endian.h"
@@ -28,13 +27,6 @@ Bytes Frame(const KELHeader& fields, const Bytes& stored) {
     WriteKELHeader(frame.data(), h);
     frame.insert(frame.end(), stored.begin(), stored.end());
     return frame;
-}
-
-void WriteMovie(const std::string& path, int width, int height, const std::vector<Bytes>& samples) {
-    QZKTMovieWriter movie(path, width, height, AVRational{1, 10}, AVRational{10, 1});
-    for (size_t i = 0; i < samples.size(); ++i)
-        movie.WriteFrame(samples[i].data(), samples[i].size(), static_cast<int64_t>(i));
-    movie.Finish();
 }
 
 bool SanitizerBuild() {

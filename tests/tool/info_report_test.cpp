@@ -2,7 +2,6 @@
 // (parsed here), several movies in one call, and movies cut short in their samples.
 #include <nlohmann/json.hpp>
 
-#include "qzkt_movie.h"
 #include "reference_frames.h"
 #include "tool_fixture.h"
 
@@ -12,15 +11,6 @@ using Json = nlohmann::json;
 
 std::string Text(const Bytes& bytes) {
     return std::string(bytes.begin(), bytes.end());
-}
-
-std::vector<size_t> SampleSizes(const std::string& movie) {
-    std::vector<size_t> sizes;
-    QZKTMovieReader reader(movie);
-    QZKTSample sample;
-    while (reader.Next(sample))
-        sizes.push_back(sample.size);
-    return sizes;
 }
 
 } // namespace
@@ -99,20 +89,20 @@ TEST_F(ToolTest, InfoListsEveryTrackAndWritesTheSameFactsAsJson) {
     EXPECT_EQ(file["streams"][2]["timecode"], "01:02:03:04");
 
     // Every frame as the movie stores it.
-    const std::vector<size_t> sizes = SampleSizes(Path("full.mov"));
-    ASSERT_EQ(file["frames"].size(), sizes.size());
+    const std::vector<Bytes> samples = MovieSamples(Path("full.mov"));
+    ASSERT_EQ(file["frames"].size(), samples.size());
     size_t total = 0;
-    for (size_t i = 0; i < sizes.size(); ++i) {
+    for (size_t i = 0; i < samples.size(); ++i) {
         const Json& frame = file["frames"][i];
         EXPECT_EQ(frame["frame"], i + 1);
         EXPECT_NEAR(frame["time"].get<double>(), i / 30.0, 0.0005); // the input kept milliseconds
-        EXPECT_EQ(frame["stored_size"], sizes[i]);
+        EXPECT_EQ(frame["stored_size"], samples[i].size());
         EXPECT_EQ(frame["intact"], true);
         EXPECT_EQ(frame["blocks"], "DXT24");
         EXPECT_EQ(frame["packing"], "LZF");
         EXPECT_EQ(frame["payload_size"], 16 * 12 * 10);
-        EXPECT_NEAR(frame["ratio"].get<double>(), 64.0 * 48 * 4 / sizes[i], 1e-9);
-        total += sizes[i];
+        EXPECT_NEAR(frame["ratio"].get<double>(), 64.0 * 48 * 4 / samples[i].size(), 1e-9);
+        total += samples[i].size();
     }
     EXPECT_EQ(file["summary"]["frames"], 30);
     EXPECT_EQ(file["summary"]["dxt24"], 30);
@@ -177,22 +167,7 @@ TEST_F(ToolTest, InfoGivesTheAverageRateOfAVariableRateMovie) {
 }
 
 TEST_F(ToolTest, InfoOnACutMovieSaysSoAndEndsAsDecodeDoes) {
-    Bytes raw;
-    for (int i = 0; i < 6; ++i) {
-        const Bytes frame = ClipFrame(20, 12, i);
-        raw.insert(raw.end(), frame.begin(), frame.end());
-    }
-    WriteFile(Path("clip.argb"), raw);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "20x12", "clip.argb", "index_last.mov"}).status, 0);
-    // With its index first, the samples come last in the file, in order.
-    MustRun({"ffmpeg", "-v", "error", "-i", "index_last.mov", "-c", "copy", "-movflags", "+faststart",
-             "clip.mov"});
-    const std::vector<size_t> sizes = SampleSizes(Path("clip.mov"));
-    ASSERT_EQ(sizes.size(), 6u);
-    const Bytes movie = ReadFile(Path("clip.mov"));
-    const size_t lastTwo = sizes[4] + sizes[5];
-    WriteFile(Path("four.mov"), Bytes(movie.begin(), movie.end() - lastTwo));
-    WriteFile(Path("four_and_a_bit.mov"), Bytes(movie.begin(), movie.end() - lastTwo + 20));
+    ASSERT_EQ(WriteCutMovies().size(), 6u);
 
     const RunResult whole = Run({"qzkt", "info", "clip.mov"});
     EXPECT_EQ(whole.status, 0);

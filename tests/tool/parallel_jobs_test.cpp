@@ -1,11 +1,9 @@
 // Several frames in flight (--jobs): the same movie bytes for every job count and thread
 // setting, the same decoded frames for every job count (damaged frames replaced by the
 // previous good frame in output order), and an error in the middle leaves nothing behind.
-#include <lzf.h>
 #include <string>
 
 #include "gl/gl_context.h"
-#include "qzkt_movie.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
 #include "stream/little_endian.h"
@@ -16,31 +14,6 @@ namespace {
 // Partial blocks at the right and bottom; 50 block rows, enough for 24 DXT24 slices.
 const int kWidth = 102, kHeight = 198, kFrames = 11;
 const char* kSize = "102x198";
-
-// A frame as the encoder writes it: DXT24 blocks, packed with LZF or stored.
-Bytes DXT24Frame(const Bytes& blocks, bool lzf) {
-    KELHeader h{};
-    h.headerSize = kKELHeaderSize;
-    h.version = kKELFormatVersion;
-    h.packing = lzf ? kKELPackingLZF : 0;
-    h.blockKind = 1;
-    h.storedSize = static_cast<uint32_t>(blocks.size());
-    Bytes frame(kKELHeaderSize + blocks.size() + 64);
-    if (lzf)
-        h.storedSize = lzf_compress(blocks.data(), h.storedSize, &frame[kKELHeaderSize], h.storedSize + 64);
-    else
-        std::copy(blocks.begin(), blocks.end(), &frame[kKELHeaderSize]);
-    frame.resize(kKELHeaderSize + h.storedSize);
-    WriteKELHeader(frame.data(), h);
-    return frame;
-}
-
-void WriteMovie(const std::string& path, int width, int height, const std::vector<Bytes>& samples) {
-    QZKTMovieWriter movie(path, width, height, AVRational{1, 10}, AVRational{10, 1});
-    for (size_t i = 0; i < samples.size(); ++i)
-        movie.WriteFrame(samples[i].data(), samples[i].size(), static_cast<int64_t>(i));
-    movie.Finish();
-}
 
 } // namespace
 
@@ -92,7 +65,7 @@ TEST_F(ToolTest, DecodedFramesAreTheSameForEveryJobCountWithDamagedFrames) {
     for (size_t i = 0; i < pattern.size(); ++i) {
         const Bytes blocks =
             ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, i), kWidth, kHeight);
-        Bytes frame = DXT24Frame(blocks, i % 3 != 0);
+        Bytes frame = EncodedFrame(true, blocks, i % 3 != 0);
         if (pattern[i] == 'x') {
             if (i % 2 == 0)
                 frame.resize(frame.size() - 7); // cut short
@@ -141,7 +114,7 @@ TEST_F(ToolTest, AnErrorInTheMiddleWithSeveralJobsLeavesNothingBehind) {
     if (limit + 16 > kKELMaxSide) GTEST_SKIP() << "the renderer takes every frame size";
     const int w = limit + 16, h = 8;
     const Bytes picture = ClipFrame(w, h, 0);
-    const Bytes dxt24 = DXT24Frame(ReferenceBlocks(BlockKind::kDXT24, picture, w, h), true);
+    const Bytes dxt24 = EncodedFrame(true, ReferenceBlocks(BlockKind::kDXT24, picture, w, h), true);
     KELHeader dxt1Header{};
     dxt1Header.headerSize = kKELHeaderSize;
     dxt1Header.version = kKELFormatVersion;

@@ -51,6 +51,11 @@ class ToolTest : public testing::Test {
 
     std::vector<std::string> FolderListing() const;
 
+    // Writes clip.mov, six 20x12 frames with the movie's index first (so that the samples end
+    // the file, in order), and two copies of it cut short: four.mov at the end of the fourth
+    // sample and four_and_a_bit.mov 20 bytes into the fifth. Returns clip.mov's samples.
+    std::vector<Bytes> WriteCutMovies();
+
     // What ffprobe must see in every movie the tool writes: a QuickTime movie with one
     // video track tagged 'QZKT' of this size, frame count and rate, every sample a key frame.
     void ExpectQZKTMovie(const std::string& movie, int width, int height, int frames,

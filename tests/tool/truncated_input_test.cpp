@@ -4,20 +4,10 @@
 #include <cstdio>
 #include <unistd.h>
 
-#include "qzkt_movie.h"
 #include "reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {
-
-std::vector<Bytes> Samples(const std::string& movie) {
-    std::vector<Bytes> samples;
-    QZKTMovieReader reader(movie);
-    QZKTSample sample;
-    while (reader.Next(sample))
-        samples.emplace_back(sample.data, sample.data + sample.size);
-    return samples;
-}
 
 // The first half of a file's bytes.
 void CutInHalf(const std::string& from, const std::string& to) {
@@ -91,8 +81,8 @@ TEST_F(ToolTest, CutInputKeepsTheFramesReadAndSaysSo) {
         EXPECT_EQ(r.err.rfind("qzkt encode: " + c.damage, 0), 0u) << r.err;
 
         // The movie is complete, and says how many frames it holds.
-        const std::vector<Bytes> whole = Samples(Path(c.whole));
-        const std::vector<Bytes> kept = Samples(Path(c.args.back()));
+        const std::vector<Bytes> whole = MovieSamples(Path(c.whole));
+        const std::vector<Bytes> kept = MovieSamples(Path(c.args.back()));
         ASSERT_GE(kept.size(), std::max<size_t>(c.intactFrames, 1));
         ASSERT_LT(kept.size(), whole.size());
         const std::string count = std::to_string(kept.size()) + " frame" + (kept.size() == 1 ? "" : "s");
@@ -120,22 +110,7 @@ TEST_F(ToolTest, CutInputKeepsTheFramesReadAndSaysSo) {
 }
 
 TEST_F(ToolTest, CutMovieDecodesTheFramesItHoldsAndSaysSo) {
-    Bytes raw;
-    for (int i = 0; i < 6; ++i) {
-        const Bytes frame = ClipFrame(20, 12, i);
-        raw.insert(raw.end(), frame.begin(), frame.end());
-    }
-    WriteFile(Path("clip.argb"), raw);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "20x12", "clip.argb", "index_last.mov"}).status, 0);
-    // With its index first, the samples come last in the file, in order.
-    MustRun({"ffmpeg", "-v", "error", "-i", "index_last.mov", "-c", "copy", "-movflags", "+faststart",
-             "clip.mov"});
-    const std::vector<Bytes> samples = Samples(Path("clip.mov"));
-    ASSERT_EQ(samples.size(), 6u);
-    const Bytes movie = ReadFile(Path("clip.mov"));
-    const size_t lastTwo = samples[4].size() + samples[5].size();
-    WriteFile(Path("four.mov"), Bytes(movie.begin(), movie.end() - lastTwo)); // at a sample's end
-    WriteFile(Path("four_and_a_bit.mov"), Bytes(movie.begin(), movie.end() - lastTwo + 20)); // inside one
+    ASSERT_EQ(WriteCutMovies().size(), 6u);
 
     ASSERT_EQ(Run({"qzkt", "decode", "clip.mov", "clip_out.argb"}).status, 0);
     const Bytes whole = ReadFile(Path("clip_out.argb"));
