@@ -33,7 +33,9 @@ double MemcpyBaselineSeconds(size_t bytes) {
     return cache[bytes] = times[times.size() / 2];
 }
 
-void BaselineTimer::Start() { start_ = Now(); }
+void BaselineTimer::Start() {
+    start_ = Now();
+}
 
 void BaselineTimer::Finish(benchmark::State& state, size_t baselineBytes) {
     const double perIteration = (Now() - start_) / static_cast<double>(state.iterations());

@@ -325,8 +325,8 @@ QZKT_API qzkt_result qzkt_test_picture(uint8_t* argb, int width, int height, siz
    apart (0 = width*4): 10 log10(255^2 / mean squared difference); 99.0 for identical
    pictures. -1.0 for a NULL picture, a size out of range or a row_bytes below width * 4 or
    above 2^31 - 1. */
-QZKT_API double qzkt_psnr(const uint8_t* a, size_t a_row_bytes, const uint8_t* b, size_t b_row_bytes, int width,
-                          int height);
+QZKT_API double qzkt_psnr(const uint8_t* a, size_t a_row_bytes, const uint8_t* b, size_t b_row_bytes,
+                          int width, int height);
 
 #ifdef __cplusplus
 }

@@ -108,7 +108,8 @@ TEST_F(ToolTest, DamagedFramesAreReplacedAndCounted) {
     const Bytes blocksB = ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, 5), kWidth, kHeight);
     const Bytes frameA = EncodedFrame(true, blocksA, false), frameB = EncodedFrame(true, blocksB, true);
     // LZF data that unpacks to half the blocks cannot give the frame: damaged too.
-    const Bytes shortLZF = EncodedFrame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
+    const Bytes shortLZF =
+        EncodedFrame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
 
     const Bytes black = DecodeBlocks(BlockKind::kDXT24, Bytes(blocksA.size()), kWidth, kHeight);
     const Bytes a = DecodeBlocks(BlockKind::kDXT24, blocksA, kWidth, kHeight);

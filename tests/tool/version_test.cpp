@@ -18,7 +18,8 @@ TEST_F(ToolTest, PrintsTheLibraryVersion) {
     for (const char* spelling : {"--version", "version"}) {
         const RunResult run = Run({"qzkt", spelling}, "", "version.txt");
         EXPECT_EQ(run.status, 0) << spelling << ": " << run.err;
-        EXPECT_EQ(ReadText(Path("version.txt")), std::string("qzkt ") + QZKT_EXPECTED_VERSION + "\n") << spelling;
+        EXPECT_EQ(ReadText(Path("version.txt")), std::string("qzkt ") + QZKT_EXPECTED_VERSION + "\n")
+            << spelling;
         EXPECT_EQ(run.err, "");
     }
     const RunResult extra = Run({"qzkt", "version", "now"});
