@@ -15,8 +15,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "reference_frames.h"
-
 extern char** environ;
 
 void ToolTest::SetUp() {
@@ -130,26 +128,6 @@ RunResult ToolTest::Run(const std::vector<std::string>& args, const std::string&
 void ToolTest::MustRun(const std::vector<std::string>& args, const std::string& stdoutName) {
     const RunResult result = Run(args, "", stdoutName);
     ASSERT_EQ(result.status, 0) << args[0] << ": " << result.err;
-}
-
-std::vector<Bytes> ToolTest::WriteCutMovies() {
-    Bytes raw;
-    for (int i = 0; i < 6; ++i) {
-        const Bytes frame = ClipFrame(20, 12, i);
-        raw.insert(raw.end(), frame.begin(), frame.end());
-    }
-    WriteFile(Path("clip.argb"), raw);
-    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "20x12", "clip.argb", "index_last.mov"}).status, 0);
-    MustRun({"ffmpeg", "-v", "error", "-i", "index_last.mov", "-c", "copy", "-movflags", "+faststart",
-             "clip.mov"});
-    const std::vector<Bytes> samples = MovieSamples(Path("clip.mov"));
-    EXPECT_EQ(samples.size(), 6u);
-    if (samples.size() != 6) return samples;
-    const Bytes movie = ReadFile(Path("clip.mov"));
-    const size_t lastTwo = samples[4].size() + samples[5].size();
-    WriteFile(Path("four.mov"), Bytes(movie.begin(), movie.end() - lastTwo));
-    WriteFile(Path("four_and_a_bit.mov"), Bytes(movie.begin(), movie.end() - lastTwo + 20));
-    return samples;
 }
 
 std::vector<std::string> ToolTest::FolderListing() const {
