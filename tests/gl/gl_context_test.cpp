@@ -2,6 +2,7 @@
 // and repeated creation and deletion.
 #include <gtest/gtest.h>
 
+#include <EGL/egl.h>
 #include <malloc.h>
 #include <thread>
 
@@ -45,15 +46,20 @@ TEST_F(GLContextStates, InitActivateDeactivateDelete) {
     EXPECT_FALSE(AnyContextCurrent());
     context.DeactivateContext();
 
-    // A context made on one thread serves another.
-    bool activated = false, clearedThere = false;
+    // A context made on one thread serves another, and once it is put down the thread keeps
+    // no EGL state: the API it bound is back to EGL's default, as for a thread that never
+    // called EGL. (A thread that kept its state could end while the process exits and race
+    // EGL's own teardown.)
+    bool activated = false, clearedThere = false, releasedThere = false;
     std::thread worker([&] {
-        activated = context.ActivateContext() && AnyContextCurrent();
+        activated = context.ActivateContext() && AnyContextCurrent() && eglQueryAPI() == EGL_OPENGL_API;
         context.DeactivateContext();
         clearedThere = !AnyContextCurrent();
+        releasedThere = eglQueryAPI() == EGL_OPENGL_ES_API;
     });
     worker.join();
     EXPECT_TRUE(activated && clearedThere);
+    EXPECT_TRUE(releasedThere);
 
     context.DeleteContext();
     other.DeleteContext();
