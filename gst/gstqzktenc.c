@@ -36,18 +36,6 @@ static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
 G_DEFINE_TYPE(GstQzktEnc, gst_qzkt_enc, GST_TYPE_VIDEO_ENCODER);
 GST_ELEMENT_REGISTER_DEFINE(qzktenc, "qzktenc", GST_RANK_PRIMARY, GST_TYPE_QZKT_ENC);
 
-/* The codec's thread setting for a number of workers, as `qzkt encode --threads` chooses it:
-   0 is one worker per physical core, any other count the nearest the codec offers (1, 2, 4,
-   6, 8, 12, 16, 24; the smaller one on a tie). */
-static int thread_setting_for(guint threads) {
-    int best = 2, setting;
-    if (threads == 0) return 1;
-    for (setting = 3; setting <= 9; ++setting)
-        if (ABS(qzkt_thread_count(setting) - (int)threads) < ABS(qzkt_thread_count(best) - (int)threads))
-            best = setting;
-    return best;
-}
-
 static void close_encoder(GstQzktEnc* self) {
     qzkt_encoder_destroy(self->encoder);
     self->encoder = NULL;
@@ -148,7 +136,9 @@ static gboolean gst_qzkt_enc_set_format(GstVideoEncoder* encoder, GstVideoCodecS
     settings.alpha = self->alpha ? 1 : 0;
     settings.dxt24 = self->dxt1 ? 0 : 1;
     settings.no_lzf = self->no_lzf ? 1 : 0;
-    settings.thread_setting = thread_setting_for(self->threads);
+    /* 0 is one worker per physical core, any other count the nearest the codec offers, as
+       `qzkt encode --threads` chooses it. */
+    settings.thread_setting = qzkt_thread_setting_for((int)self->threads);
     GST_OBJECT_UNLOCK(self);
 
     close_encoder(self);

@@ -169,6 +169,12 @@ QZKT_API const char* qzkt_settings_folder(void);
    setting outside 1..9. */
 QZKT_API int qzkt_thread_count(int thread_setting);
 
+/* The thread setting for a number of DXT24 workers, as a program's "threads" option would
+   choose it (since 1.4): 1, one worker per physical core, for workers 0; otherwise the
+   setting of 2..9 whose worker count is nearest (the smaller count on a tie: 3 workers give
+   setting 3, 2 threads). 0 for a negative number of workers. */
+QZKT_API int qzkt_thread_setting_for(int workers);
+
 /* The largest frame an encoder of width x height pixels with these settings can write
    (NULL: the machine-wide settings); 0 for a size out of range or invalid settings. A
    capacity of this size never gives QZKT_BUFFER_TOO_SMALL. */

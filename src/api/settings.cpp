@@ -1,6 +1,7 @@
 // The machine-wide settings: defaults, reading through the compressor, saving, the
 // compressor's own dialog, the settings folder, and what the settings mean on this machine.
 #include <cerrno>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 #include <unistd.h>
@@ -93,6 +94,17 @@ int qzkt_thread_count(int thread_setting) {
     if (thread_setting < 1 || thread_setting > 9) return 0;
     const int workers = KELThreadCountForSetting(thread_setting, PhysicalCores());
     return workers < kMaxDXT24Threads ? workers : kMaxDXT24Threads;
+}
+
+int qzkt_thread_setting_for(int workers) {
+    if (workers < 0) return 0;
+    if (workers == 0) return 1;
+    // Settings 2..9 give fixed counts; 1 depends on the machine and is only chosen by 0.
+    int best = 2;
+    for (int setting = 3; setting <= 9; ++setting)
+        if (std::abs(qzkt_thread_count(setting) - workers) < std::abs(qzkt_thread_count(best) - workers))
+            best = setting;
+    return best;
 }
 
 size_t qzkt_max_frame_size(int width, int height, const qzkt_settings* settings) {

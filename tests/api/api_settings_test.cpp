@@ -157,4 +157,12 @@ TEST(ApiThreadSettings, GiveTheDocumentedWorkerCounts) {
     EXPECT_LE(qzkt_thread_count(1), std::max(1L, online));
     EXPECT_EQ(qzkt_thread_count(0), 0);
     EXPECT_EQ(qzkt_thread_count(10), 0);
+
+    // A worker count to a setting: the nearest count, the smaller on a tie; 0 is "auto".
+    const int settingFor[30] = {1, 2, 3, 3, 4, 4, 5, 5, 6, 6, 6, 7, 7, 7, 7,
+                                8, 8, 8, 8, 8, 8, 9, 9, 9, 9, 9, 9, 9, 9, 9};
+    for (int workers = 0; workers < 30; ++workers)
+        EXPECT_EQ(qzkt_thread_setting_for(workers), settingFor[workers]) << workers << " workers";
+    EXPECT_EQ(qzkt_thread_setting_for(1000000), 9);
+    EXPECT_EQ(qzkt_thread_setting_for(-1), 0);
 }

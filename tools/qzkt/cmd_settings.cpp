@@ -10,7 +10,6 @@
 
 #include <qzkt/qzkt.h>
 
-#include "codec.h"
 #include "commands.h"
 #include "options.h"
 #include "tool_error.h"
@@ -87,7 +86,7 @@ int ThreadSetting(const std::string& value) {
     if (value.empty() || *end != '\0' || errno != 0 || count < 1 || count > 1024)
         throw UsageError("threads takes auto or a worker count of 1 or more, not '" + value +
                          "' (valid: " + kValidKeys + ")");
-    return NearestThreadSetting(count);
+    return qzkt_thread_setting_for(static_cast<int>(count));
 }
 
 // Applies KEY=VALUE to settings; returns a note for the user, or "".

@@ -36,16 +36,7 @@ int ThreadSettingFor(const std::string& workers) {
     const long count = std::strtol(workers.c_str(), &end, 10);
     if (workers.empty() || *end != '\0' || count < 1 || count > 1024)
         throw UsageError("--threads takes a worker count (1 or more) or auto, not '" + workers + "'");
-    return NearestThreadSetting(count);
-}
-
-int NearestThreadSetting(long count) {
-    // Settings 2..9 give fixed counts; 1 depends on the machine and is only chosen by "auto".
-    int best = 2;
-    for (int setting = 3; setting <= 9; ++setting)
-        if (std::labs(qzkt_thread_count(setting) - count) < std::labs(qzkt_thread_count(best) - count))
-            best = setting;
-    return best;
+    return qzkt_thread_setting_for(static_cast<int>(count));
 }
 
 std::string DescribeThreadSetting(int setting) {

@@ -29,8 +29,6 @@ qzkt_settings ResolveSettings(const SettingsChoice& choice);
 // 4, 6, 8, 12, 16 or 24; ties go to the smaller); "auto" is setting 1, one worker per
 // physical core. Throws UsageError for anything else.
 int ThreadSettingFor(const std::string& workers);
-// The thread setting (2..9) whose worker count is nearest to count (ties to the smaller).
-int NearestThreadSetting(long count);
 
 // "1 thread", "4 threads", "one thread per physical core" for a thread setting.
 std::string DescribeThreadSetting(int threadSetting);
