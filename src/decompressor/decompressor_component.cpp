@@ -210,10 +210,14 @@ ComponentResult KEL_DDrawBand(KELDecompressorGlobalsPtr globals, ImageSubCodecDe
     if (globals->resources == nullptr) return noErr;
     const auto* record = static_cast<const KELDecompressRecord*>(drp->userDecompressRecord);
     const auto* frame = reinterpret_cast<const unsigned char*>(drp->codecData);
-    // A frame whose stored parts reach past its data is not decoded: the destination keeps
-    // what it had. The reader itself trusts the header.
+    // A frame whose stored parts reach past its data, or hold fewer bytes than the reader
+    // takes, is not decoded: the destination keeps what it had. The reader itself trusts the
+    // header. LZF streams are walked by the hosts before a frame gets here (the host entry
+    // declines damaged frames), not again for every band.
     const size_t dataSize = record->dataSize > 0 ? static_cast<size_t>(record->dataSize) : 0;
-    if (CheckKELFrame(frame, dataSize, record->width, record->height) != KELFrameProblem::kNone) return noErr;
+    if (CheckKELFrame(frame, dataSize, record->width, record->height, KELFrameCheckDepth::kLayout) !=
+        KELFrameProblem::kNone)
+        return noErr;
     KEL_DecompressImageData(globals->resources, record->width, record->height, frame, drp->baseAddr,
                             drp->rowBytes); // its result is not used
     return noErr;

@@ -8,18 +8,21 @@ namespace {
 
 // Whether a stored part of storedSize bytes at data yields exactly `needed` bytes as the
 // reader unpacks it: LZF when packing is 1, else a copy of its first `needed` bytes.
-bool YieldsExactly(uint8_t packing, const uint8_t* data, uint32_t storedSize, uint64_t needed) {
+bool YieldsExactly(uint8_t packing, const uint8_t* data, uint32_t storedSize, uint64_t needed,
+                   KELFrameCheckDepth depth) {
     if (packing != kKELPackingLZF) return storedSize >= needed && storedSize <= INT32_MAX;
     // An LZF stream yields at most 88 bytes per stored byte: a payload claiming more is
     // declined before its bytes are even walked.
     if (static_cast<uint64_t>(storedSize) * kLZFMaxExpansion < needed) return false;
+    if (depth == KELFrameCheckDepth::kLayout) return true;
     uint64_t unpacked = 0;
     return LZFUnpackedSize(data, storedSize, needed, &unpacked) && unpacked == needed;
 }
 
 } // namespace
 
-KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, int32_t height) {
+KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, int32_t height,
+                              KELFrameCheckDepth depth) {
     if (frame == nullptr || size < kKELHeaderSize) return KELFrameProblem::kShorterThanHeader;
     const KELHeader h = ReadKELHeader(frame);
     if (h.headerSize < kKELHeaderSize || h.headerSize > size) return KELFrameProblem::kHeaderSize;
@@ -40,13 +43,14 @@ KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, 
     const uint8_t* payload = frame + h.headerSize;
     const uint64_t payloadSize =
         static_cast<uint64_t>(blocksAcross * blocksDown) * KELBytesPerBlock(h.blockKind == 1, h.alpha != 0);
-    if (!YieldsExactly(h.packing, payload, h.storedSize, payloadSize))
+    if (!YieldsExactly(h.packing, payload, h.storedSize, payloadSize, depth))
         return h.packing == kKELPackingLZF ? KELFrameProblem::kPayloadUnpack
                                            : KELFrameProblem::kPayloadTooShort;
 
     const uint64_t planeSize =
         static_cast<uint64_t>(planeWidth * planeHeight) * (h.planePixelSize != 0 ? 3 : 4);
-    if (planePresent && !YieldsExactly(h.planePacking, payload + h.storedSize, h.planeStoredSize, planeSize))
+    if (planePresent &&
+        !YieldsExactly(h.planePacking, payload + h.storedSize, h.planeStoredSize, planeSize, depth))
         return h.planePacking == kKELPackingLZF ? KELFrameProblem::kPlaneUnpack
                                                 : KELFrameProblem::kPlaneTooShort;
     return KELFrameProblem::kNone;

@@ -21,17 +21,25 @@ enum class KELFrameProblem {
     kPlaneUnpack,          // an LZF second plane does not unpack to exactly its pixels
 };
 
+// How far a check goes. kWhole is what hosts use. kLayout leaves out the walk of LZF streams,
+// for a reader that trusts its host to have walked them: lzf_decompress bounds its own output,
+// so a stream that kLayout lets through can leave a picture wrong, never read or write outside
+// the frame or a buffer.
+enum class KELFrameCheckDepth { kWhole, kLayout };
+
 // Checks the frame of `size` bytes at `frame` for a width x height picture:
 // - the header and both stored parts lie inside the data;
 // - the second plane's sides are both >= 0; it is present when both are > 0, and then at most
 //   the frame's block counts across and down (its blend samples one plane pixel per block);
 // - the payload yields exactly ceil(W/4) x ceil(H/4) x bytes-per-block bytes (by the block
 //   kind and alpha bytes): raw, it stores at least that many (at most 2^31 - 1, the reader's
-//   signed size); packed, it is a complete LZF stream of exactly that length, with a first
-//   cheap bound of 88 output bytes per stored byte;
+//   signed size); packed, it is a complete LZF stream of exactly that length (kWhole), with a
+//   first cheap bound of 88 output bytes per stored byte (both depths);
 // - a present plane yields exactly width x height x 3 (or 4) bytes the same way.
-// Nothing is allocated; the time is linear in the stored sizes of packed parts.
-KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, int32_t height);
+// Nothing is allocated; with kWhole the time is linear in the stored sizes of packed parts,
+// with kLayout it is constant.
+KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, int32_t height,
+                              KELFrameCheckDepth depth = KELFrameCheckDepth::kWhole);
 
 // A short description of a problem, for reports ("payload reaches past the frame's end").
 const char* KELFrameProblemText(KELFrameProblem problem);
