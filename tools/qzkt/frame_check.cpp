@@ -27,7 +27,11 @@ FrameLayout CheckFrame(const uint8_t* data, size_t size, int width, int height) 
 }
 
 bool NeedsRenderer(const uint8_t* data, size_t size, int width, int height) {
+    // The header alone decides, and the decoder checks the whole frame anyway: inspecting only
+    // the header's bytes reads its fields without walking the payload (asked of every frame
+    // of a DXT24 movie).
+    const size_t kHeaderBytes = 28;
     qzkt_frame_info info{};
-    qzkt_inspect_frame(data, size, width, height, &info);
+    qzkt_inspect_frame(data, size < kHeaderBytes ? size : kHeaderBytes, width, height, &info);
     return info.has_header && (info.kind == QZKT_BLOCKS_DXT1 || info.kind == QZKT_BLOCKS_DXT5);
 }
