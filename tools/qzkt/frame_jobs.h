@@ -15,8 +15,9 @@ struct EncodeJob {
     std::vector<uint8_t> encoded;
 };
 
-// Copies the source's picture into the job (the source reuses its buffer at its next frame).
-void FillEncodeJob(EncodeJob& job, const ArgbFrame& frame, int width, int height);
+// Gives the source's picture to the job: its buffer swapped for the job's old one where the
+// source allows it, else copied (the source reuses its buffer at its next frame).
+void FillEncodeJob(EncodeJob& job, ArgbFrame& frame, int width, int height);
 
 // Encodes the job's picture into job.encoded.
 void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width);

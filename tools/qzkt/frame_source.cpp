@@ -240,6 +240,7 @@ class MediaSource : public FrameSource {
             throw ToolError(path_ + " changes its picture size from " + std::to_string(width_) + "x" +
                             std::to_string(height_) + " to " + std::to_string(f->width) + "x" +
                             std::to_string(f->height) + "; a QZKT movie keeps one size");
+        argb_.resize(static_cast<size_t>(width_) * height_ * 4); // it may have been swapped away
         uint8_t* dst[4] = {argb_.data(), nullptr, nullptr, nullptr};
         const int dstLinesize[4] = {width_ * 4, 0, 0, 0};
         converter_.Convert(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), dst, dstLinesize,
@@ -258,6 +259,7 @@ class MediaSource : public FrameSource {
         out.data = argb_.data();
         out.rowBytes = width_ * 4;
         out.pts = pts;
+        out.buffer = &argb_;
     }
 
     std::string path_;
@@ -324,6 +326,7 @@ class RawSource : public FrameSource {
     std::string Damage() const override { return damage_; }
 
     bool Next(ArgbFrame& out) override {
+        frame_.resize(static_cast<size_t>(width_) * height_ * 4); // it may have been swapped away
         size_t filled = 0;
         while (filled < frame_.size()) {
             const ssize_t n = read(fd_, frame_.data() + filled, frame_.size() - filled);
@@ -343,6 +346,7 @@ class RawSource : public FrameSource {
         out.data = frame_.data();
         out.rowBytes = width_ * 4;
         out.pts = index_++;
+        out.buffer = &frame_;
         return true;
     }
 

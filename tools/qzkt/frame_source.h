@@ -22,6 +22,10 @@ struct ArgbFrame {
     const uint8_t* data = nullptr; // valid until the next call of FrameSource::Next
     int rowBytes = 0;
     int64_t pts = 0; // in the source's time base
+    // The source's vector behind data, when it holds exactly the frame with rows width * 4
+    // bytes apart: the caller may swap it for a vector of its own instead of copying the frame
+    // (the source sizes whatever it gets back before its next frame). Null otherwise.
+    std::vector<uint8_t>* buffer = nullptr;
 };
 
 class FrameSource {
