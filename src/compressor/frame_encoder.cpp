@@ -8,6 +8,7 @@
 #include <lzf.h>
 #include <stb/stb_dxt.h>
 
+#include "dxt24/dxt24_simd.h"
 #include "dxt24/dxt24_threaded.h"
 #include "platform/core_video.h"
 #include "platform/image_compression.h"
@@ -56,6 +57,14 @@ std::atomic<int> g_physicalCoreCount{0};
 
 void stbCompressARGB32(unsigned char* dst, const unsigned char* src, int width, int height, int rowBytes,
                        uint8_t alpha) {
+    if (width < 1 || height < 1) return;
+    // rowBytes is taken as it is (0 repeats row 0); the SIMD walker would read 0 as width * 4.
+    if (rowBytes != 0 && dxt24::EncodeDXT1ImageSimd(dst, src, width, height, rowBytes, alpha != 0)) return;
+    stbCompressARGB32_plain(dst, src, width, height, rowBytes, alpha);
+}
+
+void stbCompressARGB32_plain(unsigned char* dst, const unsigned char* src, int width, int height,
+                             int rowBytes, uint8_t alpha) {
     const int blockBytes = (alpha ? 2 : 0) * 4 + 8;
     const int blocksAcross = (width + 3) / 4;
     const int blocksDown = (height + 3) / 4;
