@@ -1,262 +1,38 @@
 // The SIMD DXT24 image walker against the plain one, on every Highway target compiled in
 // and supported here: hundreds of thousands of generated blocks of many kinds, every edge
 // padding, row pitches and misaligned rows, and the alpha variant. Bytes must be identical.
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
-#include <random>
-#include <string>
-#include <vector>
 
 #include <hwy/tests/hwy_gtest.h>
 
+#include "block_coder_check.h"
 #include "dxt24/dxt24_image.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-using Rng = std::mt19937;
-
 class DXT24SimdEncode : public hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(DXT24SimdEncode);
 
-size_t PayloadSize(int width, int height) {
-    return static_cast<size_t>((width + 3) / 4) * ((height + 3) / 4) * 10;
-}
-
-// The payload of each walker: the one the CPU picks (the target under test) and the plain one.
-Bytes EncodeSimd(Bytes& image, int width, int height, int rowBytes, bool alpha, size_t offset = 0) {
-    Bytes payload(PayloadSize(width, height));
-    _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(payload.data()), image.data() + offset, width,
-                            height, rowBytes, alpha);
-    return payload;
-}
-
-Bytes EncodePlain(Bytes& image, int width, int height, int rowBytes, bool alpha, size_t offset = 0) {
-    Bytes payload(PayloadSize(width, height));
-    stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(payload.data()), image.data() + offset,
-                                 width, height, rowBytes, alpha);
-    return payload;
-}
-
-std::string Hex(const unsigned char* p, size_t n) {
-    std::string s;
-    char buf[4];
-    for (size_t i = 0; i < n; ++i) {
-        std::snprintf(buf, sizeof buf, "%02x", p[i]);
-        s += buf;
-        if (i % 4 == 3 && i + 1 < n) s += ' ';
-    }
-    return s;
-}
-
-// Empty when equal, else the first different block with both encodings and its source
-// pixels (ARGB, row by row).
-std::string FirstDifference(const Bytes& simd, const Bytes& plain, const Bytes& image, size_t offset,
-                            int width, int height, int rowBytes) {
-    if (simd.size() != plain.size()) return "payload sizes differ";
-    for (size_t at = 0; at < simd.size(); at += 10) {
-        if (std::memcmp(&simd[at], &plain[at], 10) == 0) continue;
-        const int blocksAcross = (width + 3) / 4;
-        const int bx = static_cast<int>(at / 10) % blocksAcross,
-                  by = static_cast<int>(at / 10) / blocksAcross;
-        const long pitch = rowBytes != 0 ? rowBytes : width * 4L;
-        std::string pixels;
-        for (int r = 0; r < 4 && by * 4 + r < height; ++r) {
-            const int cols = width - bx * 4 < 4 ? width - bx * 4 : 4;
-            pixels += " [" + Hex(&image[offset + (by * 4 + r) * pitch + bx * 16], cols * 4) + "]";
-        }
-        return "block (" + std::to_string(bx) + ", " + std::to_string(by) + "): simd " + Hex(&simd[at], 10) +
-               ", plain " + Hex(&plain[at], 10) + "; pixels" + pixels;
-    }
-    return "";
-}
-
-void ExpectSameBytes(Bytes& image, int width, int height, int rowBytes, bool alpha = false,
-                     size_t offset = 0) {
-    const Bytes simd = EncodeSimd(image, width, height, rowBytes, alpha, offset);
-    const Bytes plain = EncodePlain(image, width, height, rowBytes, alpha, offset);
-    ASSERT_EQ(FirstDifference(simd, plain, image, offset, width, height, rowBytes), "")
-        << hwy::TargetName(hwy::SupportedTargets()) << " " << width << "x" << height << " rowBytes "
-        << rowBytes << " offset " << offset << (alpha ? " alpha" : "");
-}
-
-unsigned char Clamp(int v) {
-    return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v));
-}
-
-// Writes one block's 16 ARGB pixels (64 bytes, row order).
-using BlockMaker = std::function<void(Rng&, unsigned char*)>;
-
-// 64 blocks across, enough block rows for `blocks`, each block from make.
-void ExpectSameBytesForBlocks(int blocks, const BlockMaker& make, unsigned seed) {
-    const int blocksAcross = 64, blocksDown = (blocks + blocksAcross - 1) / blocksAcross;
-    const int width = blocksAcross * 4, height = blocksDown * 4;
-    Bytes image(static_cast<size_t>(width) * height * 4);
-    Rng rng(seed);
-    unsigned char block[64];
-    for (int by = 0; by < blocksDown; ++by)
-        for (int bx = 0; bx < blocksAcross; ++bx) {
-            make(rng, block);
-            for (int r = 0; r < 4; ++r)
-                std::memcpy(&image[((by * 4 + r) * static_cast<size_t>(width) + bx * 4) * 4], block + r * 16,
-                            16);
-        }
-    ExpectSameBytes(image, width, height, 0);
-}
-
-struct Pixel {
-    int a, r, g, b;
-};
-
-Pixel RandomPixel(Rng& rng) {
-    return {static_cast<int>(rng() & 255), static_cast<int>(rng() & 255), static_cast<int>(rng() & 255),
-            static_cast<int>(rng() & 255)};
-}
-
-void Put(unsigned char* p, const Pixel& c) {
-    p[0] = Clamp(c.a), p[1] = Clamp(c.r), p[2] = Clamp(c.g), p[3] = Clamp(c.b);
+BlockCoder DXT24Coder(bool alpha) {
+    return {alpha ? "DXT24 with alpha" : "DXT24", 10,
+            [alpha](unsigned char* out, unsigned char* image, int width, int height, int rowBytes) {
+                _stbCompressARGB32_to24(reinterpret_cast<unsigned short*>(out), image, width, height,
+                                        rowBytes, alpha);
+            },
+            [alpha](unsigned char* out, unsigned char* image, int width, int height, int rowBytes) {
+                stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(out), image, width, height,
+                                             rowBytes, alpha);
+            }};
 }
 
 } // namespace
 
 TEST_P(DXT24SimdEncode, GeneratedBlocksOfEveryKind) {
-    const int kBlocks = 32768; // per kind; eight kinds
-
-    // Noise: every byte random, the common principal-axis path.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            for (int i = 0; i < 64; ++i)
-                p[i] = static_cast<unsigned char>(rng());
-        },
-        1);
-
-    // Two colours in a random pattern (alpha random too): exact endpoints, indices 0/1.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const Pixel c[2] = {RandomPixel(rng), RandomPixel(rng)};
-            const unsigned pattern = rng();
-            for (int i = 0; i < 16; ++i)
-                Put(p + i * 4, c[(pattern >> i) & 1]);
-        },
-        2);
-
-    // Solid blocks, and near-solid ones: the same colour with some alpha bytes changed, or
-    // one pixel off by one in one channel (the luminance axis, the all-equal re-fit).
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const Pixel c = RandomPixel(rng);
-            for (int i = 0; i < 16; ++i)
-                Put(p + i * 4, c);
-            switch (rng() % 4) {
-            case 0:
-                break;
-            case 1:
-                p[(rng() % 16) * 4] ^= static_cast<unsigned char>(1 + rng() % 255);
-                break;
-            default: {
-                unsigned char& v = p[(rng() % 16) * 4 + 1 + rng() % 3];
-                v = static_cast<unsigned char>(v == 255 ? 254 : v + 1);
-            }
-            }
-        },
-        3);
-
-    // Small noise around one colour: power-iteration vectors near the 4.0 threshold.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const Pixel c = RandomPixel(rng);
-            const int spread = 1 + static_cast<int>(rng() % 4);
-            const unsigned channels = 1 + rng() % 7;
-            for (int i = 0; i < 16; ++i) {
-                auto noise = [&](unsigned bit) {
-                    return (channels & bit) ? static_cast<int>(rng() % (2 * spread + 1)) - spread : 0;
-                };
-                Put(p + i * 4, {c.a, c.r + noise(1), c.g + noise(2), c.b + noise(4)});
-            }
-        },
-        4);
-
-    // A few nearby levels: many exact halves in the re-fit's + 0.5 and ties in matching.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const Pixel base = RandomPixel(rng);
-            Pixel levels[4];
-            const int count = 2 + static_cast<int>(rng() % 3);
-            for (int k = 0; k < count; ++k)
-                levels[k] = {base.a, base.r + static_cast<int>(rng() % 7),
-                             base.g + static_cast<int>(rng() % 7), base.b + static_cast<int>(rng() % 7)};
-            for (int i = 0; i < 16; ++i)
-                Put(p + i * 4, levels[rng() % count]);
-        },
-        5);
-
-    // Gradients between two colours along the pixel order, with rounding noise.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const Pixel a = RandomPixel(rng), b = RandomPixel(rng);
-            const int noise = static_cast<int>(rng() % 2);
-            for (int i = 0; i < 16; ++i) {
-                auto mix = [&](int x, int y) {
-                    return x + ((y - x) * i + 7) / 15 + (noise ? static_cast<int>(rng() % 3) - 1 : 0);
-                };
-                Put(p + i * 4, {255, mix(a.r, b.r), mix(a.g, b.g), mix(a.b, b.b)});
-            }
-        },
-        6);
-
-    // Greys: every projection on the grey axis, many equal dots (first pixel wins).
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            const int base = static_cast<int>(rng() % 256), range = 1 + static_cast<int>(rng() % 40);
-            for (int i = 0; i < 16; ++i) {
-                const int v = base + static_cast<int>(rng() % range);
-                Put(p + i * 4, {255, v, v, v});
-            }
-        },
-        7);
-
-    // Extreme channel values: clamping of the re-fit at 0 and 255, large covariances.
-    ExpectSameBytesForBlocks(
-        kBlocks,
-        [](Rng& rng, unsigned char* p) {
-            static const int kValues[6] = {0, 1, 127, 128, 254, 255};
-            for (int i = 0; i < 64; ++i)
-                p[i] = static_cast<unsigned char>(kValues[rng() % 6]);
-        },
-        8);
+    ExpectSameBytesForEveryBlockKind(DXT24Coder(false), 32768);
 }
 
 TEST_P(DXT24SimdEncode, EdgePaddingRowPitchesAndMisalignedRows) {
-    // Widths around every group size (1 to 16 blocks a group), every height mod 4, row
-    // pitches tight (0 and width * 4), padded, and not a multiple of 4, on a source that
-    // starts 0 to 3 bytes past an aligned address.
-    const int widths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 15, 16, 17, 31, 33, 63, 64, 65, 67, 127, 129};
-    const int heights[] = {1, 2, 3, 4, 5, 6, 7, 9, 13};
-    Rng rng(9);
-    for (int width : widths) {
-        for (int height : heights) {
-            for (int extra : {0, 4, 3, 52}) {
-                const int rowBytes = width * 4 + extra;
-                for (size_t offset : {size_t{0}, size_t{1}, size_t{3}}) {
-                    Bytes image(offset + static_cast<size_t>(rowBytes) * height);
-                    for (unsigned char& b : image)
-                        b = static_cast<unsigned char>(rng() % 5 == 0 ? rng() : 0x40);
-                    ExpectSameBytes(image, width, height, rowBytes, false, offset);
-                    if (extra == 0 && offset == 0) ExpectSameBytes(image, width, height, 0);
-                }
-            }
-        }
-    }
+    ExpectSameBytesAtEveryEdgeAndPitch(DXT24Coder(false));
 }
 
 TEST_P(DXT24SimdEncode, AlphaVariantAndSlices) {
@@ -267,13 +43,13 @@ TEST_P(DXT24SimdEncode, AlphaVariantAndSlices) {
     for (size_t i = 0; i < image.size(); ++i)
         image[i] =
             static_cast<unsigned char>(i % 4 == 0 ? 255 - (rng() % 3) * 100 : (i / 4 % 7) * 30 + rng() % 9);
-    ExpectSameBytes(image, width, height, 0, true);
-    ExpectSameBytes(image, width, height, 0, false);
+    ExpectSameBytes(DXT24Coder(true), image, width, height, 0);
+    ExpectSameBytesForEveryBlockKind(DXT24Coder(true), 1024);
 
     // Slices as the threaded encoder hands them out: whole block rows from any block row,
     // the last one possibly partial.
     for (int first : {0, 4, 12, 32})
         for (int rows : {4, 8, 5})
             if (first + rows <= height)
-                ExpectSameBytes(image, width, rows, width * 4, false, first * width * 4);
+                ExpectSameBytes(DXT24Coder(false), image, width, rows, width * 4, first * width * 4);
 }
