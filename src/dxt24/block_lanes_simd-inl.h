@@ -115,6 +115,31 @@ HWY_INLINE VI PlaneDot(const ChannelPlanes& planes, size_t at, VI drg, VI db) {
     return hn::Add(MulPairs(hn::Load(di, planes.rg + at), drg), MulPairs(hn::Load(di, planes.b + at), db));
 }
 
+// The palette of endpoints c0 = (r0, g0, b0) and c1 = (r1, g1, b1) projected on the line
+// between them: the direction c0 - c1 and the dots of c0, c1 and the thirds (2 c0 + c1) / 3
+// and (2 c1 + c0) / 3, truncated (stb's Lerp13 without rounding bias).
+struct PaletteLine {
+    VI dr, dg, db;
+    VI stop0, stop1, stop2, stop3;
+};
+
+HWY_INLINE PaletteLine PaletteLineOf(VI r0, VI g0, VI b0, VI r1, VI g1, VI b1) {
+    const DI di;
+    PaletteLine line;
+    line.dr = hn::Sub(r0, r1), line.dg = hn::Sub(g0, g1), line.db = hn::Sub(b0, b1);
+    const VI r2 = DivideBy3(di, hn::Add(hn::Add(r0, r0), r1));
+    const VI g2 = DivideBy3(di, hn::Add(hn::Add(g0, g0), g1));
+    const VI b2 = DivideBy3(di, hn::Add(hn::Add(b0, b0), b1));
+    const VI r3 = DivideBy3(di, hn::Add(hn::Add(r1, r1), r0));
+    const VI g3 = DivideBy3(di, hn::Add(hn::Add(g1, g1), g0));
+    const VI b3 = DivideBy3(di, hn::Add(hn::Add(b1, b1), b0));
+    line.stop0 = Dot(r0, g0, b0, line.dr, line.dg, line.db);
+    line.stop1 = Dot(r1, g1, b1, line.dr, line.dg, line.db);
+    line.stop2 = Dot(r2, g2, b2, line.dr, line.dg, line.db);
+    line.stop3 = Dot(r3, g3, b3, line.dr, line.dg, line.db);
+    return line;
+}
+
 // The index masks (2 bits a pixel, pixel 15 in the top bits) of every lane's block on the
 // line from colour 0 to colour 1: with dot the pixel's projection, index 1 below c0Point,
 // 3 up to halfPoint, 2 up to c3Point, else 0. dotShift doubles the dots (stb_dxt's

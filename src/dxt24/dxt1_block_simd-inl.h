@@ -58,21 +58,9 @@ HWY_INLINE VU Match565Lanes(const ChannelPlanes& planes, VI c0, VI c1) {
     VI r0, g0, b0, r1, g1, b1;
     From16Bit(di, c0, r0, g0, b0);
     From16Bit(di, c1, r1, g1, b1);
-    const VI dr = hn::Sub(r0, r1), dg = hn::Sub(g0, g1), db = hn::Sub(b0, b1);
-
-    const VI r2 = DivideBy3(di, hn::Add(hn::Add(r0, r0), r1));
-    const VI g2 = DivideBy3(di, hn::Add(hn::Add(g0, g0), g1));
-    const VI b2 = DivideBy3(di, hn::Add(hn::Add(b0, b0), b1));
-    const VI r3 = DivideBy3(di, hn::Add(hn::Add(r1, r1), r0));
-    const VI g3 = DivideBy3(di, hn::Add(hn::Add(g1, g1), g0));
-    const VI b3 = DivideBy3(di, hn::Add(hn::Add(b1, b1), b0));
-
-    const VI stop0 = Dot(r0, g0, b0, dr, dg, db);
-    const VI stop1 = Dot(r1, g1, b1, dr, dg, db);
-    const VI stop2 = Dot(r2, g2, b2, dr, dg, db);
-    const VI stop3 = Dot(r3, g3, b3, dr, dg, db);
-    return IndexMask<1>(planes, dr, dg, db, hn::Add(stop1, stop3), hn::Add(stop3, stop2),
-                        hn::Add(stop2, stop0));
+    const PaletteLine l = PaletteLineOf(r0, g0, b0, r1, g1, b1);
+    return IndexMask<1>(planes, l.dr, l.dg, l.db, hn::Add(l.stop1, l.stop3), hn::Add(l.stop3, l.stop2),
+                        hn::Add(l.stop2, l.stop0));
 }
 
 // The best endpoints for a single colour, from stb's tables.

@@ -34,25 +34,12 @@ namespace HWY_NAMESPACE {
 // 0x00RRGGBB): truncated thirds, the shifted half-sum crossover points, pixel 15 first.
 HWY_INLINE VU MatchLanes(const ChannelPlanes& planes, VI c0, VI c1) {
     const DI di;
-    const VI r0 = Red(di, c0), g0 = Green(di, c0), b0 = Blue(di, c0);
-    const VI r1 = Red(di, c1), g1 = Green(di, c1), b1 = Blue(di, c1);
-    const VI dr = hn::Sub(r0, r1), dg = hn::Sub(g0, g1), db = hn::Sub(b0, b1);
-
-    const VI r2 = DivideBy3(di, hn::Add(hn::Add(r0, r0), r1));
-    const VI g2 = DivideBy3(di, hn::Add(hn::Add(g0, g0), g1));
-    const VI b2 = DivideBy3(di, hn::Add(hn::Add(b0, b0), b1));
-    const VI r3 = DivideBy3(di, hn::Add(hn::Add(r1, r1), r0));
-    const VI g3 = DivideBy3(di, hn::Add(hn::Add(g1, g1), g0));
-    const VI b3 = DivideBy3(di, hn::Add(hn::Add(b1, b1), b0));
-
-    const VI stop0 = Dot(r0, g0, b0, dr, dg, db);
-    const VI stop1 = Dot(r1, g1, b1, dr, dg, db);
-    const VI stop2 = Dot(r2, g2, b2, dr, dg, db);
-    const VI stop3 = Dot(r3, g3, b3, dr, dg, db);
-    const VI c0Point = hn::ShiftRight<1>(hn::Add(stop1, stop3));
-    const VI halfPoint = hn::ShiftRight<1>(hn::Add(stop3, stop2));
-    const VI c3Point = hn::ShiftRight<1>(hn::Add(stop2, stop0));
-    return IndexMask<0>(planes, dr, dg, db, c0Point, halfPoint, c3Point);
+    const PaletteLine l =
+        PaletteLineOf(Red(di, c0), Green(di, c0), Blue(di, c0), Red(di, c1), Green(di, c1), Blue(di, c1));
+    const VI c0Point = hn::ShiftRight<1>(hn::Add(l.stop1, l.stop3));
+    const VI halfPoint = hn::ShiftRight<1>(hn::Add(l.stop3, l.stop2));
+    const VI c3Point = hn::ShiftRight<1>(hn::Add(l.stop2, l.stop0));
+    return IndexMask<0>(planes, l.dr, l.dg, l.db, c0Point, halfPoint, c3Point);
 }
 
 // One channel of the re-fit: float(numerator) * f + 0.5, truncated, clamped to 0..255.
