@@ -395,6 +395,23 @@ HWY_INLINE bool AnalyzeBlockLanes(const uint32_t* HWY_RESTRICT px, bool solidIgn
     return false;
 }
 
+// Stores every lane's endpoints and index mask as the coders write them: solid lanes take
+// solidMax, solidMin and every index 2; then colour 0 is the larger value, and swapping the
+// endpoints flips indices 0<->1 and 2<->3.
+HWY_INLINE void StoreBlockLanes(MI solid, VI solidMax, VI solidMin, VI max, VI min, VU mask,
+                                uint32_t* HWY_RESTRICT color0, uint32_t* HWY_RESTRICT color1,
+                                uint32_t* HWY_RESTRICT indices) {
+    const DU du;
+    max = hn::IfThenElse(solid, solidMax, max);
+    min = hn::IfThenElse(solid, solidMin, min);
+    mask = hn::IfThenElse(hn::RebindMask(du, solid), hn::Set(du, 0xAAAAAAAAu), mask);
+    const MI swap = hn::Lt(max, min);
+    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, min, max)), du, color0);
+    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, max, min)), du, color1);
+    hn::Store(hn::Xor(mask, hn::IfThenElseZero(hn::RebindMask(du, swap), hn::Set(du, 0x55555555u))), du,
+              indices);
+}
+
 // --- gathering an image's blocks -----------------------------------------------------------
 
 // A group of blocks wholly inside the image, on 4-byte aligned rows: each row of the group

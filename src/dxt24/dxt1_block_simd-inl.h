@@ -124,14 +124,10 @@ HWY_INLINE void EncodeDXT1BlockLanes(const StbDxtTables& t, const uint32_t* HWY_
     const VI first = PackedColor(di, hn::Load(du, px));
     VI solidMax, solidMin;
     SingleColorLanes(t, Red(di, first), Green(di, first), Blue(di, first), solidMax, solidMin);
-    const VU solidMask = hn::Set(du, 0xAAAAAAAAu);
     if (AnalyzeBlockLanes(px, alpha, a)) {
         // stb writes the table's endpoints as they are, swapped where colour 0 < colour 1.
-        const MI swap = hn::Lt(solidMax, solidMin);
-        hn::Store(hn::BitCast(du, hn::IfThenElse(swap, solidMin, solidMax)), du, color0);
-        hn::Store(hn::BitCast(du, hn::IfThenElse(swap, solidMax, solidMin)), du, color1);
-        hn::Store(hn::Xor(solidMask, hn::IfThenElseZero(hn::RebindMask(du, swap), hn::Set(du, 0x55555555u))),
-                  du, indices);
+        StoreBlockLanes(a.solid, solidMax, solidMin, solidMax, solidMin, hn::Zero(du), color0, color1,
+                        indices);
         return;
     }
 
@@ -159,17 +155,8 @@ HWY_INLINE void EncodeDXT1BlockLanes(const StbDxtTables& t, const uint32_t* HWY_
         active = hn::AndNot(met, hn::And(active, hn::RebindMask(di, hn::Ne(mask, lastMask))));
     }
 
-    // Solid blocks: the single-colour endpoints, every index 2.
-    max = hn::IfThenElse(a.solid, solidMax, max);
-    min = hn::IfThenElse(a.solid, solidMin, min);
-    mask = hn::IfThenElse(hn::RebindMask(du, a.solid), solidMask, mask);
-
-    // Colour 0 is the larger 5:6:5 value; swapping flips 0<->1 and 2<->3.
-    const MI swap = hn::Lt(max, min);
-    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, min, max)), du, color0);
-    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, max, min)), du, color1);
-    hn::Store(hn::Xor(mask, hn::IfThenElseZero(hn::RebindMask(du, swap), hn::Set(du, 0x55555555u))), du,
-              indices);
+    // Solid blocks: the single-colour endpoints. Colour 0 is the larger 5:6:5 value.
+    StoreBlockLanes(a.solid, solidMax, solidMin, max, min, mask, color0, color1, indices);
 }
 
 } // namespace HWY_NAMESPACE

@@ -80,9 +80,8 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
     BlockAnalysis a;
     const VI solidColor = PackedColor(di, hn::Load(du, px));
     if (AnalyzeBlockLanes(px, false, a)) {
-        hn::Store(hn::BitCast(du, solidColor), du, color0);
-        hn::Store(hn::BitCast(du, solidColor), du, color1);
-        hn::Store(hn::Set(du, 0xAAAAAAAAu), du, indices);
+        StoreBlockLanes(a.solid, solidColor, solidColor, solidColor, solidColor, hn::Zero(du), color0, color1,
+                        indices);
         return;
     }
     const ChannelPlanes& planes = a.planes;
@@ -113,17 +112,8 @@ HWY_INLINE void EncodeBlockLanes(const uint32_t* HWY_RESTRICT px, uint32_t* HWY_
         active = hn::RebindMask(di, hn::And(activeU, hn::Ne(matched, lastMask)));
     }
 
-    // Solid blocks: the colour in both endpoints, every index 2.
-    max = hn::IfThenElse(a.solid, solidColor, max);
-    min = hn::IfThenElse(a.solid, solidColor, min);
-    mask = hn::IfThenElse(hn::RebindMask(du, a.solid), hn::Set(du, 0xAAAAAAAAu), mask);
-
-    // Colour 0 is the larger packed value; swapping flips 0<->1 and 2<->3.
-    const MI swap = hn::Lt(max, min);
-    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, min, max)), du, color0);
-    hn::Store(hn::BitCast(du, hn::IfThenElse(swap, max, min)), du, color1);
-    hn::Store(hn::Xor(mask, hn::IfThenElseZero(hn::RebindMask(du, swap), hn::Set(du, 0x55555555u))), du,
-              indices);
+    // Solid blocks: the colour in both endpoints. Colour 0 is the larger packed value.
+    StoreBlockLanes(a.solid, solidColor, solidColor, max, min, mask, color0, color1, indices);
 }
 
 } // namespace HWY_NAMESPACE
