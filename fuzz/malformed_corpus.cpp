@@ -131,10 +131,13 @@ void AddFrameCases(std::vector<Case>& cases) {
         "header size 32: the payload starts 4 bytes later");
     add("stored_size_ffffffff", 20, 12, WithField(packed, kKELStoredSizeOffset, 0xFFFFFFFF), "bad-data",
         "stored size 0xFFFFFFFF");
-    add("block_kind_2", 8, 8, HandFrame(Header(2), BlockBytes(32)), "ok",
-        "block kind 2: 8-byte blocks on the GPU's integer path");
-    add("block_kind_255_alpha", 8, 8, HandFrame(Header(255, 1), BlockBytes(64)), "ok",
-        "block kind 255 with alpha: 16-byte blocks on the GPU's integer path");
+    add("block_kind_2", 8, 8, HandFrame(Header(2), BlockBytes(32)), "bad-data",
+        "block kind 2, which no encoder writes (the GPU path would draw a stale texture)");
+    add("block_kind_255_alpha", 8, 8, HandFrame(Header(255, 1), BlockBytes(64)), "bad-data",
+        "block kind 255 with alpha");
+    add("block_kind_69_with_plane", 8, 8, WithPlane(Header(69), BlockBytes(32), 2, 2, BlockBytes(16), 16),
+        "bad-data",
+        "block kind 69 with a 2x2 plane: decoded twice, black and then the plane (a fuzz finding)");
     add("dxt24_alpha_flag_short", 20, 12, WithField(dxt24, 4, 0x00000101), "bad-data",
         "alpha flag on a DXT24 frame of 10-byte blocks: 18-byte blocks need 270 bytes");
     add("dxt24_alpha_255_intact", 20, 12, HandFrame(Header(1, 255), BlockBytes(15 * 18)), "ok",

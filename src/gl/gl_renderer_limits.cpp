@@ -19,11 +19,6 @@ GLRendererLimits Probe(bool acceptSoftware) {
         limits.renderer = ext.rendererName;
         limits.maxTextureSize = ext.maxTextureSize;
         limits.maxRenderbufferSize = ext.maxRenderbufferSize;
-        if (ext.ARB_texture_rectangle || ext.EXT_texture_rectangle || ext.NV_texture_rectangle) {
-            GLint rectangle = 0;
-            glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE_ARB, &rectangle);
-            limits.maxRectangleTextureSize = rectangle;
-        }
         GLint viewport[2] = {0, 0};
         glGetIntegerv(GL_MAX_VIEWPORT_DIMS, viewport);
         limits.maxViewportWidth = viewport[0];

@@ -7,12 +7,11 @@
 #include <string>
 
 struct GLRendererLimits {
-    bool available = false;              // a context could be made
-    std::string renderer;                // GL_RENDERER ("llvmpipe (LLVM 15.0.6, 256 bits)")
-    int32_t maxTextureSize = 0;          // GL_MAX_TEXTURE_SIZE, a side of a 2D texture
-    int32_t maxRectangleTextureSize = 0; // GL_MAX_RECTANGLE_TEXTURE_SIZE, 0 without rectangles
-    int32_t maxRenderbufferSize = 0;     // GL_MAX_RENDERBUFFER_SIZE, 0 where not reported
-    int32_t maxViewportWidth = 0;        // GL_MAX_VIEWPORT_DIMS
+    bool available = false;          // a context could be made
+    std::string renderer;            // GL_RENDERER ("llvmpipe (LLVM 15.0.6, 256 bits)")
+    int32_t maxTextureSize = 0;      // GL_MAX_TEXTURE_SIZE, a side of a 2D texture
+    int32_t maxRenderbufferSize = 0; // GL_MAX_RENDERBUFFER_SIZE, 0 where not reported
+    int32_t maxViewportWidth = 0;    // GL_MAX_VIEWPORT_DIMS
     int32_t maxViewportHeight = 0;
 };
 

@@ -65,13 +65,12 @@ std::string SizeText(int64_t width, int64_t height) {
     return std::to_string(width) + "x" + std::to_string(height);
 }
 
-// Why the GPU path cannot decode this decompression's frames of the given block kind (not 1),
-// or "" when it can: no renderer that the choice accepts, or a texture or render target
-// larger than the renderer takes. The sizes are those the frame renderer asks GL for: block
-// kind 0 uploads DXT1/DXT5 blocks to a 2D texture of the block-rounded size rounded up to
-// powers of two, other kinds integer texels (10 per block across, one per block row) to a
-// rectangle texture; both draw into a 2D texture of the block-rounded size.
-std::string GPUPathProblem(const HostDecompression* d, uint8_t blockKind) {
+// Why the GPU path cannot decode this decompression's DXT1/DXT5 frames, or "" when it can: no
+// renderer that the choice accepts, or a texture or render target larger than the renderer
+// takes. The sizes are those the frame renderer asks GL for: the blocks go to a 2D texture of
+// the block-rounded size rounded up to powers of two, and are drawn into a 2D texture of the
+// block-rounded size. (The frame check has declined every other block kind but DXT24's.)
+std::string GPUPathProblem(const HostDecompression* d) {
     const bool acceptSoftware = AcceptsSoftware(d);
     const GLRendererLimits& limits = ProbeGLRenderer(acceptSoftware);
     if (!limits.available)
@@ -80,18 +79,11 @@ std::string GPUPathProblem(const HostDecompression* d, uint8_t blockKind) {
     const std::string renderer = "the OpenGL renderer (" + limits.renderer + ")";
     const int64_t blockWidth = RoundUpTo4(d->width), blockHeight = RoundUpTo4(d->height);
 
-    if (blockKind == 0) {
-        const int64_t textureWidth = NextPowerOfTwo(blockWidth), textureHeight = NextPowerOfTwo(blockHeight);
-        if (textureWidth > limits.maxTextureSize || textureHeight > limits.maxTextureSize)
-            return "the frame needs a " + SizeText(textureWidth, textureHeight) + " texture (" +
-                   SizeText(blockWidth, blockHeight) + " rounded up to powers of two); " + renderer +
-                   " allows at most " + std::to_string(limits.maxTextureSize) + " a side";
-    } else {
-        const int64_t textureWidth = blockWidth / 4 * 10, textureHeight = blockHeight / 4;
-        if (textureWidth > limits.maxRectangleTextureSize || textureHeight > limits.maxRectangleTextureSize)
-            return "the frame needs a " + SizeText(textureWidth, textureHeight) + " rectangle texture; " +
-                   renderer + " allows at most " + std::to_string(limits.maxRectangleTextureSize) + " a side";
-    }
+    const int64_t textureWidth = NextPowerOfTwo(blockWidth), textureHeight = NextPowerOfTwo(blockHeight);
+    if (textureWidth > limits.maxTextureSize || textureHeight > limits.maxTextureSize)
+        return "the frame needs a " + SizeText(textureWidth, textureHeight) + " texture (" +
+               SizeText(blockWidth, blockHeight) + " rounded up to powers of two); " + renderer +
+               " allows at most " + std::to_string(limits.maxTextureSize) + " a side";
 
     int64_t targetLimit = limits.maxTextureSize;
     if (limits.maxRenderbufferSize > 0 && limits.maxRenderbufferSize < targetLimit)
@@ -176,7 +168,7 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     // DXT1/DXT5 frames (any block kind but 1) decode on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
     if (blockKind != 1) {
-        const std::string gpuProblem = GPUPathProblem(d, blockKind);
+        const std::string gpuProblem = GPUPathProblem(d);
         if (!gpuProblem.empty()) {
             *d->problem = gpuProblem;
             return codecNoRendererErr;

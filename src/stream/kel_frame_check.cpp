@@ -29,6 +29,7 @@ KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, 
     const size_t afterHeader = size - h.headerSize;
     if (h.storedSize > afterHeader) return KELFrameProblem::kPayloadPastEnd;
     if (h.planeStoredSize > afterHeader - h.storedSize) return KELFrameProblem::kPlanePastEnd;
+    if (depth == KELFrameCheckDepth::kWhole && h.blockKind > 1) return KELFrameProblem::kBlockKind;
 
     const int64_t blocksAcross = width > 0 ? (static_cast<int64_t>(width) + 3) / 4 : 0;
     const int64_t blocksDown = height > 0 ? (static_cast<int64_t>(height) + 3) / 4 : 0;
@@ -64,6 +65,8 @@ const char* KELFrameProblemText(KELFrameProblem problem) {
         return "shorter than a frame header";
     case KELFrameProblem::kHeaderSize:
         return "header size field does not fit the frame";
+    case KELFrameProblem::kBlockKind:
+        return "block kind is neither 0 (DXT1/DXT5) nor 1 (DXT24)";
     case KELFrameProblem::kPayloadPastEnd:
         return "payload reaches past the frame's end";
     case KELFrameProblem::kPlanePastEnd:

@@ -11,6 +11,7 @@ enum class KELFrameProblem {
     kNone,
     kShorterThanHeader,    // fewer bytes than a frame header
     kHeaderSize,           // the header-size field is below 28 or past the data
+    kBlockKind,            // the block kind is neither 0 (DXT1/DXT5) nor 1 (DXT24) (kWhole only)
     kPayloadPastEnd,       // the stored payload reaches past the data
     kPlanePastEnd,         // the stored second plane reaches past the data
     kPlaneNegativeSide,    // a second-plane side is negative as the signed field the reader takes
@@ -29,6 +30,9 @@ enum class KELFrameCheckDepth { kWhole, kLayout };
 
 // Checks the frame of `size` bytes at `frame` for a width x height picture:
 // - the header and both stored parts lie inside the data;
+// - the block kind is 0 or 1 (kWhole): no encoder writes another, and the decompressor's GPU
+//   path draws such a frame from whatever two-dimensional texture an earlier frame left bound,
+//   black the first time, so the same frame would decode to different pictures;
 // - the second plane's sides are both >= 0; it is present when both are > 0, and then at most
 //   the frame's block counts across and down (its blend samples one plane pixel per block);
 // - the payload yields exactly ceil(W/4) x ceil(H/4) x bytes-per-block bytes (by the block
