@@ -165,7 +165,8 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
         *d->problem = KELFrameProblemText(problem);
         return codecBadDataErr;
     }
-    // DXT1/DXT5 frames (any block kind but 1) decode on the GPU: only when it can hold them.
+    // DXT1/DXT5 frames (block kind 0; the frame check declined the others but DXT24's) decode
+    // on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
     if (blockKind != 1) {
         const std::string gpuProblem = GPUPathProblem(d);
