@@ -1,6 +1,7 @@
 // The frame pipeline on its own: jobs come back in the order they went in whatever the
 // workers' timing, each worker keeps to its own state, no more than two jobs per worker are
-// in flight, a job's exception surfaces in its turn, and stopping early never hangs.
+// in flight, a job's exception surfaces in its turn, and stopping early never hangs; and the
+// frame buffers the jobs hold.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "frame_buffer.h"
 #include "frame_pipeline.h"
 #include "options.h"
 
@@ -151,4 +153,27 @@ TEST(FramePipeline, JobCounts) {
     EXPECT_EQ(JobsWithinMemory(16, 16u << 20), 16);
     EXPECT_EQ(JobsWithinMemory(16, 128u << 20), 4);
     EXPECT_EQ(JobsWithinMemory(16, size_t{4} << 30), 1);
+}
+
+// Frame buffers skip clearing and map large sizes on their own: the bytes must still survive
+// shrinking, growing (the large mapping moved to a new one) and swapping, at both sizes.
+TEST(FrameBytes, KeepTheirBytesThroughResizeGrowthAndSwap) {
+    for (const size_t size : {size_t{1000}, size_t{1920} * 1080 * 4}) {
+        FrameBytes bytes(size);
+        for (size_t i = 0; i < size; ++i)
+            bytes[i] = static_cast<uint8_t>(i * 131 + 7);
+        bytes.resize(size / 2); // keeps the room
+        bytes.resize(size);
+        bytes.resize(3 * size); // a new buffer: the first size bytes move over
+        bytes.shrink_to_fit();
+        FrameBytes other;
+        other.swap(bytes);
+        ASSERT_EQ(other.size(), 3 * size);
+        EXPECT_TRUE(bytes.empty());
+        size_t wrong = 0;
+        for (size_t i = 0; i < size; ++i)
+            wrong += other[i] != static_cast<uint8_t>(i * 131 + 7);
+        EXPECT_EQ(wrong, 0u) << size;
+        other[3 * size - 1] = 1; // the whole size is writable
+    }
 }

@@ -62,7 +62,7 @@ const char* kHelp =
     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
 // Opaque black: what a damaged first frame is replaced with.
-void FillBlack(std::vector<uint8_t>& argb) {
+void FillBlack(FrameBytes& argb) {
     for (size_t i = 0; i < argb.size(); i += 4) {
         argb[i] = 255;
         argb[i + 1] = argb[i + 2] = argb[i + 3] = 0;
@@ -175,7 +175,7 @@ int RunDecode(const Args& args) {
     // The picture and the output are made at the first intact frame, so that a movie whose
     // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
     // writes nothing. The damaged frames before it then become black frames at their times.
-    std::vector<uint8_t> picture;
+    FrameBytes picture;
     std::vector<int64_t> damagedBeforeFirstIntact; // their times
     std::string firstProblem;
     bool rendererReady = false;
@@ -232,7 +232,7 @@ int RunDecode(const Args& args) {
                 sink->Write(picture.data(), width * 4, pts);
         }
         DecodeJob job = pipeline->Take();
-        FillDecodeJob(job, sample.data, sample.size, sample.pts);
+        FillDecodeJob(job, sample);
         pipeline->Push(std::move(job));
     }
     if (pipeline != nullptr) pipeline->Finish();

@@ -65,7 +65,7 @@ FrameEncoder::FrameEncoder(int width, int height, const qzkt_settings* settings)
                         " frames: " + qzkt_result_text(created));
     qzkt_settings used{};
     qzkt_encoder_settings(encoder_, &used);
-    buffer_.resize(qzkt_max_frame_size(width, height, &used));
+    maxFrameSize_ = qzkt_max_frame_size(width, height, &used);
 }
 
 FrameEncoder::~FrameEncoder() {
@@ -73,13 +73,19 @@ FrameEncoder::~FrameEncoder() {
 }
 
 const std::vector<uint8_t>& FrameEncoder::Encode(const uint8_t* argb, int rowBytes) {
+    EncodeInto(argb, rowBytes, buffer_);
+    frame_.assign(buffer_.begin(), buffer_.end());
+    return frame_;
+}
+
+void FrameEncoder::EncodeInto(const uint8_t* argb, int rowBytes, FrameBytes& out) {
+    out.resize(maxFrameSize_); // no clearing: room for the largest frame costs nothing once made
     size_t size = 0;
     const qzkt_result encoded =
-        qzkt_encode(encoder_, argb, static_cast<size_t>(rowBytes), buffer_.data(), buffer_.size(), &size);
+        qzkt_encode(encoder_, argb, static_cast<size_t>(rowBytes), out.data(), out.size(), &size);
     if (encoded != QZKT_OK || size == 0)
         throw ToolError(std::string("the QZKT compressor failed: ") + qzkt_result_text(encoded));
-    frame_.assign(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(size));
-    return frame_;
+    out.resize(size);
 }
 
 FrameDecoder::FrameDecoder(int width, int height) : width_(width), height_(height) {

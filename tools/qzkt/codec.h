@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "frame_buffer.h"
+
 // Nothing to do: the library registers its compressor and decompressor on first use. Kept
 // as the commands' marker of where the codec comes into play.
 inline void RegisterCodecComponents() {}
@@ -48,9 +50,13 @@ class FrameEncoder {
     // The encoded frame; valid until the next call.
     const std::vector<uint8_t>& Encode(const uint8_t* argb, int rowBytes);
 
+    // Encodes straight into out, which ends up holding exactly the encoded frame.
+    void EncodeInto(const uint8_t* argb, int rowBytes, FrameBytes& out);
+
   private:
     qzkt_encoder* encoder_ = nullptr;
-    std::vector<uint8_t> buffer_; // room for the largest frame
+    size_t maxFrameSize_ = 0;
+    FrameBytes buffer_;
     std::vector<uint8_t> frame_;
 };
 

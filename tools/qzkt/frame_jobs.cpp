@@ -19,8 +19,7 @@ void FillEncodeJob(EncodeJob& job, ArgbFrame& frame, int width, int height) {
 }
 
 void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width) {
-    const std::vector<uint8_t>& encoded = encoder.Encode(job.argb.data(), width * 4);
-    job.encoded.assign(encoded.begin(), encoded.end());
+    encoder.EncodeInto(job.argb.data(), width * 4, job.encoded);
 }
 
 std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int height,
@@ -34,14 +33,18 @@ std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int
     return encoders;
 }
 
-void FillDecodeJob(DecodeJob& job, const uint8_t* sample, size_t size, int64_t pts) {
-    job.sample.assign(sample, sample + size);
-    job.pts = pts;
+void FillDecodeJob(DecodeJob& job, QZKTSample& sample) {
+    av_packet_unref(job.sample.get());
+    av_packet_move_ref(job.sample.get(), sample.packet);
+    sample.data = nullptr;
+    sample.packet = nullptr;
+    job.pts = sample.pts;
 }
 
 void RunDecodeJob(FrameDecoder& decoder, DecodeJob& job, int width, int height) {
     job.picture.resize(static_cast<size_t>(width) * height * 4);
-    job.decoded = decoder.Decode(job.sample.data(), job.sample.size(), job.picture.data(), width * 4);
+    job.decoded = decoder.Decode(job.sample->data, static_cast<size_t>(job.sample->size), job.picture.data(),
+                                 width * 4);
 }
 
 std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height) {

@@ -7,12 +7,15 @@
 #include <vector>
 
 #include "codec.h"
+#include "ffmpeg_util.h"
+#include "frame_buffer.h"
 #include "frame_source.h"
+#include "qzkt_movie.h"
 
 struct EncodeJob {
-    std::vector<uint8_t> argb; // the picture, rows width * 4 bytes apart
+    FrameBytes argb; // the picture, rows width * 4 bytes apart
     int64_t pts = 0;
-    std::vector<uint8_t> encoded;
+    FrameBytes encoded;
 };
 
 // Gives the source's picture to the job: its buffer swapped for the job's old one where the
@@ -29,13 +32,14 @@ std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int
                                                         SettingsChoice choice);
 
 struct DecodeJob {
-    std::vector<uint8_t> sample; // the encoded frame
+    AvPacketPtr sample = NewPacket(); // the encoded frame
     int64_t pts = 0;
-    std::vector<uint8_t> picture; // width x height ARGB, valid when decoded
-    bool decoded = false;         // false for a damaged frame
+    FrameBytes picture;   // width x height ARGB, valid when decoded
+    bool decoded = false; // false for a damaged frame
 };
 
-void FillDecodeJob(DecodeJob& job, const uint8_t* sample, size_t size, int64_t pts);
+// Takes the sample's packet (no copy of its bytes); the reader's next sample is a new packet.
+void FillDecodeJob(DecodeJob& job, QZKTSample& sample);
 
 // Decodes the job's sample into job.picture. A damaged frame leaves decoded false; what
 // replaces it is decided where the frames are written in order, not here.

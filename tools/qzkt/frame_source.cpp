@@ -272,7 +272,7 @@ class MediaSource : public FrameSource {
     AvFramePtr frame_ = NewFrame();
     AvPacketPtr packet_ = NewPacket();
     PixelConverter converter_;
-    std::vector<uint8_t> argb_;
+    FrameBytes argb_;
     int64_t lastPts_ = 0;
     bool havePts_ = false;
 
@@ -354,7 +354,7 @@ class RawSource : public FrameSource {
     std::string path_;
     int fd_ = -1;
     bool ownsFd_ = false;
-    std::vector<uint8_t> frame_;
+    FrameBytes frame_;
     int64_t index_ = 0;
     std::string damage_;
 };

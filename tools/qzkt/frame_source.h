@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "frame_buffer.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/rational.h>
@@ -25,7 +27,7 @@ struct ArgbFrame {
     // The source's vector behind data, when it holds exactly the frame with rows width * 4
     // bytes apart: the caller may swap it for a vector of its own instead of copying the frame
     // (the source sizes whatever it gets back before its next frame). Null otherwise.
-    std::vector<uint8_t>* buffer = nullptr;
+    FrameBytes* buffer = nullptr;
 };
 
 class FrameSource {

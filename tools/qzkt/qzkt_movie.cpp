@@ -128,5 +128,6 @@ bool QZKTMovieReader::Next(QZKTSample& sample) {
     sample.size = static_cast<size_t>(packet_->size);
     sample.pts = window_.Shift(pts);
     sample.keyFrame = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    sample.packet = packet_.get();
     return true;
 }

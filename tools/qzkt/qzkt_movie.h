@@ -60,6 +60,9 @@ struct QZKTSample {
     size_t size = 0;
     int64_t pts = 0; // in the track's time base
     bool keyFrame = false;
+    // The reader's packet that holds data: the caller may take its reference
+    // (av_packet_move_ref) to keep the bytes past the next call instead of copying them.
+    AVPacket* packet = nullptr;
 };
 
 // Reads the samples of a movie's QZKT track in order.
