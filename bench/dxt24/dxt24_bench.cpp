@@ -2,7 +2,8 @@
 // generated frame, each against a memcpy of the 32-bit ARGB frame in the same run; and the
 // SIMD walker and decoder of every Highway target this CPU supports against the plain ones,
 // also measured in the same run (counter x_plain: how many times faster than plain); and the
-// same for the DXT1 walker against stb_dxt one block at a time.
+// same for the DXT1 walker against stb_dxt one block at a time; and the unpacking of the
+// LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf).
 //
 //   build/bench/dxt24/dxt24_bench
 //   build/bench/dxt24/dxt24_bench --benchmark_filter='Plain|Target'   # per-target speedups
@@ -22,6 +23,9 @@
 #include "dxt24/dxt24_image.h"
 #include "dxt24/dxt24_threaded.h"
 #include "pixel/synthetic_image.h"
+#include "stream/lzf_unpack.h"
+
+#include <lzf.h>
 
 namespace {
 
@@ -34,10 +38,13 @@ struct Frame {
     std::vector<unsigned char> payload = std::vector<unsigned char>(kPayloadBytes);
     std::vector<unsigned char> decoded = std::vector<unsigned char>(kFrameBytes);
     std::vector<unsigned char> dxt1 = std::vector<unsigned char>(kPayloadBytes / 10 * 8);
+    std::vector<unsigned char> packed = std::vector<unsigned char>(kPayloadBytes * 2);
+    std::vector<unsigned char> unpacked = std::vector<unsigned char>(kPayloadBytes);
     Frame() {
         FillSyntheticARGB(pixels.data(), kWidth, kHeight, kRowBytes, 0);
         stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(payload.data()), pixels.data(), kWidth,
                                      kHeight, kRowBytes, false);
+        packed.resize(lzf_compress(payload.data(), kPayloadBytes, packed.data(), packed.size()));
     }
 };
 
@@ -138,6 +145,33 @@ void BM_DXT24Encode(benchmark::State& state) {
     timer.Finish(state, kFrameBytes);
 }
 
+void UnpackLiblzf() {
+    Frame& frame = SharedFrame();
+    lzf_decompress(frame.packed.data(), frame.packed.size(), frame.unpacked.data(), kPayloadBytes);
+}
+
+// What the decoder uses (its buffer is zeroed; here it holds the same bytes from the last run).
+void UnpackWide() {
+    Frame& frame = SharedFrame();
+    LZFUnpackIntoZeroed(frame.packed.data(), frame.packed.size(), frame.unpacked.data(), kPayloadBytes);
+}
+
+// The payload's unpacking, with x_liblzf: lzf_decompress's thread seconds over this one's.
+void BM_LZFUnpack(benchmark::State& state) {
+    void (*const unpack)() = state.range(0) != 0 ? UnpackWide : UnpackLiblzf;
+    static const double liblzf = MedianSeconds(UnpackLiblzf, 31);
+    BaselineTimer timer;
+    timer.Start();
+    const double t0 = ThreadSeconds();
+    for (auto _ : state) {
+        unpack();
+        benchmark::ClobberMemory();
+    }
+    const double seconds = (ThreadSeconds() - t0) / static_cast<double>(state.iterations());
+    timer.Finish(state, kFrameBytes);
+    state.counters["x_liblzf"] = liblzf / seconds;
+}
+
 void BM_DXT24DecodeCPU(benchmark::State& state) {
     BaselineTimer timer;
     timer.Start();
@@ -195,3 +229,5 @@ const bool registered = RegisterPerTargetBenchmarks();
 BENCHMARK(BM_MemcpyFrame)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DXT24Encode)->Arg(1)->Arg(2)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_DXT24DecodeCPU)->Unit(benchmark::kMillisecond);
+// 0: liblzf's lzf_decompress, 1: LZFUnpackIntoZeroed.
+BENCHMARK(BM_LZFUnpack)->Arg(0)->Arg(1)->ArgName("wide")->Unit(benchmark::kMillisecond);

@@ -6,12 +6,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <lzf.h>
-
 #include "dxt24/dxt24_decode.h"
 #include "gl_frame_render.h"
 #include "stream/kel_header.h"
 #include "stream/little_endian.h"
+#include "stream/lzf_unpack.h"
 
 namespace {
 
@@ -24,8 +23,10 @@ const unsigned char kLZF = 1;
 void UnpackPart(unsigned char packing, const unsigned char* source, int32_t storedSize, unsigned char* buffer,
                 int32_t capacity) {
     if (packing == kLZF) {
-        lzf_decompress(source, static_cast<unsigned int>(storedSize), buffer,
-                       static_cast<unsigned int>(capacity));
+        // Writes what lzf_decompress writes into the zeroed buffer, three times as fast. A
+        // negative stored size is taken as the huge unsigned one lzf_decompress was given.
+        LZFUnpackIntoZeroed(source, static_cast<unsigned int>(storedSize), buffer,
+                            static_cast<unsigned int>(capacity));
         return;
     }
     const int32_t count = std::min(storedSize, capacity);
