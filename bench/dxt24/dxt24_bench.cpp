@@ -156,20 +156,25 @@ void UnpackWide() {
     LZFUnpackIntoZeroed(frame.packed.data(), frame.packed.size(), frame.unpacked.data(), kPayloadBytes);
 }
 
-// The payload's unpacking, with x_liblzf: lzf_decompress's thread seconds over this one's.
-void BM_LZFUnpack(benchmark::State& state) {
-    void (*const unpack)() = state.range(0) != 0 ? UnpackWide : UnpackLiblzf;
-    static const double liblzf = MedianSeconds(UnpackLiblzf, 31);
+// Runs work in the benchmark's loop (fps and x_memcpy added) and returns its thread seconds
+// per run.
+double TimedRuns(benchmark::State& state, void (*work)()) {
     BaselineTimer timer;
     timer.Start();
     const double t0 = ThreadSeconds();
     for (auto _ : state) {
-        unpack();
+        work();
         benchmark::ClobberMemory();
     }
     const double seconds = (ThreadSeconds() - t0) / static_cast<double>(state.iterations());
     timer.Finish(state, kFrameBytes);
-    state.counters["x_liblzf"] = liblzf / seconds;
+    return seconds;
+}
+
+// The payload's unpacking, with x_liblzf: lzf_decompress's thread seconds over this one's.
+void BM_LZFUnpack(benchmark::State& state) {
+    static const double liblzf = MedianSeconds(UnpackLiblzf, 31);
+    state.counters["x_liblzf"] = liblzf / TimedRuns(state, state.range(0) != 0 ? UnpackWide : UnpackLiblzf);
 }
 
 void BM_DXT24DecodeCPU(benchmark::State& state) {
@@ -187,15 +192,7 @@ void BM_DXT24DecodeCPU(benchmark::State& state) {
 void RunOnTarget(benchmark::State& state, int64_t target, void (*work)(), double (*plainSeconds)()) {
     const double plain = plainSeconds();
     if (target != 0) hwy::SetSupportedTargetsForTest(target);
-    BaselineTimer timer;
-    timer.Start();
-    const double t0 = ThreadSeconds();
-    for (auto _ : state) {
-        work();
-        benchmark::ClobberMemory();
-    }
-    const double seconds = (ThreadSeconds() - t0) / static_cast<double>(state.iterations());
-    timer.Finish(state, kFrameBytes);
+    const double seconds = TimedRuns(state, work);
     hwy::SetSupportedTargetsForTest(0);
     state.counters["x_plain"] = plain / seconds;
 }

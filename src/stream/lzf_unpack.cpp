@@ -12,27 +12,24 @@ template <size_t N> void CopyWord(uint8_t* to, const uint8_t* from) {
     std::memcpy(to, word, N);
 }
 
-// Copies n bytes (1 to 32) between ranges that do not overlap: two words that meet or overlap
-// in the middle, so no byte outside the run is read or written.
+// Copies n bytes (N to 2N) as two N-byte words that meet or overlap in the middle, so that no
+// byte outside the run is read or written.
+template <size_t N> void CopyHeadAndTail(uint8_t* to, const uint8_t* from, size_t n) {
+    uint8_t head[N], tail[N];
+    std::memcpy(head, from, N);
+    std::memcpy(tail, from + n - N, N);
+    std::memcpy(to, head, N);
+    std::memcpy(to + n - N, tail, N);
+}
+
+// Copies n bytes (1 to 32) between ranges that do not overlap, exactly.
 void CopyShort(uint8_t* to, const uint8_t* from, size_t n) {
     if (n >= 16) {
-        uint8_t head[16], tail[16];
-        std::memcpy(head, from, 16);
-        std::memcpy(tail, from + n - 16, 16);
-        std::memcpy(to, head, 16);
-        std::memcpy(to + n - 16, tail, 16);
+        CopyHeadAndTail<16>(to, from, n);
     } else if (n >= 8) {
-        uint8_t head[8], tail[8];
-        std::memcpy(head, from, 8);
-        std::memcpy(tail, from + n - 8, 8);
-        std::memcpy(to, head, 8);
-        std::memcpy(to + n - 8, tail, 8);
+        CopyHeadAndTail<8>(to, from, n);
     } else if (n >= 4) {
-        uint8_t head[4], tail[4];
-        std::memcpy(head, from, 4);
-        std::memcpy(tail, from + n - 4, 4);
-        std::memcpy(to, head, 4);
-        std::memcpy(to + n - 4, tail, 4);
+        CopyHeadAndTail<4>(to, from, n);
     } else {
         to[0] = from[0];
         to[n / 2] = from[n / 2];
