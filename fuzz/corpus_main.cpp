@@ -1,5 +1,5 @@
 // fuzz_corpus: writes the fuzzers' seed corpora, or the malformed-input corpus.
-//   fuzz_corpus seeds FOLDER      frame/, movie/, settings/ and bmp/ seeds, made by the codec
+//   fuzz_corpus seeds FOLDER      frame/, movie/, settings/, bmp/ and lzf/ seeds, made by the codec
 //   fuzz_corpus malformed FOLDER  the checked-in corpus of fuzz/corpus/ and its manifest
 #include <cstdio>
 #include <exception>

@@ -1,7 +1,14 @@
-// Seed inputs for the four fuzz targets.
+// Seed inputs for the five fuzz targets.
 #include "seeds.h"
 
 #include <sys/stat.h>
+
+#include <lzf.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <vector>
 
 #include "corpus_builders.h"
 #include "frame_input.h"
@@ -73,13 +80,40 @@ void WriteBitmapSeeds(const std::string& folder) {
 
 } // namespace
 
+// Packed streams of every kind of run (see lzf_input.h), with buffers of the exact size, one
+// byte short and larger.
+void WriteLZFSeeds(const std::string& folder) {
+    const std::vector<uint8_t> payload = EncodedFrame(96, 64, {0, 1, 0, 2});
+    std::vector<std::pair<std::string, std::vector<uint8_t>>> originals = {
+        {"dxt24_frame", std::vector<uint8_t>(payload.begin(), payload.end())},
+        {"one_byte_run", std::vector<uint8_t>(700, 'x')},
+        {"text", {}}};
+    for (int i = 0; i < 40; ++i)
+        for (const char* word : {"block ", "colour ", "index "})
+            originals.back().second.insert(originals.back().second.end(), word, word + std::strlen(word));
+    for (const auto& [name, bytes] : originals) {
+        std::vector<uint8_t> packed(bytes.size() + bytes.size() / 32 + 64);
+        packed.resize(lzf_compress(bytes.data(), static_cast<unsigned>(bytes.size()), packed.data(),
+                                   static_cast<unsigned>(packed.size())));
+        for (const size_t outSize : {bytes.size(), bytes.size() - 1, bytes.size() + 100}) {
+            std::vector<uint8_t> input(2 + packed.size());
+            input[0] = static_cast<uint8_t>(outSize);
+            input[1] = static_cast<uint8_t>(outSize >> 8);
+            std::copy(packed.begin(), packed.end(), input.begin() + 2);
+            WriteBytes(folder + "/" + name + "_into_" + std::to_string(outSize), input);
+        }
+    }
+}
+
 void WriteSeeds(const std::string& folder) {
     MakeFolder(folder + "/frame");
     MakeFolder(folder + "/movie");
     MakeFolder(folder + "/settings");
     MakeFolder(folder + "/bmp");
+    MakeFolder(folder + "/lzf");
     WriteFrameSeeds(folder + "/frame");
     WriteMovieSeeds(folder + "/movie");
     WriteSettingsSeeds(folder + "/settings");
     WriteBitmapSeeds(folder + "/bmp");
+    WriteLZFSeeds(folder + "/lzf");
 }
