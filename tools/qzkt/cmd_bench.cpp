@@ -65,8 +65,10 @@ Result Measure(const Config& config, const std::vector<std::vector<uint8_t>>& fr
         FrameEncoder encoder(width, height, &config.settings);
         std::vector<std::vector<uint8_t>> encoded;
         Timer timer;
-        for (const std::vector<uint8_t>& frame : frames)
-            encoded.push_back(encoder.Encode(frame.data(), width * 4));
+        for (const std::vector<uint8_t>& frame : frames) {
+            const FrameBytes& bytes = encoder.Encode(frame.data(), width * 4);
+            encoded.emplace_back(bytes.begin(), bytes.end());
+        }
         result.encodeSeconds = timer.GetElapsedTime();
 
         if (config.settings.alpha || !config.settings.dxt24) PrepareRenderer(renderer);

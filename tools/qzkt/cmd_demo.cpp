@@ -106,7 +106,7 @@ int RunDemo(const Args& args) {
         for (int i = 0; i < clip.frameCount; ++i) {
             const std::vector<uint8_t> frame = clip.Frame(i);
             Timer timer;
-            const std::vector<uint8_t>& encoded = encoder.Encode(frame.data(), clip.width * 4);
+            const FrameBytes& encoded = encoder.Encode(frame.data(), clip.width * 4);
             encodeSeconds += timer.GetElapsedTime();
             movie.WriteFrame(encoded.data(), encoded.size(), i);
             bytes += static_cast<int64_t>(encoded.size());

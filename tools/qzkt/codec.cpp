@@ -72,9 +72,8 @@ FrameEncoder::~FrameEncoder() {
     qzkt_encoder_destroy(encoder_);
 }
 
-const std::vector<uint8_t>& FrameEncoder::Encode(const uint8_t* argb, int rowBytes) {
-    EncodeInto(argb, rowBytes, buffer_);
-    frame_.assign(buffer_.begin(), buffer_.end());
+const FrameBytes& FrameEncoder::Encode(const uint8_t* argb, int rowBytes) {
+    EncodeInto(argb, rowBytes, frame_);
     return frame_;
 }
 

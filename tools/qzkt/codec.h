@@ -48,7 +48,7 @@ class FrameEncoder {
     FrameEncoder& operator=(const FrameEncoder&) = delete;
 
     // The encoded frame; valid until the next call.
-    const std::vector<uint8_t>& Encode(const uint8_t* argb, int rowBytes);
+    const FrameBytes& Encode(const uint8_t* argb, int rowBytes);
 
     // Encodes straight into out, which ends up holding exactly the encoded frame.
     void EncodeInto(const uint8_t* argb, int rowBytes, FrameBytes& out);
@@ -56,8 +56,7 @@ class FrameEncoder {
   private:
     qzkt_encoder* encoder_ = nullptr;
     size_t maxFrameSize_ = 0;
-    FrameBytes buffer_;
-    std::vector<uint8_t> frame_;
+    FrameBytes frame_; // what Encode returns
 };
 
 // Decodes frames of one size into ARGB, with the renderer PrepareRenderer chose (a GPU only
