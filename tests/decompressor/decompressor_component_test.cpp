@@ -1,8 +1,6 @@
-// The decompressor as a component and through the host entry: codec information, the
-// compressed-size answer, preflight, damaged frames, and many instances opened and closed (what
-// it passes to the base decompressor is delegation_test.cpp's). glDeleteTextures is defined here
-// so the suite can see that closing releases GL objects with the context current; it forwards to
-// the GL library.
+// The decompressor as a component: damaged frames, and many instances opened and closed.
+// glDeleteTextures is defined here so the suite can see that closing releases GL objects with
+// the context current; it forwards to the GL library.
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
@@ -42,46 +40,6 @@ extern "C" void glDeleteTextures(GLsizei count, const GLuint* names) {
     static const auto current = reinterpret_cast<void* (*)()>(dlsym(RTLD_DEFAULT, "eglGetCurrentContext"));
     ++(current != nullptr && current() != nullptr ? gDeletesWithContext : gDeletesWithoutContext);
     real(count, names);
-}
-
-TEST_F(DecompressorComponentTest, CodecInformationAndCompressedSizeAnswers) {
-    CodecInfo info;
-    std::memset(&info, 0xEE, sizeof info);
-    ASSERT_EQ(ImageCodecGetCodecInfo(instance_, &info), noErr);
-    const CodecInfo expected = QZKTCodecInfo();
-    EXPECT_EQ(std::memcmp(&info, &expected, 72), 0);
-    EXPECT_EQ(ImageCodecGetCodecInfo(instance_, nullptr), paramErr);
-
-    // Bytes 24..27 read big-endian, plus 32: DXT1 written with DXT24 off has 0, 1, 0, 0 there,
-    // DXT24 0, 0, 1, 0, and DXT5 written with DXT24 on all zeros. Not the frames' lengths.
-    auto answer = [&](uint8_t alpha, uint8_t dxt24, int32_t* size) {
-        Bytes frame = EncodedSynthetic(8, 8, {alpha, dxt24, 0, 1});
-        return ImageCodecGetCompressedImageSize(instance_, nullptr, reinterpret_cast<Ptr>(frame.data()),
-                                                int32_t(frame.size()), nullptr, size);
-    };
-    int32_t size = -1;
-    EXPECT_EQ(answer(0, 0, &size), noErr);
-    EXPECT_EQ(size, 65568);
-    EXPECT_EQ(answer(0, 1, &size), noErr);
-    EXPECT_EQ(size, 288);
-    EXPECT_EQ(answer(1, 1, &size), noErr);
-    EXPECT_EQ(size, 32);
-    EXPECT_EQ(answer(0, 0, nullptr), paramErr);
-}
-
-TEST_F(DecompressorComponentTest, PreflightAsksForWholeBlocksOfARGB) {
-    ImageDescriptionHandle description = NewImageDescription(kKELCodecType, 1918, 1080);
-    CodecCapabilities capabilities = {};
-    CodecDecompressParams params = {};
-    params.imageDescription = description;
-    params.capabilities = &capabilities;
-    ASSERT_EQ(ImageCodecPreflight(instance_, &params), noErr);
-    EXPECT_EQ(capabilities.extendWidth, 2);
-    EXPECT_EQ(capabilities.extendHeight, 0);
-    EXPECT_EQ(capabilities.bandMin, 1080); // one band per frame
-    EXPECT_EQ((*params.wantedDestinationPixelTypes)[0], k32ARGBPixelFormat);
-    EXPECT_EQ((*params.wantedDestinationPixelTypes)[1], 0u);
-    DisposeHandle(reinterpret_cast<Handle>(description));
 }
 
 TEST_F(DecompressorComponentTest, DamagedFramesAreDeclinedWithoutReadingPastThem) {
