@@ -1,6 +1,6 @@
 // Every result of the public API that a caller can provoke: mistakes of the calling program
 // (checked before any work), a buffer one byte short, damaged frames (the destination stays as
-// it was), and a DXT1 frame for a hardware-only decoder on a machine without a GPU.
+// it was).
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -183,29 +183,4 @@ TEST(ApiDamagedFrames, AreRefusedWithTheirProblemAndTheDestinationUntouched) {
         EXPECT_EQ(qzkt_decode(decoder, longer.data(), longer.size(), argb.data(), rowBytes), QZKT_OK);
         qzkt_decoder_destroy(decoder);
     }
-}
-
-// Needs the per-decoder renderer choice of the platform layer (kHostRendererHardware).
-TEST(ApiNoRenderer, HardwareOnlyDecoderWithoutAGpu) {
-    const int w = 16, h = 8;
-    const Bytes picture = MakePicture(w, h, 0, 0, false);
-    const Bytes dxt1 = EncodeThroughApi(picture, w, h, 0, Settings(0, 0, 0, 2));
-    const Bytes dxt24 = EncodeThroughApi(picture, w, h, 0, Settings(0, 1, 0, 2));
-    qzkt_decoder* decoder = nullptr;
-    ASSERT_EQ(qzkt_decoder_create(w, h, QZKT_RENDERER_HARDWARE, &decoder), QZKT_OK);
-    Bytes argb(w * 4 * h, kGuard);
-    const qzkt_result result = qzkt_decode(decoder, dxt1.data(), dxt1.size(), argb.data(), 0);
-    if (qzkt_renderer_available(QZKT_RENDERER_HARDWARE)) {
-        EXPECT_EQ(result, QZKT_OK) << "this machine has a GPU";
-        EXPECT_STRNE(qzkt_decoder_renderer_name(decoder), "");
-    } else {
-        EXPECT_EQ(result, QZKT_NO_RENDERER);
-        EXPECT_EQ(argb, Bytes(w * 4 * h, kGuard)) << "the destination was written";
-        EXPECT_STRNE(qzkt_decoder_problem(decoder), "");
-        EXPECT_STREQ(qzkt_decoder_renderer_name(decoder), "");
-    }
-    // DXT24 frames need no renderer.
-    EXPECT_EQ(qzkt_decode(decoder, dxt24.data(), dxt24.size(), argb.data(), 0), QZKT_OK);
-    EXPECT_EQ(argb, ReferencePicture(dxt24, w, h));
-    qzkt_decoder_destroy(decoder);
 }

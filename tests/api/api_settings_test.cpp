@@ -1,7 +1,6 @@
-// The machine-wide settings through the library: which folder holds the settings file, saving
-// it in the layout the compressor reads, reporting a save that fails, and what the thread
-// settings mean. HOME and XDG_CONFIG_HOME point into temporary folders; the real ones are
-// never looked at.
+// The machine-wide settings through the library: saving the settings file in the layout the
+// compressor reads and reporting a save that fails. HOME and XDG_CONFIG_HOME point into
+// temporary folders; the real ones are never looked at.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -53,27 +52,6 @@ void ExpectSameSettings(const qzkt_settings& a, const qzkt_settings& b) {
 }
 
 } // namespace
-
-TEST_F(ApiSettings, FolderFollowsXdgThenHomeThenTheProgramsChoice) {
-    EXPECT_EQ(std::string(qzkt_settings_folder()), temporary_ / "home/.config/qzkt/");
-    {
-        ScopedEnvironment config("XDG_CONFIG_HOME", (temporary_ / "xdg").c_str());
-        EXPECT_EQ(std::string(qzkt_settings_folder()), temporary_ / "xdg/qzkt/");
-    }
-    {
-        ScopedEnvironment config("XDG_CONFIG_HOME", "relative/config"); // not absolute: ignored
-        EXPECT_EQ(std::string(qzkt_settings_folder()), temporary_ / "home/.config/qzkt/");
-    }
-    EXPECT_EQ(qzkt_set_settings_folder((temporary_ / "chosen").c_str()), QZKT_OK);
-    const char* chosen = qzkt_settings_folder();
-    EXPECT_EQ(std::string(chosen), temporary_ / "chosen/");
-    EXPECT_EQ(qzkt_set_settings_folder((temporary_ / "other/").c_str()), QZKT_OK);
-    EXPECT_EQ(std::string(qzkt_settings_folder()), temporary_ / "other/");
-    EXPECT_EQ(std::string(chosen), temporary_ / "chosen/") << "an earlier answer stays valid";
-    EXPECT_EQ(qzkt_set_settings_folder(""), QZKT_OK);
-    EXPECT_EQ(std::string(qzkt_settings_folder()), temporary_ / "home/.config/qzkt/");
-    EXPECT_TRUE(Names(temporary_.path()).empty()) << "asking creates nothing";
-}
 
 TEST_F(ApiSettings, SaveWritesTheSixteenBytesTheCompressorReads) {
     qzkt_settings settings{}, defaults{};
@@ -146,23 +124,4 @@ TEST_F(ApiSettings, AFailedSaveIsReportedAndKeepsTheOldFile) {
     EXPECT_EQ(errno, EACCES);
     EXPECT_EQ(ReadFile(folder + "/KELPreferences.dat"),
               Bytes({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0}));
-}
-
-TEST(ApiThreadSettings, GiveTheDocumentedWorkerCounts) {
-    const int workers[10] = {0, -1, 1, 2, 4, 6, 8, 12, 16, 24}; // -1: the physical cores
-    for (int setting = 2; setting <= 9; ++setting)
-        EXPECT_EQ(qzkt_thread_count(setting), workers[setting]) << "setting " << setting;
-    const long online = sysconf(_SC_NPROCESSORS_ONLN);
-    EXPECT_GE(qzkt_thread_count(1), 1);
-    EXPECT_LE(qzkt_thread_count(1), std::max(1L, online));
-    EXPECT_EQ(qzkt_thread_count(0), 0);
-    EXPECT_EQ(qzkt_thread_count(10), 0);
-
-    // A worker count to a setting: the nearest count, the smaller on a tie; 0 is "auto".
-    const int settingFor[30] = {1, 2, 3, 3, 4, 4, 5, 5, 6, 6, 6, 7, 7, 7, 7,
-                                8, 8, 8, 8, 8, 8, 9, 9, 9, 9, 9, 9, 9, 9, 9};
-    for (int workers = 0; workers < 30; ++workers)
-        EXPECT_EQ(qzkt_thread_setting_for(workers), settingFor[workers]) << workers << " workers";
-    EXPECT_EQ(qzkt_thread_setting_for(1000000), 9);
-    EXPECT_EQ(qzkt_thread_setting_for(-1), 0);
 }

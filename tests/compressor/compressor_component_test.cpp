@@ -1,5 +1,4 @@
-// The compressor as a component: selectors served and refused, codec information,
-// preparation and its attributes, bad host input, open/close cycles, and debug dumps.
+// The compressor as a component: bad host input, open/close cycles, and edge blocks.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -33,90 +32,7 @@ class CompressorComponentTest : public CompressorFixture {
     ComponentInstance instance_ = nullptr;
 };
 
-int32_t NumberValue(CFDictionaryRef dictionary, CFStringRef key) {
-    int32_t value = -1;
-    CFNumberGetValue(static_cast<CFNumberRef>(CFDictionaryGetValue(dictionary, key)), kCFNumberSInt32Type,
-                     &value);
-    return value;
-}
-
 } // namespace
-
-TEST_F(CompressorComponentTest, ServedAndRefusedSelectors) {
-    EXPECT_EQ(CallComponentVersion(instance_), 0x10001);
-    for (int16_t selector : {-1, -2, -3, -4, -6, 0, 2, 11, 12, 13, 46, 47, 48, 49, 50, 51, 55, 56, 57})
-        EXPECT_EQ(CallComponentCanDo(instance_, selector), 1) << selector;
-    for (int16_t selector : {-5, -7, -8, -9, 1, 3, 10, 14, 45, 52, 54, 58, 60, 61, 255, 256, 0x200, -300}) {
-        EXPECT_EQ(CallComponentCanDo(instance_, selector), 0) << selector;
-        EXPECT_EQ(CallComponentSelector(instance_, selector), badComponentSelector) << selector;
-    }
-    EXPECT_EQ(ComponentSetTarget(instance_, nullptr), noErr);
-    auto* globals = reinterpret_cast<KELCompressorGlobals*>(GetComponentInstanceStorage(instance_));
-    EXPECT_EQ(globals->target, nullptr);
-    EXPECT_EQ(globals->self, instance_);
-    // A call whose parameter count does not match the handler is refused, not misread.
-    EXPECT_EQ(CallComponentSelector(instance_, kImageCodecGetSettingsSelector), paramErr);
-}
-
-TEST_F(CompressorComponentTest, CodecInformationDescribesTheCodec) {
-    CodecInfo info;
-    std::memset(&info, 0xFF, sizeof info);
-    ASSERT_EQ(ImageCodecGetCodecInfo(instance_, &info), noErr);
-    const std::string name(reinterpret_cast<const char*>(info.typeName + 1), info.typeName[0]);
-    EXPECT_EQ(name.rfind("QZKT", 0), 0u);
-    EXPECT_EQ(info.version, 1);
-    EXPECT_EQ(info.revisionLevel, 1);
-    EXPECT_EQ(info.compressFlags & codecInfoDoes32, codecInfoDoes32);
-    EXPECT_EQ(info.formatFlags, codecInfoDepth24 | codecInfoDepth32);
-    EXPECT_EQ(info.minimumWidth, 1);
-    EXPECT_EQ(info.privateData, 0);
-    EXPECT_EQ(ImageCodecGetCodecInfo(instance_, nullptr), paramErr);
-}
-
-TEST_F(CompressorComponentTest, PreparingAsksForARGBBuffersAndReleasesEarlierOptions) {
-    ICMCompressionSessionOptionsRef first = nullptr, second = nullptr;
-    ICMCompressionSessionOptionsCreate(kCFAllocatorDefault, &first);
-    ICMCompressionSessionOptionsCreate(kCFAllocatorDefault, &second);
-    ICMCompressionSessionOptionsSetMaxKeyFrameInterval(second, 30);
-    ImageDescriptionHandle desc = NewImageDescription(kKELCodecType, 1918, 1080);
-    auto* globals = reinterpret_cast<KELCompressorGlobals*>(GetComponentInstanceStorage(instance_));
-
-    CFDictionaryRef attributes = nullptr;
-    ASSERT_EQ(ImageCodecPrepareToCompressFrames(instance_, nullptr, first, desc, nullptr, &attributes),
-              noErr);
-    EXPECT_EQ(CFGetRetainCount(first), 2);
-    ASSERT_NE(attributes, nullptr);
-    EXPECT_EQ(CFGetRetainCount(attributes), 1); // the host's to release
-    CFArrayRef formats =
-        static_cast<CFArrayRef>(CFDictionaryGetValue(attributes, kCVPixelBufferPixelFormatTypeKey));
-    ASSERT_EQ(CFArrayGetCount(formats), 1);
-    int32_t format = 0;
-    CFNumberGetValue(static_cast<CFNumberRef>(CFArrayGetValueAtIndex(formats, 0)), kCFNumberSInt32Type,
-                     &format);
-    EXPECT_EQ(format, 32);
-    EXPECT_EQ(NumberValue(attributes, kCVPixelBufferWidthKey), 1918);
-    EXPECT_EQ(NumberValue(attributes, kCVPixelBufferHeightKey), 1080);
-    CFRelease(attributes);
-    EXPECT_EQ(globals->maxFrameSize, CalculateMaxKELDataSize(1918, 1080, false, true));
-    EXPECT_EQ(globals->buffers[0].yRowBytes, 1920u);
-    Fixed gamma = -1;
-    EXPECT_EQ(ICMImageDescriptionGetProperty(desc, kQTPropertyClass_ImageDescription,
-                                             kICMImageDescriptionPropertyID_GammaLevel, 4, &gamma, nullptr),
-              noErr);
-    EXPECT_EQ(gamma, 0);
-
-    // Preparing again releases the first options before keeping the second.
-    ASSERT_EQ(ImageCodecPrepareToCompressFrames(instance_, nullptr, second, desc, nullptr, nullptr), noErr);
-    EXPECT_EQ(CFGetRetainCount(first), 1);
-    EXPECT_EQ(CFGetRetainCount(second), 2);
-    EXPECT_EQ(globals->maxKeyFrameInterval, 30);
-    CloseComponent(instance_);
-    instance_ = nullptr;
-    EXPECT_EQ(CFGetRetainCount(second), 1);
-    ICMCompressionSessionOptionsRelease(first);
-    ICMCompressionSessionOptionsRelease(second);
-    DisposeHandle(reinterpret_cast<Handle>(desc));
-}
 
 TEST_F(CompressorComponentTest, BadHostInputGetsStatusCodesNotCrashes) {
     int32_t size = -1;
@@ -203,31 +119,4 @@ TEST_F(CompressorComponentTest, EdgeBlocksRepeatTheLastRowAndColumn) {
     EXPECT_EQ(untouched[0], 1);
     EXPECT_EQ(DXT24ThreadCount(1), CachedPhysicalCoreCount());
     EXPECT_GE(CachedPhysicalCoreCount(), 1);
-}
-
-TEST_F(CompressorComponentTest, DebugDumpsNeverOverwriteAndWriteStandardBMPs) {
-    const uint8_t bgra[2 * 4] = {10, 20, 30, 255, 40, 50, 60, 0}; // 2x1
-    const std::string name = directory_ + "/frame.bmp";
-    for (int i = 0; i < 3; ++i)
-        WriteUInt8Bitmap32BGRA(bgra, 2, 1, name.c_str());
-    for (const char* file : {"/frame.bmp", "/frame_1.bmp", "/frame_2.bmp"}) {
-        std::ifstream in(directory_ + file, std::ios::binary);
-        const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                         std::istreambuf_iterator<char>());
-        ASSERT_EQ(bytes.size(), 54u + 8u) << file; // header, one row of 2 pixels padded to 8 bytes
-        EXPECT_EQ(bytes[0], 'B');
-        EXPECT_EQ(bytes[1], 'M');
-        EXPECT_EQ(bytes[18], 2);                         // width
-        EXPECT_EQ(bytes[22], 1);                         // height
-        EXPECT_EQ(bytes[28], 24);                        // bits per pixel
-        const uint8_t row[6] = {10, 20, 30, 40, 50, 60}; // stored B, G, R as the source had them
-        EXPECT_EQ(0, std::memcmp(&bytes[54], row, 6));
-    }
-    const std::string plain = directory_ + "/noext";
-    const uint8_t rgb[3] = {1, 2, 3};
-    WriteUInt8Bitmap24(rgb, 1, 1, plain.c_str());
-    WriteUInt8Bitmap24(rgb, 1, 1, plain.c_str());
-    EXPECT_TRUE(std::ifstream(plain + "_1").good());
-    WriteUInt8Bitmap24(rgb, 0, 1, (directory_ + "/empty.bmp").c_str());
-    EXPECT_FALSE(std::ifstream(directory_ + "/empty.bmp").good());
 }

@@ -219,25 +219,6 @@ TEST_F(CompressorEncodeTest, UniformFramesPackAndNoiseFallsBackToRaw) {
     }
 }
 
-TEST_F(CompressorEncodeTest, ThreadSettingsGiveTheSameDXT24Bytes) {
-    // Setting 1 may start the DXT24 worker pool, which lives until the process ends; a child
-    // process keeps it out of the other tests and exits without running static destructors.
-    const pid_t child = fork();
-    ASSERT_NE(child, -1);
-    if (child == 0) {
-        const Image image = MakeImage(70, 45, false);
-        const std::vector<uint8_t> reference = EncodeThroughSession(image, {0, 1, 1, 2})[0].bytes;
-        int mismatches = 0;
-        for (int32_t threads : {1, 3, 4, 9, 0, 10, -1})
-            if (EncodeThroughSession(image, {0, 1, 1, threads})[0].bytes != reference) ++mismatches;
-        _exit(mismatches);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0) << "thread settings whose frames differ from one thread";
-}
-
 namespace {
 void AppendFrame(void* refCon, const uint8_t* data, size_t size) {
     static_cast<std::vector<std::vector<uint8_t>>*>(refCon)->emplace_back(data, data + size);

@@ -1,5 +1,5 @@
-// Settings through the component: the preferences file and its acceptance rules, lazy
-// loading, the settings handle, and both dialogs through the scripted front end.
+// Settings through the component: the preferences file and its acceptance rules, the
+// settings handle, the embedded dialog items, and the host calls.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -87,28 +87,6 @@ TEST_F(CompressorSettingsTest, PreferencesFileAcceptanceRules) {
     EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2}));
 }
 
-TEST_F(CompressorSettingsTest, PreferencesAreReadOnceAndNeverAfterTheHostSetSettings) {
-    WritePreferencesFile(FileBytes({1, 1, 0, 4}));
-    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 1, 0, 2})); // getting settings does not load
-    EXPECT_EQ(MaxSize(8, 8), 4 * 18 + 28);                           // alpha + DXT24 bound
-    WritePreferencesFile(FileBytes({0, 0, 0, 2}));
-    EXPECT_EQ(MaxSize(8, 8), 4 * 18 + 28); // not read again
-    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{1, 1, 0, 4}));
-
-    // A fresh instance whose host sets settings first never reads the file.
-    ComponentInstance other = nullptr;
-    ASSERT_EQ(OpenADefaultComponent(compressorComponentType, kKELCodecType, &other), noErr);
-    std::swap(other, instance_);
-    WritePreferencesFile(FileBytes({1, 1, 1, 9}));
-    uint8_t handle[12];
-    WriteKELSettingsRecord(handle, {0, 0, 0, 3});
-    EXPECT_EQ(SetSettingsBytes(std::vector<uint8_t>(handle, handle + 12)), noErr);
-    EXPECT_EQ(MaxSize(8, 8), 4 * 8 + 2 * 2 * 4 + 28); // DXT1 with the plane reserve
-    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{0, 0, 0, 3}));
-    std::swap(other, instance_);
-    CloseComponent(other);
-}
-
 TEST_F(CompressorSettingsTest, UnusableHandlesResetToTheDefaults) {
     uint8_t good[12];
     WriteKELSettingsRecord(good, {1, 0, 1, 7});
@@ -134,45 +112,6 @@ TEST_F(CompressorSettingsTest, UnusableHandlesResetToTheDefaults) {
     EXPECT_EQ(GetHandleSize(big), 12);
     EXPECT_EQ(0, std::memcmp(*big, "KELC", 4));
     DisposeHandle(big);
-}
-
-TEST_F(CompressorSettingsTest, ModalDialogShowsSavesAndKeepsNoLZFOnChoicesOneAndTwo) {
-    uint8_t start[12];
-    WriteKELSettingsRecord(start, {0, 1, 1, 5});
-    ASSERT_EQ(SetSettingsBytes(std::vector<uint8_t>(start, start + 12)), noErr);
-
-    // Cancel changes nothing and writes nothing.
-    script_.Choose(kSettingsAlphaPopupItem, 2);
-    script_.Click(kSettingsCancelItem);
-    Handle handle = NewHandle(0);
-    const ResFileRefNum resFileBefore = CurResFile();
-    EXPECT_EQ(ImageCodecRequestSettings(instance_, handle, nullptr, nullptr), noErr);
-    EXPECT_EQ(CurResFile(), resFileBefore);
-    EXPECT_EQ(GetHandleSize(handle), 0);
-    EXPECT_TRUE(ReadPreferencesFile().empty());
-    ASSERT_EQ(script_.shownValues.size(), 1u);
-    EXPECT_EQ(script_.shownValues[0], (std::vector<int16_t>{0, 0, 1, 3, 5})); // no-LZF shows as choice 3
-
-    // OK with compression choice 1: DXT24 set, no-LZF kept (the embedded items would clear it).
-    script_.Choose(kSettingsCompressionPopupItem, 1);
-    script_.Choose(kSettingsThreadPopupItem, 1);
-    script_.Choose(kSettingsAlphaPopupItem, 2);
-    script_.Click(kSettingsOKItem);
-    EXPECT_EQ(ImageCodecRequestSettings(instance_, handle, nullptr, nullptr), noErr);
-    EXPECT_EQ(CurResFile(), resFileBefore);
-    EXPECT_EQ(AsVector(Settings()), (std::vector<int>{1, 1, 1, 1}));
-    KELSettingsValues fromHandle{};
-    ASSERT_TRUE(
-        ReadKELSettingsRecord(reinterpret_cast<uint8_t*>(*handle), GetHandleSize(handle), &fromHandle));
-    EXPECT_EQ(AsVector(fromHandle), (std::vector<int>{1, 1, 1, 1}));
-    EXPECT_EQ(ReadPreferencesFile(), FileBytes({1, 1, 1, 1}));
-
-    // Choice 2 turns DXT24 off and still keeps no-LZF; a null handle is fine.
-    script_.Choose(kSettingsCompressionPopupItem, 2);
-    script_.Click(kSettingsOKItem);
-    EXPECT_EQ(ImageCodecRequestSettings(instance_, nullptr, nullptr, nullptr), noErr);
-    EXPECT_EQ(ReadPreferencesFile(), FileBytes({1, 0, 1, 1}));
-    DisposeHandle(handle);
 }
 
 TEST_F(CompressorSettingsTest, EmbeddedItemsApplyTheCompressionTableExactly) {

@@ -1,6 +1,5 @@
-// KEL_DecompressImageData on hand-built frames: what the block kind and alpha bytes choose,
-// packing bytes, short and failed packed data, the second plane, the framebuffer that keeps its
-// first size, and the read-back's row length. glPixelStorei is defined here so the suite can
+// KEL_DecompressImageData on hand-built frames: packing bytes, short and failed packed data,
+// the second plane, the framebuffer that keeps its first size, and the read-back's row length. glPixelStorei is defined here so the suite can
 // record the pack row lengths the reader sets; it forwards to the GL library.
 #include <gtest/gtest.h>
 
@@ -107,35 +106,6 @@ extern "C" void glPixelStorei(GLenum name, GLint value) {
     static const auto real = reinterpret_cast<void (*)(GLenum, GLint)>(dlsym(RTLD_NEXT, "glPixelStorei"));
     if (gRecording && name == GL_PACK_ROW_LENGTH) gPackRowLengths.push_back(value);
     real(name, value);
-}
-
-TEST_F(FrameReaderTest, BlockKindAndAlphaChooseTheBuffersPathAndUpload) {
-    const int w = 10, h = 7; // 3 x 2 blocks, the edge ones partly visible
-    const Bytes blocks = RandomBytes(6 * 18, 1);
-    // Kind 1 decodes on the CPU with the decoder's 10-byte stride, alpha or not, and leaves GL
-    // alone; the buffer holds 18-byte blocks when alpha is set.
-    EXPECT_EQ(DifferenceFromReference(HandFrame(1, 0, 0, Prefix(blocks, 60)), w, h), 0);
-    EXPECT_EQ(Decode(HandFrame(1, 9, 0, blocks), w, h), Decode(HandFrame(1, 0, 0, Prefix(blocks, 60)), w, h));
-    EXPECT_FALSE(resources_->context.HasContext());
-
-    // Kind 0 draws DXT1 blocks, or DXT5 for any non-zero alpha byte, on the GPU. One instance
-    // decodes them one after the other: each frame's own format counts.
-    for (const Bytes& frame :
-         {HandFrame(0, 0, 0, Prefix(blocks, 48)), HandFrame(0, 200, 0, Prefix(blocks, 96)),
-          HandFrame(0, 0, 0, Prefix(blocks, 48))})
-        EXPECT_LE(DifferenceFromReference(frame, w, h), 2);
-    EXPECT_EQ(resources_->blockTexture.target, unsigned(GL_TEXTURE_2D));
-
-    // Other non-zero kinds size the buffer like kind 0 (8 or 16 bytes a block, more stored bytes
-    // cut off) but upload integer texels on a rectangle texture: 10 a block without alpha (the
-    // part past the 8-byte blocks zero), with alpha one a pixel of the block-rounded size.
-    Decode(HandFrame(2, 0, 0, Prefix(blocks, 60)), w, h);
-    EXPECT_EQ(resources_->blockTexture.target, unsigned(GL_TEXTURE_RECTANGLE_ARB));
-    Bytes texels = Prefix(blocks, 48);
-    texels.resize(60);
-    EXPECT_EQ(BlockTexels(), texels);
-    Decode(HandFrame(7, 1, 0, blocks), w, h);
-    EXPECT_EQ(BlockTexels(), Prefix(blocks, 12 * 8));
 }
 
 TEST_F(FrameReaderTest, PackingBytesAndShortOrFailedPayloads) {

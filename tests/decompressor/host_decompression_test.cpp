@@ -1,6 +1,5 @@
-// The host decompression entry's own decisions, made before the decompressor sees a frame:
-// damaged frames declined by the frame check, DXT1/DXT5 frames the GPU path cannot hold
-// reported with the reason and the limit, and the per-decompression renderer choice.
+// The host decompression entry's own decision, made before the decompressor sees a frame:
+// damaged frames are declined by the frame check.
 #include <gtest/gtest.h>
 
 #include "decompressor/decompressor_component.h"
@@ -10,30 +9,6 @@
 #include "stream/little_endian.h"
 
 namespace {
-
-// What a GLContext reports when made with or without software renderers allowed: the facts
-// the entry's answers are checked against.
-struct Renderer {
-    bool available = false;
-    std::string name;
-    int maxTextureSize = 0;
-};
-
-Renderer OpenRenderer(bool acceptSoftware) {
-    const bool allowed = GLContext::AllowsSoftwareRenderer();
-    GLContext::SetAllowSoftwareRenderer(acceptSoftware);
-    Renderer renderer;
-    GLContext context;
-    if (context.InitContext() && context.ActivateContext()) {
-        renderer.available = true;
-        renderer.name = context.extensions.rendererName;
-        renderer.maxTextureSize = context.maxTextureSize;
-        context.DeactivateContext();
-    }
-    context.DeleteContext();
-    GLContext::SetAllowSoftwareRenderer(allowed);
-    return renderer;
-}
 
 // A raw frame of `blockBytes` bytes a block with these block kind and alpha bytes.
 Bytes RawFrame(int w, int h, uint8_t blockKind, uint8_t alpha, uint8_t fill = 0x6C) {
@@ -124,87 +99,4 @@ TEST_F(HostDecompressionTest, InconsistentFramesAreDeclinedBeforeTheDecompressor
     EXPECT_EQ(Decode(d, dxt24, w, h), noErr);
     EXPECT_EQ(destination_, ExpectedPicture(dxt24, w, h));
     EXPECT_STREQ(HostDecompressionProblem(d), "");
-}
-
-TEST_F(HostDecompressionTest, FramesLargerThanTheRendererTakesAreReportedNotDrawn) {
-    const Renderer renderer = OpenRenderer(true);
-    if (!renderer.available) GTEST_SKIP() << "no OpenGL renderer at all";
-    const std::string named = "the OpenGL renderer (" + renderer.name + ")";
-
-    // DXT1 blocks go to a 2D texture of the block-rounded size rounded up to powers of two: a
-    // frame one block row wider than the limit needs twice the limit.
-    const int limit = renderer.maxTextureSize;
-    if (limit + 16 <= kKELMaxSide) {
-        const int w = limit + 16, h = 8;
-        HostDecompression* d = Open(w, h);
-        EXPECT_EQ(Decode(d, RawFrame(w, h, 0, 0), w, h), codecNoRendererErr);
-        EXPECT_TRUE(Untouched());
-        EXPECT_EQ(HostDecompressionProblem(d), "the frame needs a " + std::to_string(2 * limit) +
-                                                   "x8 texture (" + std::to_string(w) +
-                                                   "x8 rounded up to powers of two); " + named +
-                                                   " allows at most " + std::to_string(limit) + " a side");
-        EXPECT_STREQ(HostDecompressionRendererName(d), "");
-        // DXT24 frames of that size need no renderer.
-        const Bytes dxt24 = RawFrame(w, h, 1, 0);
-        EXPECT_EQ(Decode(d, dxt24, w, h), noErr);
-        EXPECT_EQ(destination_, ExpectedPicture(dxt24, w, h));
-    }
-    // At the limit the frame decodes, on the renderer the entry names.
-    if (limit <= kKELMaxSide) {
-        const int w = limit, h = 8;
-        HostDecompression* d = Open(w, h);
-        const Bytes frame = EncodedSynthetic(w, h, {0, 0, 0, 2});
-        EXPECT_EQ(Decode(d, frame, w, h), noErr);
-        EXPECT_LE(LargestDifference(destination_, ExpectedPicture(frame, w, h)), 2);
-        EXPECT_EQ(HostDecompressionRendererName(d), renderer.name);
-    }
-}
-
-TEST_F(HostDecompressionTest, EachDecompressionChoosesItsRenderer) {
-    const Renderer hardware = OpenRenderer(false), any = OpenRenderer(true);
-    if (!any.available) GTEST_SKIP() << "no OpenGL renderer at all";
-    const int w = 24, h = 16;
-    const Bytes dxt1 = EncodedSynthetic(w, h, {0, 0, 0, 2}), dxt24 = EncodedSynthetic(w, h, {0, 1, 0, 2});
-    const Bytes expected = ExpectedPicture(dxt1, w, h);
-    // The process-wide switch says no software renderer; the choices below override it.
-    HostDecompressionAllowSoftwareRenderer(false);
-
-    HostDecompression* hardwareOnly = Open(w, h, kHostRendererHardware);
-    HostDecompression* software = Open(w, h, kHostRendererSoftware);
-    HostDecompression* automatic = Open(w, h, kHostRendererAuto);
-    HostDecompression* processDefault = Open(w, h);
-    for (HostDecompression* d : {software, automatic}) {
-        EXPECT_EQ(Decode(d, dxt1, w, h), noErr);
-        EXPECT_LE(LargestDifference(destination_, expected), 2);
-        EXPECT_EQ(HostDecompressionRendererName(d), any.name);
-    }
-    for (HostDecompression* d : {hardwareOnly, processDefault}) {
-        if (hardware.available) {
-            EXPECT_EQ(Decode(d, dxt1, w, h), noErr);
-            EXPECT_LE(LargestDifference(destination_, expected), 2);
-            EXPECT_EQ(HostDecompressionRendererName(d), hardware.name);
-        } else {
-            EXPECT_EQ(Decode(d, dxt1, w, h), codecNoRendererErr);
-            EXPECT_TRUE(Untouched());
-            EXPECT_STREQ(HostDecompressionProblem(d), "no OpenGL renderer (hardware only was asked for)");
-            EXPECT_STREQ(HostDecompressionRendererName(d), "");
-        }
-        // DXT24 frames decode on the CPU whatever the choice.
-        EXPECT_EQ(Decode(d, dxt24, w, h), noErr);
-        EXPECT_EQ(destination_, ExpectedPicture(dxt24, w, h));
-    }
-
-    // A decompression keeps the renderer its first GPU frame was drawn on, whatever the switch
-    // says later; one that has drawn nothing yet follows the switch as it is then.
-    HostDecompressionAllowSoftwareRenderer(true);
-    HostDecompression* early = Open(w, h);
-    EXPECT_EQ(Decode(early, dxt1, w, h), noErr);
-    HostDecompressionAllowSoftwareRenderer(false);
-    EXPECT_EQ(Decode(early, dxt1, w, h), noErr);
-    EXPECT_LE(LargestDifference(destination_, expected), 2);
-    EXPECT_EQ(HostDecompressionRendererName(early), hardware.available ? hardware.name : any.name);
-    EXPECT_EQ(Decode(processDefault, dxt1, w, h), hardware.available ? noErr : codecNoRendererErr);
-    HostDecompressionAllowSoftwareRenderer(true);
-    EXPECT_EQ(Decode(processDefault, dxt1, w, h), noErr);
-    EXPECT_LE(LargestDifference(destination_, expected), 2);
 }

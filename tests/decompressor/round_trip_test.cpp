@@ -1,6 +1,6 @@
 // Frames from the compressor decoded through the decompressor component, as a host uses them:
 // every block kind the settings lead to, packed and stored, odd and large sizes, tight and wide
-// row strides; and instances decoding side by side on separate threads.
+// row strides.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -69,32 +69,4 @@ TEST(DecompressorRoundTrip, EveryKindSizeAndStrideDecodesToItsReference) {
     }
     std::printf("largest DXT1/DXT5 difference from the S3TC reference: %d\n", largestS3TCDifference);
     RecordProperty("largestS3TCDifference", largestS3TCDifference);
-}
-
-TEST(DecompressorRoundTrip, InstancesOnSeparateThreadsDecodeSideBySide) {
-    ZQN_CodecRegister();
-    HostDecompressionAllowSoftwareRenderer(true);
-    const int w = 200, h = 120;
-    Bytes source(size_t(w) * h * 4);
-    FillSyntheticARGB(source.data(), w, h, w * 4, 0, false);
-    const Bytes frames[2] = {EncodeFrame(source, w, h, {0, 0, 0, 1}),
-                             EncodeFrame(source, w, h, {0, 1, 0, 1})};
-    const Bytes expected[2] = {ExpectedPicture(frames[0], w, h), ExpectedPicture(frames[1], w, h)};
-    // Each thread has its own instance, whose GL context is current on that thread during a frame.
-    std::atomic<int> wrong{0};
-    auto decodeFrames = [&](int first) {
-        HostDecompression* decompression = nullptr;
-        wrong += HostDecompressionCreate(w, h, &decompression) != noErr;
-        Bytes picture(size_t(w) * h * 4);
-        for (int i = first; i < first + 12; ++i) {
-            const Bytes& frame = frames[i % 2];
-            wrong += HostDecompressionDecodeFrame(decompression, frame.data(), frame.size(), picture.data(),
-                                                  0) != noErr ||
-                     LargestDifference(picture, expected[i % 2]) > 2;
-        }
-        HostDecompressionClose(decompression);
-    };
-    std::thread a(decodeFrames, 0), b(decodeFrames, 1), c(decodeFrames, 0);
-    a.join(), b.join(), c.join();
-    EXPECT_EQ(wrong, 0);
 }

@@ -1,5 +1,4 @@
-// GLFBOClass: rendering a known colour and reading it back at the exact size, attachment reuse,
-// the depth buffer, and release.
+// GLFBOClass: rendering a known colour and reading it back at the exact size.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -76,34 +75,4 @@ TEST_F(GLFBOTest, RendersAKnownColourAtTheExactSize) {
     EXPECT_FALSE(fbo.IsValid(ext));
     EXPECT_EQ(glIsTexture(texture), GL_FALSE);
     solid.ReleaseGLResources(ext);
-}
-
-TEST_F(GLFBOTest, DepthBufferReleaseAndFailures) {
-    GLFBOClass fbo, other;
-    ASSERT_TRUE(fbo.Create(16, 8, 24, 0, ext));
-    ASSERT_TRUE(fbo.BindAsRenderTarget(ext));
-    const GLuint depth = fbo.depthRenderbuffer;
-    EXPECT_EQ(ext.glIsRenderbufferEXT(depth), GL_TRUE);
-
-    // Freeing one framebuffer leaves another one bound.
-    ASSERT_TRUE(other.Create(4, 4, 0, 0, ext));
-    ASSERT_TRUE(other.BindAsRenderTarget(ext));
-    fbo.FreeResources(ext);
-    EXPECT_EQ(GLuint(Integer(GL_FRAMEBUFFER_BINDING_EXT)), other.framebuffer);
-    EXPECT_EQ(ext.glIsRenderbufferEXT(depth), GL_FALSE);
-    fbo.FreeResources(ext); // nothing left: nothing happens
-
-    // A zero-sized colour texture makes the framebuffer incomplete: framebuffer 0 is bound.
-    GLFBOClass empty;
-    ASSERT_TRUE(empty.Create(0, 0, 0, 0, ext));
-    EXPECT_FALSE(empty.BindAsRenderTarget(ext));
-    EXPECT_EQ(Integer(GL_FRAMEBUFFER_BINDING_EXT), 0);
-    empty.FreeResources(ext);
-    other.FreeResources(ext);
-
-    GLExtensions without = ext;
-    without.EXT_framebuffer_object = 0;
-    EXPECT_FALSE(empty.Create(8, 8, 0, 0, without));
-    EXPECT_FALSE(empty.BindAsRenderTarget(without));
-    EXPECT_FALSE(empty.IsValid(without));
 }

@@ -1,18 +1,12 @@
-// GLTexture uploads read back byte for byte, storage reuse against reallocation, and the
-// texture matrix. glTexImage2D and glDeleteTextures are defined here so the suite can count
-// the calls GLTexture makes; both forward to the GL library.
+// GLTexture uploads read back byte for byte.
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <vector>
 
 #include "gl/gl_texture.h"
 #include "gl_test_context.h"
 
 namespace {
-
-int gTexImageCalls = 0;
-int gDeleteTextureCalls = 0;
 
 using Bytes = std::vector<unsigned char>;
 
@@ -45,30 +39,9 @@ Bytes Rows(const Bytes& image, size_t stride, size_t rowBytes, size_t rows) {
     return out;
 }
 
-std::vector<double> TextureScale() {
-    GLdouble matrix[16];
-    glGetDoublev(GL_TEXTURE_MATRIX, matrix);
-    return {matrix[0], matrix[5]};
-}
-
 using GLTextureTest = GLContextTest;
 
 } // namespace
-
-extern "C" void glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
-                             GLint border, GLenum format, GLenum type, const GLvoid* pixels) {
-    using Function = void (*)(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum, const GLvoid*);
-    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "glTexImage2D"));
-    ++gTexImageCalls;
-    real(target, level, internalFormat, width, height, border, format, type, pixels);
-}
-
-extern "C" void glDeleteTextures(GLsizei count, const GLuint* names) {
-    static const auto real =
-        reinterpret_cast<void (*)(GLsizei, const GLuint*)>(dlsym(RTLD_NEXT, "glDeleteTextures"));
-    ++gDeleteTextureCalls;
-    real(count, names);
-}
 
 TEST_F(GLTextureTest, PixelUploadsReadBackExactlyWithAnyRowStride) {
     // RGBA8 from rows 28 bytes apart into a power-of-two texture: 5 x 3 filled of 8 x 4.
@@ -126,64 +99,4 @@ TEST_F(GLTextureTest, BlockUploadsAreStoredAsGiven) {
     EXPECT_EQ(Read(GL_TEXTURE_RECTANGLE_ARB, GL_LUMINANCE_INTEGER_EXT, 1),
               Bytes(blocks.begin(), blocks.begin() + 64));
     texture.DeleteTexture();
-}
-
-TEST_F(GLTextureTest, FullFrameSizesAndTextureMatrix) {
-    // 1280 x 720 DXT1 on GL_TEXTURE_2D: 2048 x 1024 storage, 1280 x 720 filled.
-    Bytes blocks(1280 * 720);
-    GLTexture texture;
-    texture.UploadDXT16Image(ext, blocks.data(), 1280, 720, 1280, 720, GL_TEXTURE_2D);
-    EXPECT_EQ(Level(GL_TEXTURE_2D, GL_TEXTURE_WIDTH), 2048);
-    texture.SetTextureMatrix();
-    EXPECT_EQ(TextureScale(), (std::vector<double>{0.625, 0.703125}));
-    texture.DeleteTexture();
-
-    // The same frame as DXT24 blocks on a rectangle: 3200 x 180 texels, matrix in texels.
-    texture.UploadDXT24Image(ext, blocks.data(), 1280, 720, 1280, 720, GL_TEXTURE_RECTANGLE_ARB);
-    EXPECT_EQ(Level(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_WIDTH), 3200);
-    texture.SetTextureMatrix();
-    EXPECT_EQ(TextureScale(), (std::vector<double>{3200, 180}));
-    texture.DeleteTexture();
-}
-
-TEST_F(GLTextureTest, StorageIsReusedUntilSizeOrTargetChanges) {
-    Bytes pixels = Pattern(16 * 16 * 4, 9);
-    GLTexture texture;
-    texture.UploadRGBA8Image(ext, pixels.data(), 16, 16, 0, GL_TEXTURE_2D, false);
-    const GLuint first = texture.name;
-    pixels[0] ^= 0xFF; // a refill lands in the same storage
-    texture.UploadRGBA8Image(ext, pixels.data(), 16, 16, 0, GL_TEXTURE_2D, false);
-    EXPECT_EQ(gTexImageCalls, 1);
-    EXPECT_EQ(Read(GL_TEXTURE_2D, GL_RGBA, 4), pixels);
-    GLint filter = 0, wrap = 0; // every upload leaves linear filtering and clamping
-    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &filter);
-    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &wrap);
-    EXPECT_EQ(filter, GL_LINEAR);
-    EXPECT_EQ(wrap, GL_CLAMP_TO_EDGE);
-    texture.BindTexture(ext, 0, 0, 0); // as the decoder binds: nearest
-    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &filter);
-    EXPECT_EQ(filter, GL_NEAREST);
-
-    texture.UploadRGBA8Image(ext, pixels.data(), 12, 16, 0, GL_TEXTURE_2D, false); // fill size changed
-    texture.UploadRGBA8Image(ext, nullptr, 12, 16, 0, GL_TEXTURE_2D, false);       // ignored
-    texture.UploadRGBA8Image(ext, pixels.data(), 0, 16, 0, GL_TEXTURE_2D, false);  // ignored
-    EXPECT_EQ(gTexImageCalls, 2);
-    EXPECT_EQ(texture.name, first);
-
-    texture.UploadRGBA8Image(ext, pixels.data(), 12, 16, 0, GL_TEXTURE_RECTANGLE_ARB, false); // other target
-    EXPECT_EQ(gDeleteTextureCalls, 1);
-    EXPECT_EQ(gTexImageCalls, 3);
-    EXPECT_EQ(texture.target, GLenum(GL_TEXTURE_RECTANGLE_ARB));
-
-    // A name deleted behind the object's back is not resident: a new one is made, and the old
-    // one is not deleted again.
-    glDeleteTextures(1, &texture.name);
-    texture.UploadRGBA8Image(ext, pixels.data(), 12, 16, 0, GL_TEXTURE_RECTANGLE_ARB, false);
-    EXPECT_EQ(gDeleteTextureCalls, 2);
-    EXPECT_EQ(gTexImageCalls, 4);
-    EXPECT_TRUE(texture.IsResident());
-    texture.DeleteTexture();
-    texture.DeleteTexture(); // empty: no GL call
-    EXPECT_EQ(gDeleteTextureCalls, 3);
-    EXPECT_FALSE(texture.IsResident());
 }

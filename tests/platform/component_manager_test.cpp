@@ -1,5 +1,4 @@
-// The Component Manager: typed thunks and the procedure-information check, open/close,
-// delegation, can-do, targets, and per-component resources on the resource chain.
+// The Component Manager: open/close, delegation, can-do and targets.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -98,43 +97,6 @@ Component Register(const char* subtype, const ComponentResourceSet* resources,
 
 } // namespace
 
-TEST(ComponentManagerTest, ThunksUnpackWordsAndCheckTheProcedureInformation) {
-    Component component = Register("thnk", nullptr);
-    ComponentInstance instance = nullptr;
-    ASSERT_EQ(OpenADefaultComponent(FourCC("test"), FourCC("thnk"), &instance), noErr);
-    EXPECT_EQ(CountComponentInstances(component), 1);
-
-    int32_t result = 0;
-    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(-7), Point{3, 42}, &result), noErr);
-    EXPECT_EQ(result, -7 * 1000 + 42);
-    auto* probe = reinterpret_cast<Probe*>(GetComponentInstanceStorage(instance));
-    EXPECT_EQ(probe->lastPoint.v, 3);
-
-    // The same handler under a word that claims a 32-bit second parameter is refused.
-    EXPECT_EQ(CallComponentSelector(instance, 2, static_cast<int16_t>(1), Point{}, &result),
-              badComponentSelector);
-    // Too few parameters for the handler.
-    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(1)), paramErr);
-    EXPECT_EQ(CallComponentSelector(instance, 3), badComponentSelector); // not implemented
-    EXPECT_EQ(CallComponentSelector(instance, 4), noErr);                // no-op mark
-    EXPECT_EQ(CallComponentSelector(instance, 99), badComponentSelector);
-
-    EXPECT_EQ(CallComponentCanDo(instance, 7), 1);
-    EXPECT_EQ(CallComponentCanDo(instance, 8), 0);
-    EXPECT_EQ(ComponentSetTarget(instance, instance), noErr);
-    EXPECT_EQ(probe->target, instance);
-
-    EXPECT_EQ(ComponentProcInfoOf(ProbeMixed), 0x3EF0u);
-    const long closesBefore = g_closeCount;
-    EXPECT_EQ(CloseComponent(instance), noErr);
-    EXPECT_EQ(g_closeCount, closesBefore + 1);
-    EXPECT_EQ(CountComponentInstances(component), 0);
-    // A closed instance is no longer callable.
-    EXPECT_EQ(CallComponentVersion(instance), badComponentInstance);
-    EXPECT_EQ(CloseComponent(instance), badComponentInstance);
-    EXPECT_EQ(UnregisterComponent(component), noErr);
-}
-
 TEST(ComponentManagerTest, FailedOpenClosesAndDelegationPassesCallsOn) {
     Component component = Register("fail", nullptr);
     ComponentInstance instance = reinterpret_cast<ComponentInstance>(1);
@@ -160,49 +122,4 @@ TEST(ComponentManagerTest, FailedOpenClosesAndDelegationPassesCallsOn) {
     CloseComponent(outer);
     CloseComponent(inner);
     EXPECT_EQ(UnregisterComponent(component), noErr);
-}
-
-TEST(ComponentManagerTest, EachComponentHasItsOwnResourcesOnTheChain) {
-    Component first = Register("res1", &kFirstSet);
-    Component second = Register("res2", &kSecondSet);
-    Component bare = Register("res0", nullptr);
-
-    Handle info = nullptr;
-    ASSERT_EQ(GetComponentResource(first, FourCC("cdci"), 256, &info), noErr);
-    EXPECT_EQ(GetHandleSize(info), 3);
-    EXPECT_EQ((*info)[2], 3);
-    DisposeHandle(info);
-    ASSERT_EQ(GetComponentResource(second, FourCC("cdci"), 256, &info), noErr);
-    EXPECT_EQ(GetHandleSize(info), 2);
-    DisposeHandle(info);
-    EXPECT_EQ(GetComponentResource(second, FourCC("STR "), 5, &info), resNotFound);
-    EXPECT_EQ(info, nullptr);
-    EXPECT_EQ(GetComponentResource(first, FourCC("cdci"), 256, nullptr), paramErr);
-
-    EXPECT_EQ(OpenComponentResFile(bare), -1);
-    EXPECT_EQ(ResError(), resFNotFound);
-
-    const ResFileRefNum start = CurResFile();
-    const ResFileRefNum firstFile = OpenComponentResFile(first);
-    const ResFileRefNum secondFile = OpenComponentResFile(second);
-    ASSERT_NE(firstFile, -1);
-    EXPECT_EQ(CurResFile(), secondFile);
-    // The current file is searched first, then the files opened before it.
-    EXPECT_EQ(FindChainResource(FourCC("cdci"), 256)->size, 2u);
-    EXPECT_NE(FindChainResource(FourCC("STR "), 5), nullptr);
-    UseResFile(firstFile);
-    EXPECT_EQ(FindChainResource(FourCC("cdci"), 256)->size, 3u);
-    UseResFile(1234);
-    EXPECT_EQ(ResError(), resFNotFound);
-    EXPECT_EQ(CurResFile(), firstFile);
-    UseResFile(secondFile);
-    // Closing the first (out of order) must not revive it as current later.
-    EXPECT_EQ(CloseComponentResFile(firstFile), noErr);
-    EXPECT_EQ(FindChainResource(FourCC("STR "), 5), nullptr);
-    EXPECT_EQ(CloseComponentResFile(secondFile), noErr);
-    EXPECT_EQ(CurResFile(), start);
-    EXPECT_EQ(CloseComponentResFile(secondFile), resFNotFound);
-
-    for (Component c : {first, second, bare})
-        EXPECT_EQ(UnregisterComponent(c), noErr);
 }

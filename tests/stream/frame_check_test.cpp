@@ -163,34 +163,6 @@ TEST(KELFrameCheckTest, PayloadMustYieldExactlyTheFramesBlocks) {
     EXPECT_EQ(Walk(stream, 1u << 30), 132011u);
 }
 
-TEST(KELFrameCheckTest, LayoutDepthLeavesOutOnlyTheStreamWalk) {
-    const int w = 40, h = 24; // 10 x 6 DXT24 blocks
-    const Bytes blocks = Compressible(600, 3);
-    const auto layout = [](const Bytes& frame, int width, int height) {
-        return CheckKELFrame(frame.data(), frame.size(), width, height, KELFrameCheckDepth::kLayout);
-    };
-    // Streams of the wrong length or with a reference before the start pass the layout check...
-    const Bytes shortStream = Packed(Bytes(blocks.begin(), blocks.end() - 1));
-    for (const Bytes& stream : {shortStream, Bytes{0x20, 0x00, 0x04, 1, 2, 3, 4, 5}, Packed(blocks)})
-        EXPECT_EQ(layout(MakeFrame(Header(1, 1), stream), w, h), KELFrameProblem::kNone);
-    EXPECT_EQ(Check(MakeFrame(Header(1, 1), shortStream), w, h), KELFrameProblem::kPayloadUnpack);
-    // ...but nothing that reaches past the data, a short raw payload, a bad plane, or a stream
-    // too short to yield the blocks at 88 bytes a stored byte.
-    Bytes past = MakeFrame(Header(1, 1), Packed(blocks));
-    past.pop_back();
-    EXPECT_EQ(layout(past, w, h), KELFrameProblem::kPayloadPastEnd);
-    EXPECT_EQ(layout(MakeFrame(Header(1, 0), Bytes(blocks.begin(), blocks.end() - 1)), w, h),
-              KELFrameProblem::kPayloadTooShort);
-    EXPECT_EQ(layout(MakeFrame(Header(1, 1), {0x00, 0x00}), 32767, 32767), KELFrameProblem::kPayloadUnpack);
-    // Block kinds other than 0 and 1 are whole-check findings: the reader sizes them safely.
-    const Bytes kind2 = MakeFrame(Header(2, 0), Bytes(blocks.begin(), blocks.begin() + 60 * 8));
-    EXPECT_EQ(layout(kind2, w, h), KELFrameProblem::kNone);
-    EXPECT_EQ(Check(kind2, w, h), KELFrameProblem::kBlockKind);
-    Bytes negativePlane = MakeFrame(Header(1, 0), blocks);
-    WriteLE32(&negativePlane[kKELPlaneWidthOffset], 0xEF000001u);
-    EXPECT_EQ(layout(negativePlane, w, h), KELFrameProblem::kPlaneNegativeSide);
-}
-
 TEST(KELFrameCheckTest, SecondPlaneMustFitTheBlocksAndItsStoredBytes) {
     const int w = 40, h = 24; // 10 x 6 blocks
     const Bytes blocks(60 * 8, 0x33);

@@ -1,4 +1,4 @@
-// Frame header bytes, block sizes, the frame size bound and the settings record.
+// Frame header bytes, block sizes and the settings record.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -34,24 +34,6 @@ TEST(KELHeaderTest, WritesEveryByteAndReadsThemBack) {
     EXPECT_EQ(back.storedSize, 0x123456u);
     EXPECT_EQ(back.blockKind, 1);
     EXPECT_EQ(back.reserved, 0);
-}
-
-TEST(KELHeaderTest, MaximumFrameSizeFollowsTheSettingsNotTheChosenBlocks) {
-    // One block; the plane reserve rounds each side down, so a 1x1 frame reserves nothing.
-    EXPECT_EQ(CalculateMaxKELDataSize(1, 1, false, false), 8u + 28u);
-    EXPECT_EQ(CalculateMaxKELDataSize(1, 1, true, false), 16u + 28u);
-    EXPECT_EQ(CalculateMaxKELDataSize(1, 1, false, true), 10u + 28u);
-    // Alpha with DXT24 is written as DXT5 but bounded at 18 bytes a block.
-    EXPECT_EQ(CalculateMaxKELDataSize(1, 1, true, true), 18u + 28u);
-    // 6x6: four blocks, but a plane reserve of one 4-byte pixel.
-    EXPECT_EQ(CalculateMaxKELDataSize(6, 6, false, false), 4u * 8 + 4 + 28);
-    EXPECT_EQ(CalculateMaxKELDataSize(6, 6, false, true), 4u * 10 + 28);
-    EXPECT_EQ(CalculateMaxKELDataSize(1920, 1080, false, false), 480u * 270 * 8 + 480 * 270 * 4 + 28);
-    EXPECT_EQ(CalculateMaxKELDataSize(1918, 1080, true, true), 480u * 270 * 18 + 28);
-    // Empty or inverted rectangles leave only the header.
-    EXPECT_EQ(CalculateMaxKELDataSize(0, 0, false, false), 28u);
-    EXPECT_EQ(CalculateMaxKELDataSize(-9, 5, false, false), 28u);
-    EXPECT_EQ(KELBlockCount(5, 3), 2);
 }
 
 TEST(KELSettingsRecordTest, RoundTripsAndRejectsWrongTagOrSize) {

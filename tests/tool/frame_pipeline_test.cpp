@@ -142,19 +142,6 @@ TEST(FramePipeline, DestroyingWithJobsInFlightDoesNotWaitForThem) {
     EXPECT_LE(worked, 2);
 }
 
-TEST(FramePipeline, JobCounts) {
-    EXPECT_EQ(ParseJobs("3"), 3);
-    EXPECT_EQ(ParseJobs("auto"), DefaultJobs());
-    EXPECT_GE(DefaultJobs(), 1);
-    EXPECT_LE(DefaultJobs(), 16);
-    for (const char* bad : {"0", "-2", "", "2x", "257", "many"})
-        EXPECT_THROW(ParseJobs(bad), UsageError) << bad;
-    // 1 GiB for the frames in flight, two per job.
-    EXPECT_EQ(JobsWithinMemory(16, 16u << 20), 16);
-    EXPECT_EQ(JobsWithinMemory(16, 128u << 20), 4);
-    EXPECT_EQ(JobsWithinMemory(16, size_t{4} << 30), 1);
-}
-
 // Frame buffers skip clearing and map large sizes on their own: the bytes must still survive
 // shrinking, growing (the large mapping moved to a new one) and swapping, at both sizes.
 TEST(FrameBytes, KeepTheirBytesThroughResizeGrowthAndSwap) {

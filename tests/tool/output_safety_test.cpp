@@ -156,29 +156,6 @@ TEST_F(ToolTest, RefusesOutputsThatAreInputsOrNotFiles) {
     EXPECT_TRUE(S_ISFIFO(st.st_mode));
 }
 
-TEST_F(ToolTest, RefusesToReplaceADeviceNode) {
-    // The node of /dev/full, under a name of the test's folder.
-    if (mknod(Path("full.mov").c_str(), S_IFCHR | 0644, makedev(1, 7)) != 0)
-        GTEST_SKIP() << "creating a device node needs root";
-    WriteFile(Path("clip.argb"), ClipFrame(kWidth, kHeight, 0));
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"}).status, 0);
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "full.mov"},
-          std::vector<std::string>{"qzkt", "decode", "x.mov", "full.mov"}}) {
-        const RunResult r = Run(args);
-        EXPECT_EQ(r.status, 1);
-        EXPECT_EQ(r.err, args[1] == "encode"
-                             ? "qzkt encode: the output full.mov is a character device, not a "
-                               "regular file; give the name of a file to write\n"
-                             : "qzkt decode: the output full.mov is a character device, not a "
-                               "regular file; give the name of a file to write\n");
-        struct stat st {};
-        ASSERT_EQ(lstat(Path("full.mov").c_str(), &st), 0);
-        EXPECT_TRUE(S_ISCHR(st.st_mode));
-        EXPECT_EQ(st.st_rdev, makedev(1, 7));
-    }
-}
-
 TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
     // Two flat frames and one of noise: as PNG images the first two fit in 4 KB, the third does not.
     Bytes clip;

@@ -1,6 +1,6 @@
 // qzkt encode and decode as transcoders: what the input has besides pictures survives (audio,
 // timecode, title, language), outputs are never replaced by surprise, ranges and rates select
-// and time the frames, the output's name picks its type, and every run ends with a summary.
+// and time the frames.
 #include <regex>
 #include <sys/stat.h>
 
@@ -246,88 +246,4 @@ TEST_F(TranscodeTest, ExistingOutputsAreReplacedOnlyWithY) {
     // An input given as its own output is still refused as such, even with -y.
     const RunResult self = Run({"qzkt", "encode", prefsArg_, "-y", "out.mov", "out.mov"});
     EXPECT_EQ(self.err, "qzkt encode: the output out.mov is the input file; give another output name\n");
-}
-
-TEST_F(TranscodeTest, OutputTypeFollowsTheName) {
-    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=24x16:rate=10:duration=0.3",
-             "-start_number", "1", Path("s%02d.png")});
-    const RunResult mkv = Run({"qzkt", "encode", prefsArg_, "s%02d.png", "out.mkv"});
-    EXPECT_EQ(mkv.status, 2);
-    EXPECT_TRUE(Contains(mkv.err, "out.mkv is not a QuickTime movie name")) << mkv.err;
-    EXPECT_NE(access(Path("out.mkv").c_str(), F_OK), 0);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "s%02d.png", "three.QT"}).status, 0);
-
-    // One image for a movie of one frame (or one frame taken); a pattern needed otherwise.
-    const RunResult many = Run({"qzkt", "decode", "three.QT", "frame.png"});
-    EXPECT_EQ(many.status, 1);
-    EXPECT_EQ(many.err,
-              "qzkt decode: frame.png is one image, but the movie has 3 frames; use a pattern such as "
-              "frame%04d.png (or --frames 1)\n");
-    EXPECT_NE(access(Path("frame.png").c_str(), F_OK), 0);
-    ASSERT_EQ(Run({"qzkt", "decode", "--frames", "1", "three.QT", "frame.png"}).status, 0);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "frame.png", "one.mov"}).status, 0);
-    ASSERT_EQ(Run({"qzkt", "decode", "one.mov", "one.tiff"}).status, 0);
-    EXPECT_EQ(Probe({"-show_entries", "stream=codec_name,width,height", Path("one.tiff")}),
-              "codec_name=tiff\nwidth=24\nheight=16\n");
-
-    // JPEG sequences: full-range Y'CbCr as the JPEG encoder takes it.
-    const RunResult jpeg = Run({"qzkt", "decode", "three.QT", "j%02d.jpg"});
-    ASSERT_EQ(jpeg.status, 0) << jpeg.err;
-    EXPECT_EQ(Probe({"-show_entries", "stream=codec_name,pix_fmt", Path("j03.jpg")}),
-              "codec_name=mjpeg\npix_fmt=yuvj444p\n");
-
-    // Sizes FFV1 refuses become lossless PNG video, with a note, holding the decoded pictures.
-    for (const std::string size : {"3x5", "1x7", "5x1", "4097x3"}) {
-        const int width = std::stoi(size), height = std::stoi(size.substr(size.find('x') + 1));
-        Bytes raw(static_cast<size_t>(width) * height * 4 * 2);
-        for (size_t i = 0; i < raw.size(); ++i)
-            raw[i] = static_cast<uint8_t>(i * 37 + i / 7);
-        WriteFile(Path("tiny.argb"), raw);
-        ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "--raw", size, "tiny.argb", "tiny.mov"}).status, 0);
-        ASSERT_EQ(Run({"qzkt", "decode", "-y", "tiny.mov", "tiny-decoded.argb"}).status, 0);
-        const RunResult video = Run({"qzkt", "decode", "-y", "tiny.mov", "tiny.mkv"});
-        ASSERT_EQ(video.status, 0) << size << ": " << video.err;
-        EXPECT_EQ(video.err, "qzkt decode: the ffv1 encoder does not take " + size +
-                                 " pictures; writing lossless png video instead\n");
-        MustRun({"ffmpeg", "-v", "error", "-y", "-i", Path("tiny.mkv"), "-f", "rawvideo", "-pix_fmt", "argb",
-                 Path("tiny-back.argb")});
-        EXPECT_TRUE(ReadFile(Path("tiny-back.argb")) == ReadFile(Path("tiny-decoded.argb"))) << size;
-    }
-}
-
-TEST_F(TranscodeTest, SummaryLineEndsEveryRunUnlessQuiet) {
-    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=8x8:rate=10:duration=0.1",
-             "-start_number", "1", Path("s%02d.png")});
-    // Standard error is a file here, not a terminal.
-    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "s%02d.png", "one.mov"});
-    ASSERT_EQ(encoded.status, 0);
-    EXPECT_TRUE(std::regex_match(
-        encoded.summary,
-        std::regex("qzkt encode: 1 frame of 8x8 \\(DXT24 blocks, LZF, 1 thread\\) to one.mov: "
-                   "[0-9]+ bytes, [0-9.]+:1, [0-9.]+ fps\n")))
-        << encoded.summary;
-    const RunResult decoded = Run({"qzkt", "decode", "one.mov", "one.argb"});
-    ASSERT_EQ(decoded.status, 0);
-    EXPECT_TRUE(std::regex_match(
-        decoded.summary,
-        std::regex("qzkt decode: 1 frame of 8x8 from one.mov \\([0-9]+ bytes\\) as raw 8x8 ARGB "
-                   "frames to one.argb: 256 bytes, [0-9.]+ fps; DXT24 frames, decoded on the "
-                   "CPU\n")))
-        << decoded.summary;
-    const RunResult quiet = Run({"qzkt", "encode", prefsArg_, "--quiet", "-y", "s%02d.png", "one.mov"});
-    EXPECT_EQ(quiet.status, 0);
-    EXPECT_EQ(quiet.summary + quiet.err, "");
-    const RunResult quietDecode = Run({"qzkt", "decode", "--quiet", "-y", "one.mov", "one.argb"});
-    EXPECT_EQ(quietDecode.summary + quietDecode.err, "");
-}
-
-TEST(SummaryWords, SizesAndCountsReadNaturally) {
-    EXPECT_EQ(Counted(1, "frame"), "1 frame");
-    EXPECT_EQ(Counted(0, "frame"), "0 frames");
-    EXPECT_EQ(HumanSize(1), "1 byte");
-    EXPECT_EQ(HumanSize(999), "999 bytes");
-    EXPECT_EQ(HumanSize(1000), "1.0 KB");
-    EXPECT_EQ(HumanSize(52200), "52.2 KB");
-    EXPECT_EQ(HumanSize(1000000), "1.0 MB");
-    EXPECT_EQ(HumanSize(2500000000), "2.50 GB");
 }
