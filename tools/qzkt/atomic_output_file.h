@@ -25,9 +25,13 @@ class AtomicOutputFile {
 
     // Writes all of data, or throws ToolError.
     void Write(const void* data, size_t size);
+    // Writes all of data; returns 0, or the errno of the failure (for callers that must not
+    // throw, such as FFmpeg's I/O callbacks).
+    int WriteAll(const void* data, size_t size) noexcept;
 
-    // Flushes the file to disk and gives it its final name, after checking the name again;
-    // throws ToolError on failure, and the file is then discarded.
+    // Gives the file its final name, after checking the name again; when that replaces an
+    // older file, waits first until the new one is on disk. Throws ToolError on failure, and
+    // the file is then discarded.
     void Commit();
 
   private:

@@ -1,4 +1,4 @@
-// Write and seek callbacks over a file descriptor.
+// Write and seek callbacks over an AtomicOutputFile.
 #include "fd_avio.h"
 
 #include <cerrno>
@@ -24,19 +24,12 @@ using WriteBuffer = uint8_t*;
 #endif
 
 int WritePacket(void* opaque, WriteBuffer buffer, int size) {
-    const int fd = *static_cast<int*>(opaque);
-    int done = 0;
-    while (done < size) {
-        const ssize_t n = write(fd, buffer + done, static_cast<size_t>(size - done));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return AVERROR(n < 0 ? errno : ENOSPC);
-        done += static_cast<int>(n);
-    }
-    return size;
+    const int error = static_cast<AtomicOutputFile*>(opaque)->WriteAll(buffer, static_cast<size_t>(size));
+    return error == 0 ? size : AVERROR(error);
 }
 
 int64_t Seek(void* opaque, int64_t offset, int whence) {
-    const int fd = *static_cast<int*>(opaque);
+    const int fd = static_cast<AtomicOutputFile*>(opaque)->fd();
     if (whence & AVSEEK_SIZE) {
         struct stat st;
         return fstat(fd, &st) == 0 ? static_cast<int64_t>(st.st_size) : AVERROR(errno);
@@ -47,15 +40,18 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
 
 } // namespace
 
-FdOutputIO::FdOutputIO(int fd) : fd_(fd) {
+FdOutputIO::FdOutputIO(AtomicOutputFile& file) {
     unsigned char* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
     if (buffer != nullptr)
-        context_ = avio_alloc_context(buffer, kBufferSize, 1, &fd_, nullptr, WritePacket, Seek);
+        context_ = avio_alloc_context(buffer, kBufferSize, 1, &file, nullptr, WritePacket, Seek);
     if (context_ == nullptr) {
         av_free(buffer);
         throw ToolError("out of memory");
     }
     context_->seekable = AVIO_SEEKABLE_NORMAL;
+    // Samples (a megabyte and more each) go to the file as they are, not copied through the
+    // buffer in 64 KB pieces; the muxer's small header writes still gather in the buffer.
+    context_->direct = 1;
 }
 
 FdOutputIO::~FdOutputIO() {

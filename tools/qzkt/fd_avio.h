@@ -1,6 +1,8 @@
-// An FFmpeg I/O context over a file descriptor the tool owns (such as an AtomicOutputFile),
-// so muxers write and seek in files that appear only when complete.
+// An FFmpeg I/O context over an AtomicOutputFile, so muxers write and seek in files that
+// appear only when complete.
 #pragma once
+
+#include "atomic_output_file.h"
 
 extern "C" {
 #include <libavformat/avio.h>
@@ -8,8 +10,9 @@ extern "C" {
 
 class FdOutputIO {
   public:
-    // Throws ToolError when out of memory. fd stays owned by the caller.
-    explicit FdOutputIO(int fd);
+    // Throws ToolError when out of memory. The file stays owned by the caller and must
+    // outlive the context.
+    explicit FdOutputIO(AtomicOutputFile& file);
     ~FdOutputIO();
     FdOutputIO(const FdOutputIO&) = delete;
     FdOutputIO& operator=(const FdOutputIO&) = delete;
@@ -17,6 +20,5 @@ class FdOutputIO {
     AVIOContext* get() const { return context_; }
 
   private:
-    int fd_;
     AVIOContext* context_ = nullptr;
 };

@@ -276,7 +276,7 @@ class VideoSink : public FrameSink {
             throw ToolError("out of memory");
         format_.reset(format);
         file_ = std::make_unique<AtomicOutputFile>(output);
-        io_ = std::make_unique<FdOutputIO>(file_->fd());
+        io_ = std::make_unique<FdOutputIO>(*file_);
         format_->pb = io_->get();
         format_->flags |= AVFMT_FLAG_CUSTOM_IO;
 

@@ -9,7 +9,7 @@
 
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
                                  AVRational frameRate, const CarryOver* carry)
-    : path_(path), file_(path), io_(file_.fd()), timeBase_(timeBase) {
+    : path_(path), file_(path), io_(file_), timeBase_(timeBase) {
     AVFormatContext* format = nullptr;
     if (avformat_alloc_output_context2(&format, nullptr, "mov", nullptr) < 0 || format == nullptr)
         throw ToolError("out of memory");
