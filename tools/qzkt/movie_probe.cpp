@@ -9,6 +9,7 @@ extern "C" {
 }
 
 #include "ffmpeg_util.h"
+#include "qzkt_movie.h"
 #include "tool_error.h"
 
 namespace {
@@ -79,7 +80,7 @@ MovieFacts ProbeMovie(const std::string& path) {
         throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(status) + ")");
     }
     AvInputPtr format(opened);
-    const int found = avformat_find_stream_info(format.get(), nullptr);
+    const int found = FindStreamInfo(format.get());
     if (found < 0) throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(found) + ")");
 
     MovieFacts movie;

@@ -65,6 +65,17 @@ void QZKTMovieWriter::Finish() {
     file_.Commit();
 }
 
+int FindStreamInfo(AVFormatContext* format) {
+    bool othersToLearn = false;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVCodecParameters* track = format->streams[i]->codecpar;
+        const bool qzkt = track->codec_type == AVMEDIA_TYPE_VIDEO && track->codec_tag == kQZKTCodecTag;
+        othersToLearn = othersToLearn || (!qzkt && track->codec_type != AVMEDIA_TYPE_DATA);
+    }
+    if (!othersToLearn) format->probesize = 32; // FFmpeg's smallest: no sample is read
+    return avformat_find_stream_info(format, nullptr);
+}
+
 QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
     AVFormatContext* format = nullptr;
     const int opened = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
@@ -75,7 +86,7 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
     format_.reset(format);
     if (std::strstr(format_->iformat->name, "mov") == nullptr)
         throw ToolError(path + " is not a QuickTime movie");
-    const int found = avformat_find_stream_info(format_.get(), nullptr);
+    const int found = FindStreamInfo(format_.get());
     if (found < 0) throw ToolError(path + " is not a readable QuickTime movie (" + AvErrorText(found) + ")");
 
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
