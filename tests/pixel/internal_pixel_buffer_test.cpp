@@ -1,4 +1,5 @@
-// Planar 4:2:0 buffers: the two YUV copies.
+// Planar 4:2:0 buffers: zeroed planes at every size, and the two YUV copies.
+#include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <vector>
@@ -54,4 +55,28 @@ TEST(InternalPixelBuffer, ChunkyAndPlanarCopies) {
                                              planes.v, planes.vRowBytes, back.data(), chunkyRow));
     EXPECT_EQ(back, untouched);
     freeInternalPixelBuffer(&planes);
+}
+
+TEST(InternalPixelBuffer, PlanesAreZeroAtEverySizeAndAfterReallocation) {
+    // Small planes come from the heap, large ones (a 1080p frame's) are mapped: every plane
+    // reads as zero when made, also when the record held written planes before, and each
+    // is freed the way it was made (the sanitizer build checks the frees).
+    InternalPixelBuffer planes{};
+    const uint32_t sizes[][2] = {{6, 4}, {1920, 1080}, {640, 480}, {1920, 1080}, {0, 0}, {4, 2}};
+    for (const auto& size : sizes) {
+        SCOPED_TRACE(testing::Message() << size[0] << "x" << size[1]);
+        ASSERT_EQ(0, callocInternalPixelBuffer(size[0], size[1], &planes));
+        const size_t lumaBytes = static_cast<size_t>(planes.yRowBytes) * size[1];
+        const size_t chromaBytes = (static_cast<size_t>(planes.uRowBytes) * size[1]) / 2;
+        const std::vector<uint8_t> lumaZero(lumaBytes, 0), chromaZero(chromaBytes, 0);
+        EXPECT_TRUE(std::equal(lumaZero.begin(), lumaZero.end(), planes.y));
+        EXPECT_TRUE(std::equal(chromaZero.begin(), chromaZero.end(), planes.u));
+        EXPECT_TRUE(std::equal(chromaZero.begin(), chromaZero.end(), planes.v));
+        std::fill(planes.y, planes.y + lumaBytes, 0xA5);
+        std::fill(planes.u, planes.u + chromaBytes, 0x5A);
+        std::fill(planes.v, planes.v + chromaBytes, 0x3C);
+    }
+    freeInternalPixelBuffer(&planes);
+    EXPECT_EQ(planes.y, nullptr);
+    freeInternalPixelBuffer(&planes); // a freed record may be freed again
 }
