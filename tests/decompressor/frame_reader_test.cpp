@@ -126,7 +126,8 @@ TEST_F(FrameReaderTest, PackingBytesAndShortOrFailedPayloads) {
     EXPECT_EQ(Decode(HandFrame(1, 0, 0, longer), w, h), intact);
 
     // Short data leaves zeroed blocks, opaque black: one block row stored, or an LZF stream cut
-    // in half, gives the first block row and not the last.
+    // in half, gives the first block row and not the last. (The block buffer is the one the
+    // intact frames above used on this thread: nothing of theirs may show.)
     const size_t blockRow = size_t(w) * 4 * 4;
     for (const Bytes& frame :
          {HandFrame(1, 0, 0, Prefix(payload, 40)), HandFrame(1, 0, 1, Prefix(packed, packed.size() / 2))}) {
