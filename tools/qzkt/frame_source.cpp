@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ffmpeg_util.h"
+#include "qzkt_movie.h"
 #include "stream_copy.h"
 #include "tool_error.h"
 
@@ -48,7 +49,7 @@ class MediaSource : public FrameSource {
         const AVCodecParameters* par = stream_->codecpar;
         const AVCodec* codec = avcodec_find_decoder(par->codec_id);
         if (codec == nullptr) {
-            if (par->codec_tag == MKTAG('Q', 'Z', 'K', 'T'))
+            if (IsQZKTTrack(par))
                 throw ToolError(path + " is already a QZKT movie; decode it with 'qzkt decode'");
             throw ToolError("no decoder for the " + std::string(avcodec_get_name(par->codec_id)) +
                             " video in " + path);

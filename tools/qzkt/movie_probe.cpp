@@ -40,7 +40,7 @@ TrackFacts FactsOf(const AVStream* stream) {
     const AVCodecParameters* p = stream->codecpar;
     TrackFacts track;
     track.index = stream->index;
-    track.qzkt = p->codec_type == AVMEDIA_TYPE_VIDEO && p->codec_tag == MKTAG('Q', 'Z', 'K', 'T');
+    track.qzkt = IsQZKTTrack(p);
     const bool timecode = p->codec_tag == MKTAG('t', 'm', 'c', 'd');
     switch (p->codec_type) {
     case AVMEDIA_TYPE_VIDEO:

@@ -79,8 +79,7 @@ int FindStreamInfo(AVFormatContext* format) {
     bool othersToLearn = false;
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         const AVCodecParameters* track = format->streams[i]->codecpar;
-        const bool qzkt = track->codec_type == AVMEDIA_TYPE_VIDEO && track->codec_tag == kQZKTCodecTag;
-        othersToLearn = othersToLearn || (!qzkt && track->codec_type != AVMEDIA_TYPE_DATA);
+        othersToLearn = othersToLearn || (!IsQZKTTrack(track) && track->codec_type != AVMEDIA_TYPE_DATA);
     }
     if (!othersToLearn) format->probesize = 32; // FFmpeg's smallest: no sample is read
     return avformat_find_stream_info(format, nullptr);
@@ -101,7 +100,7 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
 
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         AVStream* s = format_->streams[i];
-        if (s->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && s->codecpar->codec_tag == kQZKTCodecTag) {
+        if (IsQZKTTrack(s->codecpar)) {
             stream_ = s;
             break;
         }

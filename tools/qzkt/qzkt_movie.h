@@ -19,6 +19,11 @@ extern "C" {
 
 const uint32_t kQZKTCodecTag = MKTAG('Q', 'Z', 'K', 'T');
 
+// Whether a track holds QZKT video (its sample description says 'QZKT').
+inline bool IsQZKTTrack(const AVCodecParameters* track) {
+    return track->codec_type == AVMEDIA_TYPE_VIDEO && track->codec_tag == kQZKTCodecTag;
+}
+
 // avformat_find_stream_info for an opened movie, without reading its samples when it would
 // learn nothing from them: when its tracks are QZKT video and data (timecode) only. FFmpeg has
 // no QZKT decoder, so it would read up to its probe size (5 MB: four 1080p frames, 12-16 ms
