@@ -34,6 +34,18 @@ std::string UniqueTempPath(const std::string& path) {
 
 } // namespace
 
+int WriteFully(int fd, const void* data, size_t size, int stalled) noexcept {
+    const char* bytes = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t n = write(fd, bytes, size);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n < 0 ? errno : stalled;
+        bytes += n;
+        size -= static_cast<size_t>(n);
+    }
+    return 0;
+}
+
 AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
     CheckOutputName(path);
     const std::string folder = FolderOf(path);
@@ -80,15 +92,7 @@ void AtomicOutputFile::Write(const void* data, size_t size) {
 }
 
 int AtomicOutputFile::WriteAll(const void* data, size_t size) noexcept {
-    const char* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        const ssize_t n = write(fd_, bytes, size);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return n < 0 ? errno : ENOSPC;
-        bytes += n;
-        size -= static_cast<size_t>(n);
-    }
-    return 0;
+    return WriteFully(fd_, data, size, ENOSPC);
 }
 
 void AtomicOutputFile::Commit() {

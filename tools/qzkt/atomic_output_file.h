@@ -7,7 +7,13 @@
 // failure and on SIGINT/SIGTERM/SIGHUP.
 #pragma once
 
+#include <cstddef>
 #include <string>
+
+// Writes all of data to fd, going on after short writes and EINTR; returns 0, or the errno
+// of the failure (`stalled` for a write that makes no progress: ENOSPC for a file, EIO for
+// standard output).
+int WriteFully(int fd, const void* data, size_t size, int stalled) noexcept;
 
 class AtomicOutputFile {
   public:

@@ -60,14 +60,8 @@ class RawSink : public FrameSink {
             file_->Write(data, size);
             return;
         }
-        while (size > 0) {
-            const ssize_t n = write(STDOUT_FILENO, data, size);
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0)
-                throw ToolError("cannot write to standard output: " + SystemErrorText(n < 0 ? errno : EIO));
-            data += n;
-            size -= static_cast<size_t>(n);
-        }
+        const int error = WriteFully(STDOUT_FILENO, data, size, EIO);
+        if (error != 0) throw ToolError("cannot write to standard output: " + SystemErrorText(error));
     }
 
     int width_, height_;
