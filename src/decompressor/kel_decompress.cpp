@@ -27,9 +27,8 @@ class BlockBuffer {
   public:
     ~BlockBuffer() { std::free(bytes_); }
 
-    // `size` zeroed bytes (at least one), or null when they cannot be allocated.
+    // `size` zeroed bytes, or null when they cannot be allocated.
     unsigned char* Zeroed(size_t size) {
-        size = std::max<size_t>(size, 1);
         if (size > capacity_) {
             std::free(bytes_);
             capacity_ = 0;
