@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "atomic_output_file.h"
-#include "fd_avio.h"
 #include "ffmpeg_util.h"
 #include "interrupt_cleanup.h"
 #include "output_check.h"
+#include "output_file_io.h"
 #include "qzkt_movie.h"
 #include "stream_copy.h"
 #include "tool_error.h"
@@ -270,7 +270,7 @@ class VideoSink : public FrameSink {
             throw ToolError("out of memory");
         format_.reset(format);
         file_ = std::make_unique<AtomicOutputFile>(output);
-        io_ = std::make_unique<FdOutputIO>(*file_);
+        io_ = std::make_unique<OutputFileIO>(*file_);
         format_->pb = io_->get();
         format_->flags |= AVFMT_FLAG_CUSTOM_IO;
 
@@ -332,7 +332,7 @@ class VideoSink : public FrameSink {
 
     std::string path_;
     std::unique_ptr<AtomicOutputFile> file_;
-    std::unique_ptr<FdOutputIO> io_;
+    std::unique_ptr<OutputFileIO> io_;
     std::unique_ptr<PictureEncoder> encoder_;
     AvOutputPtr format_; // freed before the encoder, io_ and file_
     AVStream* stream_ = nullptr;

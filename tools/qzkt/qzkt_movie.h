@@ -12,8 +12,8 @@ extern "C" {
 }
 
 #include "atomic_output_file.h"
-#include "fd_avio.h"
 #include "ffmpeg_util.h"
+#include "output_file_io.h"
 #include "stream_copy.h"
 #include "transcode.h"
 
@@ -58,7 +58,7 @@ class QZKTMovieWriter {
   private:
     std::string path_;
     AtomicOutputFile file_;
-    FdOutputIO io_;
+    OutputFileIO io_;
     AvOutputPtr format_; // freed before io_ and file_
     AVStream* stream_ = nullptr;
     StreamCopier copier_;

@@ -8,14 +8,14 @@ extern "C" {
 #include <libavformat/avio.h>
 }
 
-class FdOutputIO {
+class OutputFileIO {
   public:
     // Throws ToolError when out of memory. The file stays owned by the caller and must
     // outlive the context.
-    explicit FdOutputIO(AtomicOutputFile& file);
-    ~FdOutputIO();
-    FdOutputIO(const FdOutputIO&) = delete;
-    FdOutputIO& operator=(const FdOutputIO&) = delete;
+    explicit OutputFileIO(AtomicOutputFile& file);
+    ~OutputFileIO();
+    OutputFileIO(const OutputFileIO&) = delete;
+    OutputFileIO& operator=(const OutputFileIO&) = delete;
 
     AVIOContext* get() const { return context_; }
 

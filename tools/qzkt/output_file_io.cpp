@@ -1,5 +1,5 @@
 // Write and seek callbacks over an AtomicOutputFile.
-#include "fd_avio.h"
+#include "output_file_io.h"
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -40,7 +40,7 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
 
 } // namespace
 
-FdOutputIO::FdOutputIO(AtomicOutputFile& file) {
+OutputFileIO::OutputFileIO(AtomicOutputFile& file) {
     unsigned char* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
     if (buffer != nullptr)
         context_ = avio_alloc_context(buffer, kBufferSize, 1, &file, nullptr, WritePacket, Seek);
@@ -54,7 +54,7 @@ FdOutputIO::FdOutputIO(AtomicOutputFile& file) {
     context_->direct = 1;
 }
 
-FdOutputIO::~FdOutputIO() {
+OutputFileIO::~OutputFileIO() {
     if (context_ != nullptr) {
         av_freep(&context_->buffer);
         avio_context_free(&context_);
