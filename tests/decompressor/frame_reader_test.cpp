@@ -1,6 +1,7 @@
 // KEL_DecompressImageData on hand-built frames: packing bytes, short and failed packed data,
-// the second plane, the framebuffer that keeps its first size, and the read-back's row length. glPixelStorei is defined here so the suite can
-// record the pack row lengths the reader sets; it forwards to the GL library.
+// the second plane, the framebuffer that keeps its first size, and the read-back's row
+// length. glPixelStorei is defined here so the suite can record the pack row lengths the
+// reader sets; it forwards to the GL library.
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
