@@ -7,11 +7,9 @@
 #include <string>
 
 #include "malformed_corpus.h"
-#include "platform/semaphore_names.h"
 #include "seeds.h"
 
 int main(int argc, char** argv) {
-    UnlinkCodecSemaphoreNames();
     const std::string mode = argc == 3 ? argv[1] : "";
     if (mode != "seeds" && mode != "malformed") {
         std::fprintf(stderr, "usage: fuzz_corpus seeds|malformed FOLDER\n");

@@ -1,9 +1,7 @@
 // Fuzz target: arbitrary bytes as a bitmap file through LoadDIBitmap (bitmap_input.h).
 #include "bitmap_input.h"
-#include "platform/semaphore_names.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    UnlinkCodecSemaphoreNames();
     return 0;
 }
 

@@ -2,10 +2,8 @@
 // input's layout is in frame_input.h).
 #include "frame_input.h"
 #include "fuzz_common.h"
-#include "platform/semaphore_names.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    UnlinkCodecSemaphoreNames();
     PrepareFrameInputs();
     return 0;
 }

@@ -2,10 +2,8 @@
 // decoder (movie_input.h).
 #include "fuzz_common.h"
 #include "movie_input.h"
-#include "platform/semaphore_names.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    UnlinkCodecSemaphoreNames();
     PrepareMovieInputs();
     return 0;
 }

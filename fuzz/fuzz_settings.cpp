@@ -1,11 +1,9 @@
 // Fuzz target: arbitrary bytes as the compressor's preferences file and as its settings
 // handle (settings_input.h).
 #include "fuzz_common.h"
-#include "platform/semaphore_names.h"
 #include "settings_input.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    UnlinkCodecSemaphoreNames();
     PrepareSettingsInputs();
     return 0;
 }

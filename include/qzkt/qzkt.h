@@ -52,11 +52,19 @@
 
    THE PROCESS. The library registers its compressor and decompressor once, on first use.
    The DXT24 encoder keeps a process-wide pool of worker threads (started by the first frame
-   that asks for more than one thread, and stopped when the process exits) whose named POSIX
-   semaphores are opened when the library is loaded; the library removes their names
-   ("/dev/shm/sem.kelstart_<pid>_<n>") right away, so a program that links it leaves none
-   behind, however it ends. When /dev/shm cannot hold them (full, or read-only), the process
-   ends while the library loads.
+   that asks for more than one thread, and stopped when the process exits), driven by named
+   POSIX semaphores that are made when the process first opens the compressor (creating an
+   encoder, reading the settings or running the dialog), never when the library is loaded:
+   decoding and inspecting frames never touch /dev/shm. The library first checks that
+   /dev/shm can hold them; when it cannot (full, read-only, missing), that call returns
+   QZKT_CODEC_ERROR and qzkt_last_problem says why. Each name
+   ("/dev/shm/sem.kelstart_<pid>_<n>") is removed right after its semaphore is opened, so
+   only a process killed in that instant (microseconds, once per process) can leave one
+   behind; the next process with that id removes it. A name that another process has taken
+   (the same id in another PID namespace sharing /dev/shm) is skipped for the next number.
+   A child made with fork() gets a pool of its own: encoders it opens after the fork make
+   their own semaphores, and the parent's pool is unaffected (an encoder the child inherited
+   encodes on its calling thread until then, with the same bytes).
 
    SETTINGS FILE. The machine-wide settings (what an encoder created with settings NULL
    uses) live in the 16-byte file "KELPreferences.dat": four little-endian unsigned 32-bit
@@ -111,6 +119,13 @@ typedef enum qzkt_result {
 /* A short English description of result ("bad arguments", ...); a static string, also for
    values this version does not know. */
 QZKT_API const char* qzkt_result_text(qzkt_result result);
+
+/* One line saying why the last call on this thread that opened the compressor
+   (qzkt_encoder_create, qzkt_read_settings, qzkt_settings_dialog, qzkt_max_frame_size with
+   settings NULL) failed, when the library knows more than its result (since 1.5), such as
+   "cannot create the DXT24 encoder's named semaphores in /dev/shm: Read-only file system";
+   "" otherwise. Valid until the next such call on this thread. */
+QZKT_API const char* qzkt_last_problem(void);
 
 /* ---------------------------------------------------------------------------------------- */
 /* Settings (16 bytes) */

@@ -1,25 +1,16 @@
-// Component registration, status translation, argument rules, and the removal of the codec's
-// semaphore names when the library is loaded.
+// Component registration, status translation and argument rules.
 #include "codec_host.h"
 
+#include "compressor/compressor_bundle.h"
 #include "compressor/compressor_component.h"
 #include "decompressor/decompressor_component.h"
 #include "platform/host_decompression.h"
-#include "platform/semaphore_names.h"
 
 namespace {
 
-// The DXT24 encoder's worker slots open their 64 named semaphores in a static constructor of
-// priority 200. This one runs right after them (also when a program links libqzkt.a, since
-// every entry that opens a component pulls this file in) and removes the names: the
-// semaphores keep working without them, and /dev/shm keeps nothing of this process, even if
-// it is killed.
-struct SemaphoreNameRemover {
-    SemaphoreNameRemover() { UnlinkCodecSemaphoreNames(); }
-};
-__attribute__((init_priority(300))) SemaphoreNameRemover g_semaphoreNameRemover;
-
 const int kLargestSide = QZKT_MAX_SIDE;
+
+thread_local const char* t_lastProblem = "";
 
 } // namespace
 
@@ -48,6 +39,16 @@ qzkt_result ResultOfStatus(OSStatus status) {
     default:
         return QZKT_CODEC_ERROR;
     }
+}
+
+qzkt_result ResultOfCompressorStatus(OSStatus status) {
+    // The loader's text lives in thread-local storage too, until its next run on this thread.
+    t_lastProblem = status == noErr ? "" : CompressorBundleLoadProblem();
+    return ResultOfStatus(status);
+}
+
+const char* qzkt_last_problem(void) {
+    return t_lastProblem;
 }
 
 bool IsFrameSide(int side) {

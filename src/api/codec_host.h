@@ -15,6 +15,10 @@ void RegisterCodecComponents();
 // QZKT_BAD_ARGUMENTS, anything else QZKT_CODEC_ERROR.
 qzkt_result ResultOfStatus(OSStatus status);
 
+// The result of a call that opened the compressor, which records its problem text for
+// qzkt_last_problem on this thread: why the compressor's bundle did not load, or "".
+qzkt_result ResultOfCompressorStatus(OSStatus status);
+
 // 1..32767, the sizes an image description can hold.
 bool IsFrameSide(int side);
 

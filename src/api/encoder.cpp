@@ -52,7 +52,7 @@ qzkt_result qzkt_encoder_create(int width, int height, const qzkt_settings* sett
     if (result == QZKT_OK) {
         RegisterCodecComponents();
         const KELSettingsValues values = ToCodecSettings(created->settings);
-        result = ResultOfStatus(
+        result = ResultOfCompressorStatus(
             HostCompressionCreate(width, height, &values, ReceiveFrame, created, &created->compression));
     }
     if (result != QZKT_OK) {

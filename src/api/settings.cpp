@@ -44,7 +44,7 @@ qzkt_result qzkt_read_settings(qzkt_settings* settings) {
     RegisterCodecComponents();
     UseSettingsFolder();
     KELSettingsValues values{};
-    const qzkt_result result = ResultOfStatus(HostReadCompressorSettings(&values));
+    const qzkt_result result = ResultOfCompressorStatus(HostReadCompressorSettings(&values));
     if (result == QZKT_OK) *settings = FromCodecSettings(values);
     return result;
 }
@@ -66,7 +66,7 @@ qzkt_result qzkt_settings_dialog(qzkt_settings* settings, int* saved) {
 
     KELSettingsValues chosen{};
     bool confirmed = false;
-    const qzkt_result result = ResultOfStatus(HostRequestCompressorSettings(&chosen, &confirmed));
+    const qzkt_result result = ResultOfCompressorStatus(HostRequestCompressorSettings(&chosen, &confirmed));
     if (result != QZKT_OK) return result;
     *settings = FromCodecSettings(chosen);
     if (!confirmed) return QZKT_OK;

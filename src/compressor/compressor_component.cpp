@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "compressor_bundle.h"
 #include "compressor_settings.h"
 #include "platform/image_compression.h"
 #include "platform/memory_manager.h"
@@ -89,8 +90,10 @@ Component ZQN_CompressorRegister() {
     static Component component = [] {
         ComponentDescription description = {compressorComponentType, kKELCodecType, FourCC("appl"),
                                             codecInfoDoes32, 0};
-        return RegisterComponentWithResources(&description, KEL_CComponentDispatch, "QZKT",
-                                              CompressorResources());
+        Component registered = RegisterComponentWithResources(&description, KEL_CComponentDispatch, "QZKT",
+                                                              CompressorResources());
+        SetComponentBundleLoader(registered, LoadCompressorBundle);
+        return registered;
     }();
     return component;
 }

@@ -32,8 +32,9 @@ typedef KELCompressorGlobals* KELCompressorGlobalsPtr;
 // badComponentSelector.
 extern "C" ComponentResult KEL_CComponentDispatch(ComponentParameters* params, Handle storage);
 
-// Registers the compressor with its resources (once per process; later calls return the same
-// component). Hosts call this before opening it, as loading the bundle did on the original system.
+// Registers the compressor with its resources and its bundle loader (once per process; later
+// calls return the same component). Hosts call this before opening it; the bundle itself loads
+// at the first open (compressor_bundle.h).
 Component ZQN_CompressorRegister();
 
 ComponentResult KEL_COpen(KELCompressorGlobalsPtr storage, ComponentInstance self);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
+#include <new>
 #include <unistd.h>
 
 #include "dxt24_image.h"
@@ -14,17 +15,36 @@
 
 std::atomic<int> KELSemaphore::semaphoreCount{0};
 
-KELSemaphore::KELSemaphore() {
-    semaphoreCount.fetch_add(1);
-    const int number = semaphoreCount.load();
+namespace {
 
-    char name[1024];
-    std::snprintf(name, sizeof name, "kelstart_%d_%d", static_cast<int>(getpid()), number);
+// Who is told each name as it is opened; set only while the slots load.
+KELSemaphoreOpenedProc g_semaphoreOpened = nullptr;
 
-    // A name left over by an earlier process with the same id is removed first.
-    sem_unlink(name);
-    handle = sem_open(name, O_CREAT | O_EXCL, 0777, 0);
-    if (handle == SEM_FAILED) std::exit(-1);
+// How many taken names one semaphore skips before it gives up. Names are taken only for the
+// instant between another process's open and its removal, so a few are plenty.
+const int kNameAttempts = 1000;
+
+} // namespace
+
+KELSemaphore::KELSemaphore() : handle(nullptr) {
+    for (int attempt = 1;; ++attempt) {
+        semaphoreCount.fetch_add(1);
+        const int number = semaphoreCount.load();
+
+        char name[1024];
+        std::snprintf(name, sizeof name, "kelstart_%d_%d", static_cast<int>(getpid()), number);
+
+        // A name left over by an earlier process with the same id is removed first.
+        sem_unlink(name);
+        handle = sem_open(name, O_CREAT | O_EXCL, 0777, 0);
+        if (handle != SEM_FAILED) {
+            if (g_semaphoreOpened != nullptr) g_semaphoreOpened(name);
+            return;
+        }
+        // Taken again between the removal and the open: by a process with the same id in
+        // another PID namespace that shares /dev/shm. The next number is as good.
+        if (errno != EEXIST || attempt == kNameAttempts) std::exit(-1);
+    }
 }
 
 KELSemaphore::~KELSemaphore() {
@@ -49,8 +69,7 @@ ThreadInfo::ThreadInfo()
 
 void* ThreadInfo::RunThread() {
     // quit is tested only after a wait, so that every start post is taken, the stopper's
-    // included: a post left behind would stay on the semaphore, which a forked child shares,
-    // and start one of its workers on a slot nobody filled.
+    // included: a post left behind would stay on the semaphore for nobody.
     for (;;) {
         startSemaphore.Wait();
         if (quit) break; // woken to stop, not to work
@@ -60,10 +79,14 @@ void* ThreadInfo::RunThread() {
     return nullptr;
 }
 
-// Constructed at load time in array order (slot 0 gets names 1 and 2, slot 31 gets 63 and
-// 64) and destroyed at exit in reverse order, each slot's done semaphore before its start.
-// The init priority puts them at a defined point of loading (see dxt24_threaded.h).
-ThreadInfo g_threadInfos[kMaxDXT24Threads] __attribute__((init_priority(kSlotsInitPriority)));
+namespace {
+
+// The slots live in static storage and are constructed by LoadDXT24WorkerSlots.
+alignas(ThreadInfo) unsigned char g_slotStorage[sizeof(ThreadInfo) * kMaxDXT24Threads];
+
+} // namespace
+
+ThreadInfo* const g_threadInfos = reinterpret_cast<ThreadInfo*>(g_slotStorage);
 std::atomic<int> g_numDXT24Threads{1};
 pthread_t g_threadIds[kMaxDXT24Threads];
 std::atomic<bool> threadsReady{false};
@@ -74,9 +97,12 @@ void* compressThread(void* info) {
 
 namespace {
 
-// Held by the caller whose frame is on the pool (and while workers start or stop): the slots,
-// g_threadIds and the started-worker list below are touched only under it.
+// Held by the caller whose frame is on the pool, while the slots load, while workers start or
+// stop, and across fork(): the slots, g_threadIds and the state below are touched only under it.
 std::mutex g_poolMutex;
+
+bool g_slotsConstructed = false;       // the storage holds slots (this process's or a parent's)
+std::atomic<bool> g_slotsOwn{false};   // ... and this process loaded them
 
 // Every worker this process started (SetupThreads and the first multi-threaded call each
 // start a set), so that exit can stop them all.
@@ -87,7 +113,6 @@ struct StartedWorker {
 };
 StartedWorker g_startedWorkers[kMaxStartedWorkers];
 int g_startedCount = 0;
-pid_t g_poolOwner = 0;
 
 int ClampThreadCount(int count) {
     return count < 1 ? 1 : (count > kMaxDXT24Threads ? kMaxDXT24Threads : count);
@@ -100,28 +125,54 @@ int StartWorkers() {
         if (result == 0 && g_startedCount < kMaxStartedWorkers)
             g_startedWorkers[g_startedCount++] = {g_threadIds[i], i};
     }
-    g_poolOwner = getpid();
     return result;
 }
 
-// Destroyed at exit before the slots (it is defined after them): stops and joins the
-// workers, so that no worker is still waiting on a semaphore when the slots close them.
-// Closing a semaphore unmaps it, and a thread blocked on unmapped memory makes glibc abort
-// the exiting process. Only the process that started the pool has workers to stop: a
-// forked child inherits the slots but not the threads.
-struct PoolStopper {
-    ~PoolStopper() {
-        const std::lock_guard<std::mutex> lock(g_poolMutex); // waits for a frame on the pool
-        if (g_startedCount == 0 || g_poolOwner != getpid()) return;
-        for (int i = 0; i < g_startedCount; ++i) {
-            g_threadInfos[g_startedWorkers[i].slot].quit = true;
-            g_threadInfos[g_startedWorkers[i].slot].startSemaphore.Post();
-        }
-        for (int i = 0; i < g_startedCount; ++i)
-            pthread_join(g_startedWorkers[i].thread, nullptr);
-        g_startedCount = 0;
+// Stops and joins this process's workers, so that no worker is still waiting on a semaphore
+// when its slot closes it: closing a semaphore unmaps it, and a thread blocked on unmapped
+// memory makes glibc abort the exiting process.
+void StopWorkers() {
+    for (int i = 0; i < g_startedCount; ++i) {
+        g_threadInfos[g_startedWorkers[i].slot].quit = true;
+        g_threadInfos[g_startedWorkers[i].slot].startSemaphore.Post();
     }
-} g_poolStopper;
+    for (int i = 0; i < g_startedCount; ++i)
+        pthread_join(g_startedWorkers[i].thread, nullptr);
+    g_startedCount = 0;
+}
+
+// Slot 31 down to 0, each slot's done semaphore before its start semaphore.
+void DestroySlots() {
+    for (int i = kMaxDXT24Threads - 1; i >= 0; --i)
+        g_threadInfos[i].~ThreadInfo();
+    g_slotsConstructed = false;
+    g_slotsOwn = false;
+}
+
+// Registered at the first load: the workers stop, then the slots close their semaphores.
+void UnloadAtExit() {
+    const std::lock_guard<std::mutex> lock(g_poolMutex); // waits for a frame on the pool
+    if (!g_slotsConstructed) return;
+    if (g_slotsOwn) StopWorkers();
+    DestroySlots();
+}
+
+// fork(): the pool's lock is taken across it, so the child never inherits it held or a
+// half-loaded slot array. The child has none of the parent's threads, and its slots'
+// semaphores are the parent's: it forgets them both and loads its own when its host next
+// loads the compressor.
+void LockPoolForFork() {
+    g_poolMutex.lock();
+}
+void UnlockPoolInParent() {
+    g_poolMutex.unlock();
+}
+void ForgetParentPoolInChild() {
+    g_slotsOwn = false;
+    threadsReady = false;
+    g_startedCount = 0;
+    g_poolMutex.unlock();
+}
 
 // Rows per slice for every slot but the last: height / N rounded up to whole block rows
 // (at least one block row), or the whole height when that is less.
@@ -133,22 +184,55 @@ int SliceHeight(int height, int workers) {
 
 } // namespace
 
+void LoadDXT24WorkerSlots(KELSemaphoreOpenedProc opened) {
+    const std::lock_guard<std::mutex> lock(g_poolMutex);
+    if (g_slotsOwn) return;
+    static bool forkHandlersInstalled = false;
+    if (!forkHandlersInstalled) {
+        pthread_atfork(LockPoolForFork, UnlockPoolInParent, ForgetParentPoolInChild);
+        forkHandlersInstalled = true;
+    }
+    if (g_slotsConstructed) DestroySlots(); // a forked child's copy of its parent's slots
+
+    KELSemaphore::semaphoreCount = 0;
+    g_semaphoreOpened = opened;
+    for (int i = 0; i < kMaxDXT24Threads; ++i)
+        new (&g_threadInfos[i]) ThreadInfo();
+    g_semaphoreOpened = nullptr;
+    g_slotsConstructed = true;
+    g_slotsOwn = true;
+
+    // Only once the slots exist: a failed load ends the process inside the loop above while
+    // this thread holds the pool, and an exit handler that waited for the pool would hang.
+    static bool exitHandlerRegistered = false;
+    if (!exitHandlerRegistered) {
+        std::atexit(UnloadAtExit);
+        exitHandlerRegistered = true;
+    }
+}
+
+bool DXT24WorkerSlotsLoaded() {
+    return g_slotsOwn.load();
+}
+
 int SetupThreads(int count) {
     const std::lock_guard<std::mutex> lock(g_poolMutex);
+    if (!g_slotsOwn) return EAGAIN;
     g_numDXT24Threads = ClampThreadCount(count);
     return StartWorkers();
 }
 
 void stbCompressARGB32_to24_threaded(int threadCount, unsigned short* dst, unsigned char* src, int width,
                                      int height, int rowBytes, bool alpha) {
-    // The pool is busy with another caller's frame: this one is encoded here, whole. Same
-    // bytes, and no slower than waiting for the pool to finish a frame first.
+    // The pool is busy with another caller's frame, or this process has no slots of its own:
+    // this frame is encoded here, whole. Same bytes, and no slower than waiting for the pool
+    // to finish a frame first.
     std::unique_lock<std::mutex> pool(g_poolMutex, std::defer_lock);
-    if (threadCount <= 1 || !pool.try_lock()) {
+    if (threadCount <= 1 || !pool.try_lock() || !g_slotsOwn) {
+        if (pool.owns_lock()) pool.unlock();
         _stbCompressARGB32_to24(dst, src, width, height, rowBytes, alpha);
         return;
     }
-
     if (!threadsReady) {
         threadsReady = true;
         g_numDXT24Threads = ClampThreadCount(threadCount);

@@ -2,22 +2,21 @@
 // and encodes them at once on a process-wide pool of up to 32 worker threads.
 //
 // Lifetime: the 32 worker slots and their 64 named POSIX semaphores ("kelstart_<pid>_<n>",
-// n = 1..64) are created when the library is loaded and closed at process exit. Their names
-// are never unlinked by the codec; a host that wants /dev/shm clean removes its own
-// process's names once the codec has opened them (see platform/semaphore_names.h).
-// The pool itself starts on the first call with threadCount > 1 and runs until the process
-// exits, when its workers are stopped and joined before the semaphores are closed.
+// n = 1..64) are made by LoadDXT24WorkerSlots, the module's load routine, which the host runs
+// when it loads the compressor (on Linux: at the compressor's first open, never when a library
+// holding this code is loaded). They are closed at process exit. The pool itself starts on the
+// first call with threadCount > 1 after loading and runs until the process exits, when its
+// workers are stopped and joined before the semaphores are closed.
+//
+// fork(): the slots of a forked child are its parent's (their semaphores are shared memory,
+// and the workers waiting on them are the parent's threads), so the child treats the module as
+// not loaded. Until it loads the slots again, with its own process id, every frame is encoded
+// on the calling thread (same bytes); the parent is unaffected.
 //
 // One dispatcher at a time: the pool serves one frame at a time. A call that finds the pool
 // busy with another caller's frame (several compressor instances encoding on several threads)
 // does not wait for it: it encodes its whole frame on its own thread, which gives the same
 // bytes and is never slower than queueing behind a frame of the same size.
-//
-// Load order: the slots are constructed at init priority 200, before any object of default
-// priority. The platform layer's load-time exit report registers itself before them (priority
-// 150) so that a failed semaphore creation does not end the process without a word; a host
-// library that removes its process's semaphore names at load does so after them (priority
-// 300).
 #pragma once
 
 #include <atomic>
@@ -37,7 +36,9 @@ class KELSemaphore {
     void Post();
 
     sem_t* handle;
-    // Makes names unique within the process; the first semaphore gets 1.
+    // Makes names unique within the process; the first semaphore gets 1. A name that another
+    // process has taken in the instant between its removal and the open (a process with the
+    // same id in another PID namespace that shares /dev/shm) is skipped for the next number.
     static std::atomic<int> semaphoreCount;
 };
 
@@ -64,12 +65,24 @@ struct ThreadInfo {
 
 const int kMaxDXT24Threads = 32;
 
-// Init priority of the slots (see the load order above).
-const int kSlotsInitPriority = 200;
+// Told the name of each semaphore right after it is opened, on the loading thread. The
+// library removes the name there and then: the semaphore keeps working without it.
+typedef void (*KELSemaphoreOpenedProc)(const char* name);
 
-// The slots and the pool's state. A dispatcher fills slots only while it holds the pool;
-// g_numDXT24Threads and threadsReady are atomics, read without holding it.
-extern ThreadInfo g_threadInfos[kMaxDXT24Threads];
+// The module's load routine: constructs the 32 slots in array order (slot 0 gets names 1 and
+// 2, slot 31 gets 63 and 64), telling opened (may be null) each name, and arranges for them to
+// be closed at exit. Does nothing when this process has loaded them already; in a forked child
+// it first closes the parent's slots and counts names from 1 again. A semaphore that cannot be
+// made ends the process with status -1, as a failed load does; a host checks /dev/shm first.
+void LoadDXT24WorkerSlots(KELSemaphoreOpenedProc opened);
+
+// True when this process (not a parent it was forked from) has loaded the slots.
+bool DXT24WorkerSlotsLoaded();
+
+// The slots (kMaxDXT24Threads of them, valid once loaded) and the pool's state. A dispatcher
+// fills slots only while it holds the pool; g_numDXT24Threads and threadsReady are atomics,
+// read without holding it.
+extern ThreadInfo* const g_threadInfos;
 extern std::atomic<int> g_numDXT24Threads;
 extern pthread_t g_threadIds[kMaxDXT24Threads];
 extern std::atomic<bool> threadsReady;
@@ -78,17 +91,18 @@ extern std::atomic<bool> threadsReady;
 void* compressThread(void* info);
 
 // Sets g_numDXT24Threads to count clamped to 1..32 and starts that many workers; returns the
-// result of the last pthread_create. Does not mark the pool ready; kept as an entry point.
+// result of the last pthread_create (EAGAIN when the slots are not loaded). Does not mark the
+// pool ready; kept as an entry point.
 int SetupThreads(int count);
 
 extern "C" {
 // Encodes a 32-bit ARGB image into its DXT24 payload (see _stbCompressARGB32_to24) and
-// returns when it is complete. threadCount <= 1 encodes on the calling thread. Otherwise
-// the first such call fixes the pool size (clamped to 1..32) for the life of the process
-// and every multi-threaded call uses that many workers, whatever threadCount says; a call
-// made while another thread's frame is on the pool encodes on the calling thread instead.
-// The payload is byte-identical to the single-threaded one for every thread count. Safe to
-// call from several threads at once.
+// returns when it is complete. threadCount <= 1 encodes on the calling thread, and so does
+// every call before this process has loaded the slots. Otherwise the first such call fixes the
+// pool size (clamped to 1..32) for the life of the process and every multi-threaded call uses
+// that many workers, whatever threadCount says; a call made while another thread's frame is on
+// the pool encodes on the calling thread instead. The payload is byte-identical to the
+// single-threaded one for every thread count. Safe to call from several threads at once.
 void stbCompressARGB32_to24_threaded(int threadCount, unsigned short* dst, unsigned char* src, int width,
                                      int height, int rowBytes, bool alpha);
 }

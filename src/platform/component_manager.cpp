@@ -9,14 +9,9 @@
 #include <vector>
 
 #include "component_registry.h"
-#include "load_exit_report.h"
 #include "memory_manager.h"
 
 namespace {
-
-// A static link keeps only the objects something refers to: this reference brings the
-// load-time exit report into every host of the components.
-__attribute__((used)) bool (*const g_loadExitReport)() = &LoadExitReportArmed;
 
 // Distinct objects whose addresses serve as the two table marks; never called.
 const ComponentFunctionThunk g_notImplementedMark = {0, 0, nullptr};
@@ -90,6 +85,12 @@ Component RegisterComponent(ComponentDescription* description, ComponentRoutineU
     return RegisterComponentWithResources(description, entryPoint, name.c_str(), nullptr);
 }
 
+void SetComponentBundleLoader(Component component, ComponentBundleLoaderProc loader) {
+    if (component == nullptr) return;
+    std::lock_guard<std::mutex> lock(g_registryMutex);
+    component->loader = loader;
+}
+
 OSErr UnregisterComponent(Component component) {
     std::lock_guard<std::mutex> lock(g_registryMutex);
     auto& components = Components();
@@ -137,6 +138,15 @@ OSErr OpenAComponent(Component component, ComponentInstance* instance) {
     if (instance == nullptr) return paramErr;
     *instance = nullptr;
     if (component == nullptr) return invalidComponentID;
+    ComponentBundleLoaderProc loader;
+    {
+        std::lock_guard<std::mutex> lock(g_registryMutex);
+        loader = component->loader;
+    }
+    if (loader != nullptr) {
+        const OSErr loaded = loader();
+        if (loaded != noErr) return loaded;
+    }
     auto* record = new (std::nothrow) ComponentInstanceRecord();
     if (record == nullptr) return memFullErr;
     record->component = component;

@@ -187,6 +187,12 @@ Component RegisterComponent(ComponentDescription* description, ComponentRoutineU
 Component RegisterComponentWithResources(const ComponentDescription* description,
                                          ComponentRoutineUPP entryPoint, const char* name,
                                          const ComponentResourceSet* resources);
+// What loading a component's bundle does (its code's static initialisers on the original
+// system). The Component Manager calls it before every open of the component, so it must be
+// cheap once loaded; a status other than noErr fails the open with that status.
+typedef OSErr (*ComponentBundleLoaderProc)();
+// Sets component's bundle loader (null: none); ignored for a null component.
+void SetComponentBundleLoader(Component component, ComponentBundleLoaderProc loader);
 // Removes a component; validInstancesExist while it has open instances.
 OSErr UnregisterComponent(Component component);
 
@@ -200,8 +206,9 @@ long CountComponentInstances(Component component);
 
 // ---- Instances -----------------------------------------------------------------------------
 
-// Opens an instance: creates it with null storage and calls the open selector with the new
-// instance as its parameter. When open fails the close selector is called (so the component
+// Opens an instance: runs the component's bundle loader (its failure is returned as it is),
+// creates the instance with null storage and calls the open selector with the new instance as
+// its parameter. When open fails the close selector is called (so the component
 // can free what it stored), the instance is destroyed, and open's status returned.
 OSErr OpenAComponent(Component component, ComponentInstance* instance);
 // The first registered component of this type and subtype; invalidComponentID when none.

@@ -11,6 +11,7 @@ struct ComponentRecord {
     ComponentRoutineUPP entryPoint = nullptr;
     std::string name;
     ComponentResourceSet resources{nullptr, 0};
+    ComponentBundleLoaderProc loader = nullptr; // guarded by the registry's lock
     long instanceCount = 0; // guarded by the registry's lock
 };
 

@@ -92,5 +92,6 @@ if ldd "$work/encode_decode_static" | grep libqzkt >/dev/null; then
 fi
 run "$work/encode_decode_static"
 cc "${cflags[@]}" "$source/tests/api/semaphore_host.c" $static_flags -o "$work/semaphore_host_static"
-"$source/tests/api/semaphore_names_test.sh" "$work/semaphore_host_static" "static library"
+"$source/tests/api/semaphore_names_test.sh" "$work/semaphore_host_static" "$build/tests/tool/libsem_open_fails.so" \
+  "static library"
 echo "installed tree: the tool, the man page, the completion, and shared and static builds of the example pass"

@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # A program linked with libqzkt leaves no "kelstart_<pid>_<n>" semaphore name in /dev/shm:
-# their names are gone before main() starts, and nothing is left after a normal exit or a
-# SIGKILL (the pool's workers have run by then).
-# Usage: semaphore_names_test.sh <semaphore_host binary> [label]
+# each name is gone right after its semaphore opens, and nothing is left after a normal exit
+# or a SIGKILL. Where /dev/shm cannot hold the semaphores (sem_open failing, as the preloaded
+# shim makes it), opening an encoder fails with a result and a problem text instead of ending
+# the process.
+# Usage: semaphore_names_test.sh <semaphore_host binary> <sem_open_fails library> [label]
 set -uo pipefail
 host=$1
-label=${2:-shared library}
+shim=$2
+label=${3:-shared library}
 failures=0
 
 for mode in exit kill; do
@@ -22,4 +25,14 @@ for mode in exit kill; do
     find /dev/shm -maxdepth 1 -name "sem.kelstart_${pid}_*" -delete
   fi
 done
+
+said=$(ASAN_OPTIONS="${ASAN_OPTIONS:-}:verify_asan_link_order=0" LD_PRELOAD="$shim" SEM_OPEN_FAILS_WITH=30 \
+  "$host" exit 2>&1 >/dev/null)
+status=$?
+expected="codec error: cannot create the DXT24 encoder's named semaphores in /dev/shm: Read-only file system"
+echo "$label, read-only /dev/shm: exit status $status, said: $said"
+if [ "$status" != 1 ] || [ "$said" != "$expected" ]; then
+  echo "FAILED: expected exit status 1 and: $expected" >&2
+  failures=$((failures + 1))
+fi
 exit $failures

@@ -5,10 +5,8 @@
 #include "compressor/compressor_component.h"
 #include "platform/host_compression.h"
 #include "platform/preferences_directory.h"
-#include "platform/semaphore_names.h"
 
 int main(int argc, char** argv) {
-    UnlinkCodecSemaphoreNames();
     if (argc != 2) {
         std::fprintf(stderr, "usage: %s <preferences folder>\n", argv[0]);
         return 2;

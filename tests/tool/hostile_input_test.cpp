@@ -1,7 +1,9 @@
 // Movies made to hurt the decoder, and a machine that cannot give the codec what it needs:
 // huge claimed sizes cost no frame-sized memory, inconsistent frames count as damaged,
-// frames the GPU path cannot hold are reported, and a codec that cannot load says why.
+// frames the GPU path cannot hold are reported, and a machine without room for the encoder's
+// semaphores stops only encoding, saying why.
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "gl/gl_context.h"
@@ -146,35 +148,68 @@ TEST_F(ToolTest, FrameLargerThanTheRendererTakesIsReported) {
     }
 }
 
-TEST_F(ToolTest, MissingSemaphoresAtLoadAreExplained) {
-    // /dev/shm full or read-only, made deterministic: every sem_open fails. The codec ends the
-    // process while loading (status 255); the platform layer says why, with the system's reason.
+TEST_F(ToolTest, WithoutDevShmOnlyEncodingStopsAndSaysWhy) {
+    // /dev/shm full or read-only, made deterministic: every sem_open fails. Commands that never
+    // open the compressor do not notice; an encode stops before it writes anything, with the
+    // system's reason.
+    WriteCutMovies(); // clip.mov, and clip.argb its source frames
+    ASSERT_EQ(Run({"qzkt", "decode", "clip.mov", "reference.argb"}).status, 0);
     const char* previous = std::getenv("ASAN_OPTIONS");
     const std::string asan = std::string(previous != nullptr ? previous : "") + ":verify_asan_link_order=0";
     setenv("ASAN_OPTIONS", asan.c_str(), 1); // the shim is preloaded ahead of the sanitizer runtime
     setenv("LD_PRELOAD", SEM_OPEN_FAILS_LIBRARY, 1);
-    std::vector<RunResult> results;
+    std::vector<RunResult> fine, encodes;
     for (const char* error : {"28", "30"}) { // ENOSPC, EROFS
         setenv("SEM_OPEN_FAILS_WITH", error, 1);
-        results.push_back(Run({"qzkt", "--help"}, "", "help.txt"));
+        fine.push_back(Run({"qzkt", "--version"}, "", "version.txt"));
+        fine.push_back(Run({"qzkt", "info", "clip.mov"}, "", "info.txt"));
+        fine.push_back(Run({"qzkt", "decode", "-y", "clip.mov", "decoded.argb"}));
+        encodes.push_back(Run({"qzkt", "encode", prefsArg_, "--raw", "20x12", "clip.argb", "again.mov"}));
     }
     unsetenv("LD_PRELOAD");
     unsetenv("SEM_OPEN_FAILS_WITH");
     previous != nullptr ? setenv("ASAN_OPTIONS", previous, 1) : unsetenv("ASAN_OPTIONS");
 
-    EXPECT_EQ(results[0].status, 255);
-    EXPECT_EQ(
-        results[0].err,
-        "qzkt: cannot create the DXT24 encoder's named semaphores in /dev/shm: No space left on device\n");
-    EXPECT_EQ(results[1].status, 255);
-    EXPECT_EQ(
-        results[1].err,
-        "qzkt: cannot create the DXT24 encoder's named semaphores in /dev/shm: Read-only file system\n");
-    EXPECT_TRUE(ReadFile(Path("help.txt")).empty());
+    for (const RunResult& r : fine) {
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.err, "");
+    }
+    EXPECT_EQ(ReadFile(Path("decoded.argb")), ReadFile(Path("reference.argb")));
+    const char* reasons[] = {"No space left on device", "Read-only file system"};
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(encodes[i].status, 1);
+        EXPECT_EQ(encodes[i].err, std::string("qzkt encode: cannot read the compression settings: cannot create "
+                                              "the DXT24 encoder's named semaphores in /dev/shm: ") +
+                                      reasons[i] + "\n");
+    }
+    EXPECT_FALSE(std::ifstream(Path("again.mov")).good());
+}
 
-    // With semaphores the same command says nothing of them.
-    const RunResult help = Run({"qzkt", "--help"}, "", "help.txt");
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.err, "");
-    EXPECT_FALSE(ReadFile(Path("help.txt")).empty());
+TEST_F(ToolTest, SemaphoreNamesTakenByAnotherProcessAreSkipped) {
+    // A process with the same id in another PID namespace that shares /dev/shm takes
+    // "kelstart_<pid>_<n>" names too. Three names found taken at the open: the encoder moves
+    // on to the next numbers, and the movie is the same.
+    WriteCutMovies(); // clip.mov, and clip.argb its source frames
+    const std::vector<std::string> encode = {"qzkt", "encode", prefsArg_, "--threads", "4", "--raw", "20x12"};
+    auto with = [&](std::vector<std::string> args, const std::string& input, const std::string& output) {
+        args.push_back(input);
+        args.push_back(output);
+        return args;
+    };
+    ASSERT_EQ(Run(with(encode, "clip.argb", "plain.mov")).status, 0);
+    const char* previous = std::getenv("ASAN_OPTIONS");
+    const std::string asan = std::string(previous != nullptr ? previous : "") + ":verify_asan_link_order=0";
+    setenv("ASAN_OPTIONS", asan.c_str(), 1);
+    setenv("LD_PRELOAD", SEM_OPEN_FAILS_LIBRARY, 1);
+    setenv("SEM_OPEN_FAILS_WITH", "17", 1); // EEXIST
+    setenv("SEM_OPEN_FAILS_PREFIX", "kelstart_", 1);
+    setenv("SEM_OPEN_FAILS_TIMES", "3", 1);
+    const RunResult taken = Run(with(encode, "clip.argb", "taken.mov"));
+    for (const char* name : {"LD_PRELOAD", "SEM_OPEN_FAILS_WITH", "SEM_OPEN_FAILS_PREFIX", "SEM_OPEN_FAILS_TIMES"})
+        unsetenv(name);
+    previous != nullptr ? setenv("ASAN_OPTIONS", previous, 1) : unsetenv("ASAN_OPTIONS");
+
+    EXPECT_EQ(taken.status, 0);
+    EXPECT_EQ(taken.err, "");
+    EXPECT_EQ(ReadFile(Path("taken.mov")), ReadFile(Path("plain.mov")));
 }

@@ -10,6 +10,7 @@
 
 #include <qzkt/qzkt.h>
 
+#include "codec.h"
 #include "commands.h"
 #include "options.h"
 #include "tool_error.h"
@@ -142,7 +143,7 @@ int RunSettings(const Args& args) {
 
     qzkt_settings settings;
     const qzkt_result read = qzkt_read_settings(&settings);
-    if (read != QZKT_OK) throw ToolError(std::string("cannot read the settings: ") + qzkt_result_text(read));
+    if (read != QZKT_OK) throw ToolError("cannot read the settings: " + CompressorResultText(read));
 
     if (options.Has("--show")) {
         Print(settings);
@@ -176,7 +177,7 @@ int RunSettings(const Args& args) {
     const qzkt_result shown = qzkt_settings_dialog(&settings, &saved);
     if (shown == QZKT_SETTINGS_NOT_SAVED) throw ToolError(NotSavedText());
     if (shown != QZKT_OK)
-        throw ToolError(std::string("cannot show the settings dialog: ") + qzkt_result_text(shown));
+        throw ToolError("cannot show the settings dialog: " + CompressorResultText(shown));
     if (!saved) {
         std::printf("settings unchanged\n");
         return kExitOK;

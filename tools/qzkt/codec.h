@@ -24,6 +24,10 @@ struct SettingsChoice {
     bool Any() const { return alpha >= 0 || dxt24 >= 0 || noLZF >= 0 || threadSetting >= 0; }
 };
 
+// What went wrong in a call that opened the compressor: the library's problem text when it
+// has one (such as why /dev/shm cannot hold the encoder's semaphores), else the result's text.
+std::string CompressorResultText(qzkt_result result);
+
 // The machine-wide settings with the named ones replaced.
 qzkt_settings ResolveSettings(const SettingsChoice& choice);
 
