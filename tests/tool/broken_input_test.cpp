@@ -191,7 +191,8 @@ TEST_F(ToolTest, InterruptedRunsLeaveNothingBehind) {
             EXPECT_EQ(FolderListing(), inputs) << args[1] << " ended by signal " << signal;
         }
 
-    // An image sequence interrupted after some of its images were written removes them.
+    // An image sequence interrupted after some of its images were written keeps them (each is
+    // a whole picture) and says which they are.
     int pipeFds[2];
     ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
     const pid_t pid = Spawn({"qzkt", "decode", "/dev/stdin", "seq_%03d.png"}, pipeFds[0]);
@@ -202,7 +203,21 @@ TEST_F(ToolTest, InterruptedRunsLeaveNothingBehind) {
         usleep(10000);
     ASSERT_EQ(access(Path("seq_001.png").c_str(), F_OK), 0);
     kill(pid, SIGINT);
-    EXPECT_EQ(Wait(pid).status, 128 + SIGINT);
+    const RunResult interrupted = Wait(pid);
     close(pipeFds[1]);
-    EXPECT_EQ(FolderListing(), inputs) << "image sequence ended by SIGINT";
+    EXPECT_EQ(interrupted.status, 128 + SIGINT);
+    std::vector<std::string> kept;
+    for (const std::string& name : FolderListing())
+        if (name.rfind("seq_", 0) == 0) kept.push_back(name);
+    ASSERT_FALSE(kept.empty());
+    char last[32];
+    std::snprintf(last, sizeof last, "seq_%03zu.png", kept.size());
+    EXPECT_EQ(kept.back(), last) << "images 1..N, none missing";
+    EXPECT_EQ(interrupted.err, kept.size() == 1
+                                   ? "qzkt decode: interrupted; seq_001.png was written and is kept\n"
+                                   : "qzkt decode: interrupted; seq_001.png to " + kept.back() +
+                                         " were written and are kept\n");
+    for (const std::string& name : kept)
+        unlink(Path(name).c_str());
+    EXPECT_EQ(FolderListing(), inputs) << "nothing else written";
 }

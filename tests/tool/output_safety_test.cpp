@@ -174,6 +174,7 @@ TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
     // Files limited to 4 KB, as on a disk that fills up: the tool must not be ended by SIGXFSZ.
     const std::vector<std::pair<std::vector<std::string>, std::string>> limited = {
         {{"qzkt", "decode", "x.mov", "seq_%03d.png"},
+         "qzkt decode: seq_%03d.png stopped early; seq_001.png to seq_002.png were written and are kept\n"
          "qzkt decode: cannot write seq_003.png: File too large\n"},
         {{"qzkt", "decode", "x.mov", "x.mkv"}, "qzkt decode: cannot write x.mkv: File too large\n"},
         {{"qzkt", "decode", "x.mov", "x.argb"}, "qzkt decode: cannot write x.argb: File too large\n"},
@@ -186,6 +187,11 @@ TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
         const RunResult r = Wait(Spawn(args, full));
         EXPECT_EQ(r.status, 1) << args.back();
         EXPECT_EQ(r.err, line);
+        // The images of a sequence are whole files; the two written before the failure stay.
+        if (args.back() == "seq_%03d.png") {
+            for (const char* image : {"seq_001.png", "seq_002.png"})
+                EXPECT_EQ(unlink(Path(image).c_str()), 0) << image;
+        }
         EXPECT_EQ(FolderListing(), inputs) << args.back() << ": no partial output";
     }
 
@@ -225,4 +231,92 @@ TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
                       ignored ? "qzkt " + command + ": cannot write to standard output: Broken pipe\n" : "");
         }
     EXPECT_EQ(FolderListing(), inputs);
+}
+
+TEST_F(ToolTest, WithoutYesNoFileIsEverReplaced) {
+    Bytes clip;
+    for (int i = 0; i < 3; ++i) {
+        const Bytes frame = ClipFrame(kWidth, kHeight, i);
+        clip.insert(clip.end(), frame.begin(), frame.end());
+    }
+    WriteFile(Path("clip.argb"), clip);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"}).status, 0);
+    const Bytes theirs = {'t', 'h', 'e', 'i', 'r', 's'};
+
+    // An image sequence: every image the run will write is checked before the first one.
+    WriteFile(Path("img_002.png"), theirs);
+    const std::vector<std::string> names = FolderListing();
+    for (const auto& [flag, refusal] : std::vector<std::pair<std::string, std::string>>{
+             {"-n", "img_002.png exists; not replaced (-n)"}, {"", "img_002.png exists; use -y to replace it"}}) {
+        std::vector<std::string> args = {"qzkt", "decode", "x.mov", "img_%03d.png"};
+        if (!flag.empty()) args.insert(args.begin() + 2, flag);
+        const RunResult r = Run(args);
+        EXPECT_EQ(r.status, 1) << flag;
+        EXPECT_EQ(r.err, "qzkt decode: " + refusal + "\n");
+        EXPECT_EQ(FolderListing(), names) << flag << ": no image written";
+        EXPECT_EQ(ReadFile(Path("img_002.png")), theirs);
+    }
+    EXPECT_EQ(Run({"qzkt", "decode", "-y", "x.mov", "img_%03d.png"}).status, 0);
+    EXPECT_NE(ReadFile(Path("img_002.png")), theirs);
+
+    // A file that takes the output's name while the output is being written is kept, unless -y.
+    for (const std::string flag : {"-n", "", "-y"}) {
+        unlink(Path("race.mov").c_str());
+        int pipeFds[2];
+        ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
+        std::vector<std::string> args = {"qzkt", "encode", prefsArg_, "--raw", "16x8", "-", "race.mov"};
+        if (!flag.empty()) args.insert(args.begin() + 2, flag);
+        const pid_t pid = Spawn(args, pipeFds[0]);
+        close(pipeFds[0]);
+        ASSERT_TRUE(HoldsFileIn(pid, dir_));
+        WriteFile(Path("race.mov"), theirs); // the other run finishes first
+        EXPECT_EQ(write(pipeFds[1], clip.data(), clip.size()), static_cast<ssize_t>(clip.size()));
+        close(pipeFds[1]);
+        const RunResult r = Wait(pid);
+        if (flag == "-y") {
+            EXPECT_EQ(r.status, 0) << r.err;
+            EXPECT_EQ(ReadFile(Path("race.mov")), ReadFile(Path("x.mov")));
+            continue;
+        }
+        EXPECT_EQ(r.status, 1) << flag;
+        EXPECT_EQ(r.err, "qzkt encode: race.mov exists; " +
+                             std::string(flag == "-n" ? "not replaced (-n)" : "use -y to replace it") +
+                             " (it appeared while the output was written)\n");
+        EXPECT_EQ(ReadFile(Path("race.mov")), theirs) << flag;
+    }
+}
+
+TEST_F(ToolTest, OutputsAreWrittenThroughSymbolicLinks) {
+    // As ffmpeg does: the link stays a link, and the file it names gets the output (a link to
+    // nothing gets its file made).
+    Bytes clip = ClipFrame(kWidth, kHeight, 0);
+    WriteFile(Path("clip.argb"), clip);
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "plain.mov"}).status, 0);
+    ASSERT_EQ(mkdir(Path("real").c_str(), 0755), 0);
+    WriteFile(Path("real/old.mov"), {'o', 'l', 'd'});
+    ASSERT_EQ(symlink("real/old.mov", Path("to_old.mov").c_str()), 0);
+    ASSERT_EQ(symlink("real/new.mov", Path("to_new.mov").c_str()), 0);
+    ASSERT_EQ(symlink("to_old.mov", Path("chain.argb").c_str()), 0);
+
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "to_old.mov"}).status, 1)
+        << "an existing file behind the link needs -y";
+    for (const char* output : {"to_old.mov", "to_new.mov"}) {
+        const RunResult r = Run({"qzkt", "encode", "-y", prefsArg_, "--raw", "16x8", "clip.argb", output});
+        EXPECT_EQ(r.status, 0) << output << ": " << r.err;
+    }
+    struct stat st {};
+    for (const char* link : {"to_old.mov", "to_new.mov"}) {
+        ASSERT_EQ(lstat(Path(link).c_str(), &st), 0);
+        EXPECT_TRUE(S_ISLNK(st.st_mode)) << link;
+    }
+    EXPECT_EQ(ReadFile(Path("real/old.mov")), ReadFile(Path("plain.mov")));
+    EXPECT_EQ(ReadFile(Path("real/new.mov")), ReadFile(Path("plain.mov")));
+
+    // Through a chain of links, by decode.
+    EXPECT_EQ(Run({"qzkt", "decode", "-y", "plain.mov", "chain.argb"}).status, 0);
+    ASSERT_EQ(lstat(Path("chain.argb").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ(ReadFile(Path("real/old.mov")).size(), clip.size());
+    EXPECT_EQ(FolderListing(), (std::vector<std::string>{"chain.argb", "clip.argb", "plain.mov", "real",
+                                                         "to_new.mov", "to_old.mov"}));
 }

@@ -1,8 +1,10 @@
 // An output file that appears under its name only when it is complete.
 //
 // The bytes go to a file without a name in the destination's folder (O_TMPFILE), which
-// vanishes by itself if the process dies, even by SIGKILL; Commit() gives it its name,
-// replacing any older file of that name in one step. Where the file system has no unnamed
+// vanishes by itself if the process dies, even by SIGKILL; Commit() gives it its name in one
+// step, replacing any older file of that name only with -y (output_check.h): without it, a file
+// that took the name meanwhile is kept and the commit fails. An output named by a symbolic link
+// is written through it, as ffmpeg does: the link stays, the file it names is replaced. Where the file system has no unnamed
 // files, a hidden temporary name beside the destination is used instead, removed on
 // failure and on SIGINT/SIGTERM/SIGHUP.
 #pragma once
@@ -42,8 +44,10 @@ class AtomicOutputFile {
 
   private:
     void Discard();
+    void TakeNameWithoutReplacing();
 
-    std::string path_;
+    std::string path_;   // the name the user gave, for messages
+    std::string target_; // path_ with symbolic links followed: where the file goes
     std::string tempPath_; // empty while the file has no name
     int fd_ = -1;
     bool committed_ = false;

@@ -135,7 +135,7 @@ int RunDecode(const Args& args) {
     if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
     const RendererChoice renderer = ParseRendererChoice(options.Value("--gl", "auto"));
     const bool quiet = options.Has("--quiet");
-    const Overwrite overwrite = OverwriteChoice(options);
+    OverwriteChoice(options); // in force for every output of the run
     const TimeRange range = ParseTimeRange(options);
     const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
     ApplyPrefsDir(options.Value("--prefs-dir"));
@@ -146,7 +146,7 @@ int RunDecode(const Args& args) {
     ProtectInput(input);
     // The output is made at the first intact frame; refuse a forbidden name before any work.
     if (output != "-" && !IsImageSequencePattern(output)) CheckOutputName(output);
-    if (output != "-") CheckOverwrite(FirstOutputFile(output), overwrite);
+    if (output != "-") CheckOverwrite(FirstOutputFile(output));
     QZKTMovieReader movie(input);
     const int width = movie.width(), height = movie.height();
     const FrameWindow window(range, movie.timeBase(), 0);

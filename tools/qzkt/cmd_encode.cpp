@@ -152,7 +152,7 @@ int RunEncode(const Args& args) {
     const std::string& output = options.positional()[1];
     if (output == "-") throw UsageError("the movie needs a file name (it is written with seeks)");
     CheckContradictions(options);
-    const Overwrite overwrite = OverwriteChoice(options);
+    OverwriteChoice(options); // in force for every output of the run
     const TimeRange range = ParseTimeRange(options);
     MediaOptions media;
     media.matrix = ParseMatrixChoice(options.Value("--matrix", "auto"));
@@ -189,7 +189,7 @@ int RunEncode(const Args& args) {
         ProtectInput(file);
     CheckOutputName(output); // also against every image of a sequence
     CheckMovieName(output);
-    CheckOverwrite(output, overwrite);
+    CheckOverwrite(output);
     if (source->width() > 32767 || source->height() > 32767)
         throw ToolError(input + " is too large for a QZKT movie");
     source = SelectRange(std::move(source), range);

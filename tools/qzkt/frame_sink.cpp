@@ -182,14 +182,17 @@ class ImageSequenceSink : public FrameSink {
             throw ToolError("cannot tell the image format of " + pattern + " from its extension (try .png)");
         encoder_ = std::make_unique<PictureEncoder>(codec, width, height, timeBase, frameRate, false);
         description_ = std::string(codec->name) + (single ? " image " : " images ") + pattern;
-        RegisterImageSequence(pattern); // an interrupted decode removes what it wrote
+        RegisterImageSequence(pattern); // an interrupted decode says how far it got
     }
 
+    // A decode that stops early keeps the images it wrote (each is whole) and says so.
     ~ImageSequenceSink() override {
         ForgetImageSequence();
-        if (!finished_)
-            for (const std::string& name : written_)
-                unlink(name.c_str());
+        if (!finished_ && !written_.empty())
+            std::fprintf(stderr, "qzkt decode: %s stopped early; %s%s%s %s\n", pattern_.c_str(),
+                         written_.front().c_str(), written_.size() > 1 ? " to " : "",
+                         written_.size() > 1 ? written_.back().c_str() : "",
+                         written_.size() > 1 ? "were written and are kept" : "was written and is kept");
     }
 
     void Write(const uint8_t* argb, int rowBytes, int64_t pts) override {
@@ -205,15 +208,18 @@ class ImageSequenceSink : public FrameSink {
     std::string Description() const override { return description_; }
 
   private:
-    // Refuses a sequence whose images would replace an input or a non-file before the first
-    // image is written. Each image is checked again as it is written (see AtomicOutputFile),
-    // which covers images beyond this many and names that change meanwhile.
+    // Refuses a sequence before its first image is written when one of its images would
+    // replace an input or a non-file, or, without -y, any existing file. Each image is
+    // checked again as it takes its name (see AtomicOutputFile), which covers images beyond
+    // this many, a movie whose frame count is unknown, and names that appear meanwhile.
     void CheckNames(int64_t count) const {
         const int64_t kMostChecked = 100000; // a few milliseconds of stat calls
         char name[4096];
         for (int64_t n = 1; n <= std::min(count, kMostChecked); ++n)
-            if (av_get_frame_filename(name, sizeof name, pattern_.c_str(), static_cast<int>(n)) == 0)
+            if (av_get_frame_filename(name, sizeof name, pattern_.c_str(), static_cast<int>(n)) == 0) {
                 CheckOutputName(name);
+                CheckOverwrite(name);
+            }
     }
 
     void Save(AVPacket* packet) {

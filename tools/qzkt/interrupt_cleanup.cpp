@@ -1,4 +1,4 @@
-// Signal-time removal of partial output.
+// Signal-time removal of partial output, and a word on the images an interrupted sequence keeps.
 #include "interrupt_cleanup.h"
 
 #include <atomic>
@@ -39,12 +39,24 @@ bool ImageName(char* out, int number) {
     return true;
 }
 
+void Say(const char* text) {
+    const ssize_t ignored = write(STDERR_FILENO, text, std::strlen(text));
+    (void)ignored;
+}
+
 void RemovePartialOutput(int signal) {
     if (haveTemporary.load()) unlink(temporaryPath);
-    if (haveImages.load()) {
-        char name[kPathSize];
-        for (int i = imagesWritten.load(); i >= 1; --i)
-            if (ImageName(name, i)) unlink(name);
+    // The images written so far are whole: they are kept, and the line says which they are.
+    const int written = imagesWritten.load();
+    char first[kPathSize], last[kPathSize];
+    if (haveImages.load() && written > 0 && ImageName(first, 1) && ImageName(last, written)) {
+        Say("qzkt decode: interrupted; ");
+        Say(first);
+        if (written > 1) {
+            Say(" to ");
+            Say(last);
+        }
+        Say(written > 1 ? " were written and are kept\n" : " was written and is kept\n");
     }
     std::signal(signal, SIG_DFL);
     raise(signal);

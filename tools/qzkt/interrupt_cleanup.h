@@ -1,6 +1,7 @@
 // What a signal that ends the tool (SIGINT, SIGTERM, SIGHUP) must remove so that no partial
-// output stays behind: the named temporary file being written, and the images an unfinished
-// image sequence has written so far. The handler uses async-signal-safe calls only and then
+// output stays behind: the named temporary file being written. The images an unfinished image
+// sequence has written so far are whole and are kept (they may have replaced older files, with
+// -y); the handler names them on standard error. The handler uses async-signal-safe calls only and then
 // lets the signal end the process as it would have. (SIGKILL cannot be caught: output files
 // are therefore unnamed until they are complete, see atomic_output_file.h.)
 #pragma once

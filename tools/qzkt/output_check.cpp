@@ -15,6 +15,8 @@ struct ProtectedInput {
     std::string name;
 };
 
+Overwrite g_overwrite = Overwrite::kReplace;
+
 std::vector<ProtectedInput>& Inputs() {
     static std::vector<ProtectedInput> inputs;
     return inputs;
@@ -36,6 +38,24 @@ const char* KindName(mode_t mode) {
 }
 
 } // namespace
+
+void SetOverwriteChoice(Overwrite choice) {
+    g_overwrite = choice;
+}
+
+bool OutputsMayReplace() {
+    return g_overwrite == Overwrite::kReplace;
+}
+
+std::string OverwriteRefusal(const std::string& output) {
+    if (g_overwrite == Overwrite::kKeep) return output + " exists; not replaced (-n)";
+    return output + " exists; use -y to replace it";
+}
+
+void CheckOverwrite(const std::string& output) {
+    struct stat st;
+    if (!OutputsMayReplace() && lstat(output.c_str(), &st) == 0) throw ToolError(OverwriteRefusal(output));
+}
 
 void ProtectInput(const std::string& name) {
     struct stat st;

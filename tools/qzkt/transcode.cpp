@@ -1,4 +1,4 @@
-// Overwrite checks, range selection, the colour-matrix choice and summary wording.
+// The overwrite choice, range selection, the colour-matrix choice and summary wording.
 #include "transcode.h"
 
 #include <algorithm>
@@ -20,14 +20,9 @@ Overwrite OverwriteChoice(const Options& options) {
     const bool yes = options.Has("--overwrite"), no = options.Has("--no-overwrite");
     if (yes && no)
         throw UsageError("-y (replace the output) and -n (never replace it) contradict each other");
-    return yes ? Overwrite::kReplace : no ? Overwrite::kKeep : Overwrite::kRefuse;
-}
-
-void CheckOverwrite(const std::string& output, Overwrite choice) {
-    struct stat st;
-    if (choice == Overwrite::kReplace || lstat(output.c_str(), &st) != 0) return;
-    if (choice == Overwrite::kKeep) throw ToolError(output + " exists; not replaced (-n)");
-    throw ToolError(output + " exists; use -y to replace it");
+    const Overwrite choice = yes ? Overwrite::kReplace : no ? Overwrite::kKeep : Overwrite::kRefuse;
+    SetOverwriteChoice(choice);
+    return choice;
 }
 
 namespace {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "output_check.h"
+
 extern "C" {
 #include <libavutil/avutil.h>
 #include <libavutil/pixfmt.h>
@@ -17,14 +19,9 @@ class Options;
 extern const char* const kOverwriteFlags[2]; // --overwrite (-y), --no-overwrite (-n)
 extern const char* const kRangeFlags[3];     // --start (-ss), --duration (-t), --frames
 
-enum class Overwrite { kRefuse, kReplace, kKeep };
-
-// -y and -n together are a usage error.
+// The choice -y / -n make (output_check.h): -y and -n together are a usage error. The choice
+// is also put in force for every output of the run (SetOverwriteChoice).
 Overwrite OverwriteChoice(const Options& options);
-
-// Throws ToolError "OUTPUT exists; use -y to replace it" (or, with -n, that it is kept)
-// when output names an existing file and the choice is not kReplace. Call it before any work.
-void CheckOverwrite(const std::string& output, Overwrite choice);
 
 // The part of the input to take, as ffmpeg's -ss, -t and -frames:v select it. Times are in
 // microseconds from the start of the input.
