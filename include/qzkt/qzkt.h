@@ -257,8 +257,9 @@ QZKT_API qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer re
    bytes are inconsistent (shorter than a header, parts reaching past frame_size, ...):
    argb is untouched. QZKT_NO_RENDERER for a DXT1/DXT5 frame when the decoder's renderer
    choice finds no OpenGL renderer (or the frame exceeds the renderer's texture limits):
-   argb is untouched. QZKT_BAD_ARGUMENTS for NULL pointers, a row_bytes below width * 4 or
-   above 2^31 - 1, or a frame_size above 2^31 - 1. qzkt_decoder_problem says more after
+   argb is untouched. Any bytes are data: a frame_size of 0 (frame may then be NULL) is a
+   damaged frame. QZKT_BAD_ARGUMENTS for a NULL decoder or argb, a NULL frame with a non-zero
+   frame_size, a row_bytes below width * 4 or above 2^31 - 1, or a frame_size above 2^31 - 1. qzkt_decoder_problem says more after
    any result but QZKT_OK. */
 QZKT_API qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t frame_size,
                                  uint8_t* argb, size_t row_bytes);

@@ -67,8 +67,8 @@ qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t fram
     const size_t tightRowBytes = static_cast<size_t>(decoder->width) * 4;
     if (row_bytes == 0) row_bytes = tightRowBytes;
     const char* mistake = nullptr;
-    if (frame == nullptr || argb == nullptr)
-        mistake = "a null frame or destination";
+    if ((frame == nullptr && frame_size != 0) || argb == nullptr)
+        mistake = "a null frame with a size, or a null destination";
     else if (row_bytes < tightRowBytes)
         mistake = "row_bytes below width * 4";
     else if (row_bytes > INT32_MAX || frame_size > INT32_MAX)
@@ -78,6 +78,10 @@ qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t fram
         return QZKT_BAD_ARGUMENTS;
     }
 
+    // No bytes at all (a zero-byte buffer from upstream, which may come without an address) are
+    // data too: a frame shorter than a header, so damaged, never a caller mistake.
+    static const uint8_t kNoBytes[1] = {0};
+    if (frame == nullptr) frame = kNoBytes;
     const qzkt_result result = ResultOfStatus(
         HostDecompressionDecodeFrame(decoder->decompression, frame, frame_size, argb, row_bytes));
     if (result != QZKT_OK) {

@@ -115,7 +115,9 @@ TEST(ApiArguments, DecoderRefusesCallerMistakesAndLeavesTheDestination) {
     const Bytes untouched = argb;
     EXPECT_EQ(qzkt_decode(nullptr, frame.data(), frame.size(), argb.data(), 0), QZKT_BAD_ARGUMENTS);
     EXPECT_EQ(qzkt_decode(decoder, nullptr, frame.size(), argb.data(), 0), QZKT_BAD_ARGUMENTS);
-    EXPECT_EQ(qzkt_decode(decoder, nullptr, 0, argb.data(), 0), QZKT_BAD_ARGUMENTS);
+    // No bytes at all are a damaged frame, with or without an address (an empty buffer).
+    EXPECT_EQ(qzkt_decode(decoder, nullptr, 0, argb.data(), 0), QZKT_DAMAGED_FRAME);
+    EXPECT_EQ(qzkt_decode(decoder, frame.data(), 0, argb.data(), 0), QZKT_DAMAGED_FRAME);
     EXPECT_EQ(qzkt_decode(decoder, frame.data(), frame.size(), nullptr, 0), QZKT_BAD_ARGUMENTS);
     EXPECT_EQ(qzkt_decode(decoder, frame.data(), frame.size(), argb.data(), w * 4 - 1), QZKT_BAD_ARGUMENTS);
     EXPECT_STRNE(qzkt_decoder_problem(decoder), "");

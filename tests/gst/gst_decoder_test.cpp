@@ -125,6 +125,31 @@ TEST_F(GstDecoderTest, DamagedSampleIsSkippedWithAWarningAndTheRestPlays) {
     EXPECT_NE((result.err + Output()).find("Damaged QZKT frame"), std::string::npos) << result.err;
 }
 
+TEST_F(GstDecoderTest, EmptyAndShortBuffersAreDamagedFramesNotCallerMistakes) {
+    // Whatever upstream hands over is data: buffers of 0 and of 5 bytes are skipped with a
+    // warning like any damaged frame, and max-errors decides when they stop the pipeline.
+    for (const char* size : {"0", "5"}) {
+        auto pipeline = [size](const std::string& maxErrors) {
+            std::vector<std::string> args = {"fakesrc",      "num-buffers=3",
+                                             "sizetype=fixed", std::string("sizemax=") + size,
+                                             "filltype=zero", "!",
+                                             "video/x-gst-fourcc-QZKT,width=16,height=8,framerate=10/1",
+                                             "!",            "qzktdec"};
+            if (!maxErrors.empty()) args.push_back(maxErrors);
+            args.insert(args.end(), {"!", "fakesink"});
+            return args;
+        };
+        RunResult result = Launch(pipeline(""));
+        EXPECT_EQ(result.status, 0) << size << ": " << result.err;
+        const std::string said = result.err + Output();
+        EXPECT_NE(said.find("Damaged QZKT frame"), std::string::npos) << size << ": " << said;
+        EXPECT_EQ(said.find("bad arguments"), std::string::npos) << size << ": " << said;
+        result = Launch(pipeline("max-errors=0"));
+        EXPECT_NE(result.status, 0) << size;
+        EXPECT_NE((result.err + Output()).find("Damaged QZKT frame"), std::string::npos) << size;
+    }
+}
+
 TEST_F(GstDecoderTest, Dxt1WithHardwareRendererFailsClearlyWithoutAGpu) {
     if (qzkt_renderer_available(QZKT_RENDERER_HARDWARE)) GTEST_SKIP() << "this machine has a GPU";
     WriteRawClip("clip.argb", 37, 29, 2);
