@@ -31,7 +31,7 @@ const char* kHelp =
     "Several movies are listed one after the other, each under its own heading.\n"
     "\n"
     "Exit status: 0 when every movie is whole (damaged frames are listed, not an error);\n"
-    "3 when a movie is cut short (its track lists samples that are not in the file: the frames\n"
+    "3 when a movie is cut short (its track lists frames that are not in the file: the frames\n"
     "that are there are listed, as qzkt decode decodes them); 1 when a movie cannot be read;\n"
     "with several movies the worst of these (1 before 3 before 0).\n"
     "\n"
@@ -149,7 +149,13 @@ class MovieReport {
         if (frames_ == 0) throw ToolError(path_ + " has no frames in its QZKT track");
 
         const int64_t listed = std::max<int64_t>({facts.listedSamples, movie.frameCount(), frames_});
-        const int64_t inside = facts.listedSamples > 0 ? std::min(facts.samplesInside, frames_) : frames_;
+        // A sample that runs past the file's end but still holds its whole frame (its size in
+        // the index overstated) loses nothing: qzkt decode writes that frame too.
+        int64_t inside = frames_;
+        if (facts.listedSamples > 0) {
+            inside = std::min(facts.samplesInside, frames_);
+            inside += std::count(intact_.begin() + inside, intact_.end(), true);
+        }
         std::string cut;
         if (inside < listed)
             cut = path_ + " is cut short: only " + std::to_string(inside) + " of its " +
@@ -212,6 +218,7 @@ class MovieReport {
             ++damaged_;
         else
             ++kinds_[info.kind];
+        intact_.push_back(info.intact != 0);
         if (summary_) return;
 
         const double seconds = sample.pts * av_q2d(timeBase);
@@ -305,6 +312,7 @@ class MovieReport {
     int width_ = 0, height_ = 0;
     int64_t frames_ = 0, damaged_ = 0, totalBytes_ = 0, smallest_ = INT64_MAX, largest_ = 0;
     int64_t kinds_[4] = {}; // by qzkt_block_kind
+    std::vector<bool> intact_; // each frame read, in order
 };
 
 } // namespace
@@ -339,6 +347,8 @@ int RunInfo(const Args& args) {
         }
         if (json) document["files"].push_back(std::move(file));
     }
-    if (json) std::printf("%s\n", document.dump(2).c_str());
+    // Titles, tags and file names need not be UTF-8 (a Latin-1 title, a name with byte 0xff):
+    // such bytes are written as U+FFFD, so that the document is always written and valid.
+    if (json) std::printf("%s\n", document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
     return status;
 }

@@ -1,0 +1,90 @@
+// qzkt info: the JSON document it always writes (whatever bytes titles and names hold), and the
+// exit status it shares with qzkt decode for a movie whose index overstates a sample.
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+#include "reference_frames.h"
+#include "tool_fixture.h"
+
+namespace {
+
+const std::string kReplacement = "\xEF\xBF\xBD"; // U+FFFD in UTF-8
+
+// The movie's bytes with the size of sample `index` in its 'stsz' table grown by `extra`.
+Bytes OverstateSample(Bytes movie, size_t index, uint32_t extra) {
+    const std::string tag = "stsz";
+    const auto at = std::search(movie.begin(), movie.end(), tag.begin(), tag.end());
+    EXPECT_NE(at, movie.end());
+    if (at == movie.end()) return movie;
+    // 'stsz', version and flags, the common size (0), the count, then one size per sample.
+    uint8_t* entry = &*at + 16 + 4 * index;
+    const uint32_t size = uint32_t(entry[0]) << 24 | entry[1] << 16 | entry[2] << 8 | entry[3];
+    const uint32_t grown = size + extra;
+    for (int i = 0; i < 4; ++i)
+        entry[i] = static_cast<uint8_t>(grown >> (24 - 8 * i));
+    return movie;
+}
+
+} // namespace
+
+TEST_F(ToolTest, InfoJsonIsWrittenForAnyBytesAndHasItsShape) {
+    WriteCutMovies(); // clip.mov: six 20x12 DXT24 frames, the index first
+    MustRun({"ffmpeg", "-v", "error", "-i", "clip.mov", "-c", "copy", "-metadata", "title=\xE9t\xE9", "latin.mov"});
+    WriteFile(Path("bad\xFF.mov"), ReadFile(Path("clip.mov")));
+
+    const RunResult r = Run({"qzkt", "info", "--json", "latin.mov", "bad\xFF.mov", "missing.mov"}, "", "info.json");
+    EXPECT_EQ(r.status, 1) << "the worst of 0, 0 and 1";
+    const Bytes text = ReadFile(Path("info.json"));
+    const nlohmann::json document = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
+    ASSERT_FALSE(document.is_discarded()) << std::string(text.begin(), text.end());
+    ASSERT_EQ(document["files"].size(), 3u);
+    const nlohmann::json& latin = document["files"][0];
+    EXPECT_EQ(latin["filename"], "latin.mov");
+    EXPECT_EQ(latin["status"], 0);
+    EXPECT_EQ(latin["format"]["tags"]["title"], kReplacement + "t" + kReplacement);
+    EXPECT_EQ(document["files"][1]["filename"], "bad" + kReplacement + ".mov");
+    EXPECT_EQ(document["files"][2]["status"], 1);
+    EXPECT_EQ(document["files"][2].count("error"), 1u);
+
+    // The shape the man page gives, for the good files.
+    for (int i = 0; i < 2; ++i) {
+        const nlohmann::json& file = document["files"][i];
+        for (const char* key : {"filename", "status", "format", "streams", "summary", "frames"})
+            EXPECT_EQ(file.count(key), 1u) << key;
+        EXPECT_EQ(file.count("error"), 0u);
+        for (const char* key : {"format_name", "duration", "size", "tags"})
+            EXPECT_EQ(file["format"].count(key), 1u) << key;
+        ASSERT_EQ(file["streams"].size(), 1u);
+        const nlohmann::json& video = file["streams"][0];
+        EXPECT_EQ(video["codec_type"], "video");
+        EXPECT_EQ(video["qzkt"], true);
+        EXPECT_EQ(video["width"], 20);
+        EXPECT_EQ(video["height"], 12);
+        EXPECT_EQ(video["nb_frames"], 6);
+        EXPECT_EQ(file["summary"]["frames"], 6);
+        EXPECT_EQ(file["summary"]["dxt24"], 6);
+        EXPECT_EQ(file["summary"]["damaged"], 0);
+        ASSERT_EQ(file["frames"].size(), 6u);
+        EXPECT_EQ(file["frames"][0]["frame"], 1);
+        EXPECT_EQ(file["frames"][0]["blocks"], "DXT24");
+        EXPECT_EQ(file["frames"][0]["intact"], true);
+        EXPECT_EQ(file["frames"][0]["header_size"], 28);
+    }
+}
+
+TEST_F(ToolTest, InfoAndDecodeAgreeOnAMovieThatOverstatesItsLastSample) {
+    // The last sample's size in the index runs past the file's end, but the bytes there hold
+    // the whole frame: nothing is lost, and neither command reports damage. A file cut inside
+    // that frame is cut short for both.
+    WriteCutMovies();
+    const Bytes movie = ReadFile(Path("clip.mov"));
+    WriteFile(Path("over.mov"), OverstateSample(movie, 5, 50));
+    WriteFile(Path("cut.mov"), Bytes(movie.begin(), movie.end() - 10));
+    for (const auto& [name, status] : std::vector<std::pair<std::string, int>>{{"over.mov", 0}, {"cut.mov", 3}}) {
+        const RunResult info = Run({"qzkt", "info", "--summary", name});
+        const RunResult decode = Run({"qzkt", "decode", "-y", name, "out.argb"});
+        EXPECT_EQ(info.status, status) << name << ": " << info.err;
+        EXPECT_EQ(decode.status, status) << name << ": " << decode.err;
+    }
+}
