@@ -112,8 +112,10 @@ typedef enum qzkt_result {
     QZKT_NO_RENDERER,      /* decode: a DXT1/DXT5 frame and no usable OpenGL renderer */
     QZKT_OUT_OF_MEMORY,
     QZKT_CODEC_ERROR,       /* a component returned another status */
-    QZKT_SETTINGS_NOT_SAVED /* settings: the settings file or its folder could not be written
+    QZKT_SETTINGS_NOT_SAVED, /* settings: the settings file or its folder could not be written
                                (errno tells why) */
+    QZKT_SETTINGS_NOT_READ   /* settings: the settings file exists but cannot be read (errno
+                                tells why; since 1.5) */
 } qzkt_result;
 
 /* A short English description of result ("bad arguments", ...); a static string, also for
@@ -146,10 +148,19 @@ typedef struct qzkt_settings {
 QZKT_API void qzkt_default_settings(qzkt_settings* settings);
 
 /* The machine-wide settings, as an encoder created with settings NULL gets them: the
-   settings file, or the defaults when there is none (an unreadable file counts as none).
+   settings file, or the defaults when there is none (an unreadable file counts as none:
+   qzkt_check_settings_file tells the two apart).
    The compressor reads the file and normalises it (values other than 1 read as 0, a
    thread setting outside 1..9 as 2). QZKT_BAD_ARGUMENTS for NULL. */
 QZKT_API qzkt_result qzkt_read_settings(qzkt_settings* settings);
+
+/* Whether the settings file, when there is one, can be read (since 1.5): QZKT_OK when it can
+   or when there is none; QZKT_SETTINGS_NOT_READ when the name exists but is not a regular file
+   (a fifo, a folder: never opened in a way that could block) or cannot be read (errno tells
+   why, EISDIR or EINVAL for the wrong kind of file). The compressor, qzkt_read_settings and
+   encoders created with settings NULL then use the defaults, so a program should say so, and
+   should not save settings over such a file unless it means to replace all four. */
+QZKT_API qzkt_result qzkt_check_settings_file(void);
 
 /* Writes settings to the settings file, creating its folder and the folder's missing
    parents (except the system's own folder, which is never created). The file is replaced

@@ -24,6 +24,8 @@ const char* qzkt_result_text(qzkt_result result) {
         return "codec error";
     case QZKT_SETTINGS_NOT_SAVED:
         return "settings not saved";
+    case QZKT_SETTINGS_NOT_READ:
+        return "settings file not read";
     }
     return "unknown result";
 }

@@ -1,6 +1,8 @@
 // The machine-wide settings: defaults, reading through the compressor, saving, the
 // compressor's own dialog, the settings folder, and what the settings mean on this machine.
 #include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <cstdlib>
 #include <mutex>
 #include <string>
@@ -47,6 +49,30 @@ qzkt_result qzkt_read_settings(qzkt_settings* settings) {
     const qzkt_result result = ResultOfCompressorStatus(HostReadCompressorSettings(&values));
     if (result == QZKT_OK) *settings = FromCodecSettings(values);
     return result;
+}
+
+qzkt_result qzkt_check_settings_file(void) {
+    const std::string path = std::string(UseSettingsFolder().path) + kSettingsFileName;
+    // Without blocking: the name may be a fifo.
+    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return QZKT_OK; // no file: the defaults, rightly
+        return QZKT_SETTINGS_NOT_READ;
+    }
+    struct stat st;
+    int error = 0;
+    char byte;
+    if (fstat(fd, &st) != 0)
+        error = errno;
+    else if (S_ISDIR(st.st_mode))
+        error = EISDIR;
+    else if (!S_ISREG(st.st_mode))
+        error = EINVAL;
+    else if (read(fd, &byte, 1) < 0)
+        error = errno;
+    close(fd);
+    errno = error;
+    return error == 0 ? QZKT_OK : QZKT_SETTINGS_NOT_READ;
 }
 
 qzkt_result qzkt_save_settings(const qzkt_settings* settings) {

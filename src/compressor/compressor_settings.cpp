@@ -3,7 +3,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/memory_manager.h"
 #include "platform/preferences_directory.h"
@@ -39,8 +41,16 @@ std::string KELPreferencesPath() {
 }
 
 void ReadPreferences(KELCompressorGlobalsPtr globals) {
-    FILE* file = std::fopen(KELPreferencesPath().c_str(), "rb");
-    if (file == nullptr) return;
+    // Only a regular file counts as one that can be opened: a fifo (or a device) of that name
+    // would block the open or the read forever, so it is opened without blocking and refused.
+    const int fd = open(KELPreferencesPath().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return;
+    struct stat st;
+    FILE* file = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) ? fdopen(fd, "rb") : nullptr;
+    if (file == nullptr) {
+        close(fd);
+        return;
+    }
     uint8_t bytes[kPreferencesFileSize];
     const size_t got = std::fread(bytes, 1, sizeof bytes, file);
     std::fclose(file);

@@ -196,6 +196,9 @@ int RunEncode(const Args& args) {
 
     // Without options the compressor reads the machine-wide settings itself, as for any host.
     const qzkt_settings settings = ResolveSettings(choice);
+    const std::string unreadable = SettingsFileProblem();
+    if (!unreadable.empty() && !choice.All())
+        Note(quiet, unreadable + "; encoding with the default settings where no option sets them");
     if (options.Has("--threads") && (settings.alpha || !settings.dxt24))
         Note(quiet, "--threads has no effect: the machine-wide settings give " + DescribeSettings(settings) +
                         ", and only DXT24 blocks are encoded by several threads");

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <vector>
 #include <unistd.h>
 
 #include <qzkt/qzkt.h>
@@ -123,6 +124,18 @@ std::string Apply(const std::string& pair, qzkt_settings& s) {
     return "";
 }
 
+// Whether KEY=VALUE pairs name alpha, compression and threads, which together are the whole file.
+bool SetsEverySetting(const std::vector<std::string>& pairs) {
+    bool alpha = false, compression = false, threads = false;
+    for (const std::string& pair : pairs) {
+        const std::string key = pair.substr(0, pair.find('='));
+        alpha |= key == "alpha";
+        compression |= key == "compression";
+        threads |= key == "threads";
+    }
+    return alpha && compression && threads;
+}
+
 std::string NotSavedText() {
     const int error = errno;
     return std::string("cannot save the settings in ") + qzkt_settings_folder() + ": " +
@@ -144,13 +157,22 @@ int RunSettings(const Args& args) {
     qzkt_settings settings;
     const qzkt_result read = qzkt_read_settings(&settings);
     if (read != QZKT_OK) throw ToolError("cannot read the settings: " + CompressorResultText(read));
+    // A file that exists but cannot be read is never shown as if it held the defaults, and is
+    // replaced only by a --set that gives every setting: the rest would be guesses.
+    const std::string unreadable = SettingsFileProblem();
 
     if (options.Has("--show")) {
+        if (!unreadable.empty())
+            std::fprintf(stderr, "qzkt settings: %s; these are the defaults the compressor uses instead\n",
+                         unreadable.c_str());
         Print(settings);
         return kExitOK;
     }
 
     if (options.Has("--set")) {
+        if (!unreadable.empty() && !SetsEverySetting(options.positional()))
+            throw ToolError(unreadable +
+                            "; it is replaced only by a --set that gives alpha, compression and threads");
         std::string notes;
         for (const std::string& pair : options.positional()) {
             const std::string note = Apply(pair, settings);
@@ -172,6 +194,8 @@ int RunSettings(const Args& args) {
                         "--set sets them)");
     close(tty);
 
+    if (!unreadable.empty())
+        std::fprintf(stderr, "qzkt settings: %s; the dialog starts from the defaults\n", unreadable.c_str());
     int saved = 0;
     errno = 0;
     const qzkt_result shown = qzkt_settings_dialog(&settings, &saved);

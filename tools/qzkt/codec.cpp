@@ -2,7 +2,9 @@
 #include "codec.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "options.h"
 #include "tool_error.h"
@@ -21,6 +23,14 @@ std::string SizeText(int width, int height) {
 std::string CompressorResultText(qzkt_result result) {
     const char* problem = qzkt_last_problem();
     return problem[0] != '\0' ? problem : qzkt_result_text(result);
+}
+
+std::string SettingsFileProblem() {
+    errno = 0;
+    if (qzkt_check_settings_file() == QZKT_OK) return "";
+    const int error = errno;
+    const std::string reason = error == EINVAL ? "not a regular file" : error != 0 ? std::strerror(error) : "unknown error";
+    return std::string("cannot read ") + qzkt_settings_folder() + "KELPreferences.dat: " + reason;
 }
 
 qzkt_settings ResolveSettings(const SettingsChoice& choice) {

@@ -22,11 +22,16 @@ struct SettingsChoice {
     int noLZF = -1;
     int threadSetting = -1;
     bool Any() const { return alpha >= 0 || dxt24 >= 0 || noLZF >= 0 || threadSetting >= 0; }
+    bool All() const { return alpha >= 0 && dxt24 >= 0 && noLZF >= 0 && threadSetting >= 0; }
 };
 
 // What went wrong in a call that opened the compressor: the library's problem text when it
 // has one (such as why /dev/shm cannot hold the encoder's semaphores), else the result's text.
 std::string CompressorResultText(qzkt_result result);
+
+// "cannot read FOLDER/KELPreferences.dat: REASON" when the settings file exists but cannot
+// be read (the compressor then uses the defaults); "" when it can, or when there is none.
+std::string SettingsFileProblem();
 
 // The machine-wide settings with the named ones replaced.
 qzkt_settings ResolveSettings(const SettingsChoice& choice);
