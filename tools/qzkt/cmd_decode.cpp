@@ -185,12 +185,13 @@ int RunDecode(const Args& args) {
     // Frames are decoded on the pipeline's workers and written here in order. A damaged frame
     // leaves the picture as it was: the previous good frame in that order, or black.
     std::unique_ptr<FramePipeline<FrameDecoder, DecodeJob>> pipeline;
+    IncreasingTimes times; // a movie's frame times need not increase; the output's must
     const auto writeInOrder = [&](DecodeJob& job) {
         if (job.decoded)
             picture.swap(job.picture);
         else
             ++damaged;
-        sink->Write(picture.data(), width * 4, job.pts);
+        sink->Write(picture.data(), width * 4, times.Next(job.pts));
         progress.Update(++frames);
     };
     QZKTSample sample;
@@ -229,7 +230,7 @@ int RunDecode(const Args& args) {
             FillBlack(picture);
             sink = OpenSinkCarrying(output, movie, window, expectedFrames, carry, heldAudio, quiet);
             for (int64_t pts : damagedBeforeFirstIntact)
-                sink->Write(picture.data(), width * 4, pts);
+                sink->Write(picture.data(), width * 4, times.Next(pts));
         }
         DecodeJob job = pipeline->Take();
         FillDecodeJob(job, sample);
@@ -250,6 +251,12 @@ int RunDecode(const Args& args) {
         sink->copier()->EndAt(movie.window().TakenEndMicros(movie.frameRate()));
     sink->Finish();
     progress.Done();
+    if (!quiet && times.repaired() > 0)
+        std::fprintf(stderr, "qzkt decode: %lld frame time%s did not increase and %s moved forward, as ffmpeg does\n",
+                     static_cast<long long>(times.repaired()), times.repaired() == 1 ? "" : "s",
+                     times.repaired() == 1 ? "was" : "were");
+    if (!quiet && sink->copier() != nullptr && !sink->copier()->RepairNote().empty())
+        std::fprintf(stderr, "qzkt decode: %s\n", sink->copier()->RepairNote().c_str());
     if (!quiet) PrintSummary(frames, width, height, input, *sink, output, rendererUsed, progress.Elapsed());
 
     // A movie cut short in its samples still lists the frames it lost.

@@ -1,6 +1,7 @@
 // Stream copy between containers through libavformat.
 #include "stream_copy.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "tool_error.h"
@@ -116,6 +117,37 @@ void StreamCopier::Flush() {
     }
 }
 
+std::string StreamCopier::RepairNote() const {
+    if (repaired_ == 0) return "";
+    return std::to_string(repaired_) + " audio packet time" + (repaired_ == 1 ? "" : "s") +
+           " did not increase and " + (repaired_ == 1 ? "was" : "were") + " moved forward, as ffmpeg does";
+}
+
+// The muxers refuse a decoding time that goes backwards (and, unless the container allows
+// equal ones, one that stands still): such a packet is moved just past the one before, its
+// presentation time with it, as ffmpeg's muxing does. A decoding time after the presentation
+// time first becomes the median of the two and the last decoding time written.
+void StreamCopier::RepairTimes(AVPacket* packet) {
+    if (lastDts_.size() < output_->nb_streams) lastDts_.resize(output_->nb_streams, AV_NOPTS_VALUE);
+    int64_t& last = lastDts_[packet->stream_index];
+    bool changed = false;
+    if (packet->dts != AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE && packet->dts > packet->pts) {
+        const int64_t a = packet->pts, b = packet->dts, c = last != AV_NOPTS_VALUE ? last + 1 : INT64_MIN;
+        packet->pts = packet->dts = std::max(std::min(a, b), std::min(std::max(a, b), c)); // the median
+        changed = true;
+    }
+    if (packet->dts != AV_NOPTS_VALUE && last != AV_NOPTS_VALUE) {
+        const int64_t least = last + ((output_->oformat->flags & AVFMT_TS_NONSTRICT) ? 0 : 1);
+        if (packet->dts < least) {
+            if (packet->pts >= packet->dts) packet->pts = std::max(packet->pts, least);
+            packet->dts = least;
+            changed = true;
+        }
+    }
+    if (packet->dts != AV_NOPTS_VALUE) last = packet->dts;
+    repaired_ += changed;
+}
+
 void StreamCopier::Write(AVPacket* packet) {
     const AVStream* in = input_->streams[packet->stream_index];
     const int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
@@ -130,6 +162,7 @@ void StreamCopier::Write(AVPacket* packet) {
     packet->stream_index = out->index;
     packet->pos = -1;
     av_packet_rescale_ts(packet, in->time_base, out->time_base);
+    RepairTimes(packet);
     const int written = av_interleaved_write_frame(output_, packet);
     if (written < 0) throw ToolError("cannot copy the " + Describe(in) + " stream: " + AvErrorText(written));
 }

@@ -1,7 +1,8 @@
 // Carries what an input has besides its pictures into an output, unchanged: its audio streams
 // (packets copied, never re-encoded), its timecode, and the container's and the video stream's
 // metadata (title, creation time, language, the rotation matrix). Streams the output container
-// cannot hold, and streams of other kinds, are left out with a one-line note each.
+// cannot hold, and streams of other kinds, are left out with a one-line note each. Packet times
+// that do not increase are repaired as ffmpeg repairs them, with one note at the end.
 #pragma once
 
 #include <algorithm>
@@ -23,6 +24,8 @@ class StreamCopier {
 
     // One line for each stream left out.
     const std::vector<std::string>& notes() const { return notes_; }
+    // After the copy: how many packet times were repaired (see RepairTimes), or "".
+    std::string RepairNote() const;
     // Whether packets of input stream `index` are copied.
     bool Copies(int index) const;
 
@@ -44,11 +47,14 @@ class StreamCopier {
 
   private:
     void Write(AVPacket* packet);
+    void RepairTimes(AVPacket* packet);
 
     const AVFormatContext* input_ = nullptr;
     AVFormatContext* output_ = nullptr;
     std::vector<int> map_; // input stream index -> output stream index, or -1
     std::vector<std::string> notes_;
+    std::vector<int64_t> lastDts_; // by output stream: the last decoding time written
+    int64_t repaired_ = 0;
     int64_t from_ = INT64_MIN, to_ = INT64_MAX, shift_ = 0;
     bool started_ = false;
     bool holdAll_ = false;

@@ -23,6 +23,25 @@ extern const char* const kRangeFlags[3];     // --start (-ss), --duration (-t), 
 // is also put in force for every output of the run (SetOverwriteChoice).
 Overwrite OverwriteChoice(const Options& options);
 
+// Keeps a stream's times strictly increasing, as muxers need them: a time at or before the
+// last one becomes the last one plus one (what ffmpeg does to such times), and is counted.
+class IncreasingTimes {
+  public:
+    int64_t Next(int64_t pts) {
+        if (started_ && pts <= last_) {
+            pts = last_ + 1;
+            ++repaired_;
+        }
+        started_ = true;
+        return last_ = pts;
+    }
+    int64_t repaired() const { return repaired_; }
+
+  private:
+    bool started_ = false;
+    int64_t last_ = 0, repaired_ = 0;
+};
+
 // The part of the input to take, as ffmpeg's -ss, -t and -frames:v select it. Times are in
 // microseconds from the start of the input.
 struct TimeRange {
