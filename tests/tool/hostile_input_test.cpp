@@ -213,3 +213,14 @@ TEST_F(ToolTest, SemaphoreNamesTakenByAnotherProcessAreSkipped) {
     EXPECT_EQ(taken.err, "");
     EXPECT_EQ(ReadFile(Path("taken.mov")), ReadFile(Path("plain.mov")));
 }
+
+TEST_F(ToolTest, RawFramesAboveTwoToTheTwentyEightPixelsAreAUsageError) {
+    // Each side may reach 32767, but a raw frame has at most 2^28 pixels (1 GiB): said before
+    // anything is read, as the help says.
+    const RunResult r = Run({"qzkt", "encode", prefsArg_, "--raw", "16385x16385", "-", "x.mov"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "qzkt encode: --raw 16385x16385 is more than 2^28 pixels (268435456), the most a raw frame "
+                     "may have (see qzkt encode --help)\n");
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16384x16384", "/dev/null", "x.mov"}).status, 1)
+        << "2^28 pixels exactly is a size, and an empty input then has no frames";
+}

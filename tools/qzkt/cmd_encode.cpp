@@ -68,7 +68,8 @@ const char* kHelp =
     "                    (default auto: one per hardware thread, at most 16; fewer for very\n"
     "                    large frames). The movie is the same, byte for byte, for every N\n"
     "                    and --threads\n"
-    "  --raw WxH         INPUT is raw ARGB frames of this size\n"
+    "  --raw WxH         INPUT is raw ARGB frames of this size (each side 1..32767, at most\n"
+    "                    2^28 pixels)\n"
     "  --quiet           no progress line, notes or summary\n"
     "  --prefs-dir DIR   folder of the settings file\n";
 
@@ -78,6 +79,8 @@ void ParseSize(const std::string& text, int& width, int& height) {
     if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &extra) != 3 || (x != 'x' && x != 'X') ||
         width < 1 || height < 1 || width > 32767 || height > 32767)
         throw UsageError("--raw takes WIDTHxHEIGHT (each 1..32767), such as 1920x1080, not '" + text + "'");
+    if (static_cast<long long>(width) * height > (1LL << 28))
+        throw UsageError("--raw " + text + " is more than 2^28 pixels (268435456), the most a raw frame may have");
 }
 
 AVRational ParseRate(const std::string& text) {
