@@ -36,14 +36,21 @@ int NamedSemaphoreError() {
     if (shm.f_blocks != 0 && shm.f_bavail * shm.f_frsize < kSemaphoreFiles * page) return ENOSPC;
     if (shm.f_files != 0 && shm.f_favail < kSemaphoreFiles) return ENOSPC;
 
-    char name[64];
-    std::snprintf(name, sizeof name, "kelprobe_%d", static_cast<int>(getpid()));
-    sem_unlink(name);
-    sem_t* probe = sem_open(name, O_CREAT | O_EXCL, 0600, 0);
-    if (probe == SEM_FAILED) return errno;
-    sem_unlink(name);
-    sem_close(probe);
-    return 0;
+    // A probe name left by a process killed in this instant is removed first; one that another
+    // PID namespace's process (with the same pid) takes meanwhile is left to it: the next
+    // number is as good.
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        char name[64];
+        std::snprintf(name, sizeof name, "kelprobe_%d_%d", static_cast<int>(getpid()), attempt);
+        sem_unlink(name);
+        sem_t* probe = sem_open(name, O_CREAT | O_EXCL, 0600, 0);
+        if (probe == SEM_FAILED && errno == EEXIST) continue;
+        if (probe == SEM_FAILED) return errno;
+        sem_unlink(name);
+        sem_close(probe);
+        return 0;
+    }
+    return EEXIST;
 }
 
 void RemoveName(const char* name) {

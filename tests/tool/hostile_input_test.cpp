@@ -214,6 +214,33 @@ TEST_F(ToolTest, SemaphoreNamesTakenByAnotherProcessAreSkipped) {
     EXPECT_EQ(ReadFile(Path("taken.mov")), ReadFile(Path("plain.mov")));
 }
 
+TEST_F(ToolTest, EncodersInPidNamespacesSharingDevShmAllSucceed) {
+    // Each `unshare --pid --fork` runs the tool as pid 1 of a namespace of its own, so twelve
+    // at once all make "kelstart_1_<n>" in the one /dev/shm: the names collide, as they do for
+    // containers that share it.
+    if (Run({"unshare", "--pid", "--fork", "true"}).status != 0) GTEST_SKIP() << "no PID namespaces here";
+    WriteCutMovies(); // clip.argb: six 20x12 frames
+    const std::vector<std::string> encode = {"qzkt", "encode", prefsArg_, "--threads", "4", "--raw", "20x12",
+                                             "clip.argb"};
+    std::vector<std::string> plain = encode;
+    plain.push_back("plain.mov");
+    ASSERT_EQ(Run(plain).status, 0);
+    for (int round = 0; round < 3; ++round) {
+        std::vector<pid_t> pids;
+        for (int i = 0; i < 12; ++i) {
+            std::vector<std::string> args = {"unshare", "--pid", "--fork", QZKT_TOOL, "encode", "-y"};
+            args.insert(args.end(), encode.begin() + 2, encode.end());
+            args.push_back("ns" + std::to_string(i) + ".mov");
+            pids.push_back(Spawn(args));
+        }
+        for (int i = 0; i < 12; ++i) {
+            const RunResult r = Wait(pids[i]);
+            EXPECT_EQ(r.status, 0) << "round " << round << ", encoder " << i << ": " << r.err;
+            EXPECT_EQ(ReadFile(Path("ns" + std::to_string(i) + ".mov")), ReadFile(Path("plain.mov")));
+        }
+    }
+}
+
 TEST_F(ToolTest, RawFramesAboveTwoToTheTwentyEightPixelsAreAUsageError) {
     // Each side may reach 32767, but a raw frame has at most 2^28 pixels (1 GiB): said before
     // anything is read, as the help says.
