@@ -111,7 +111,7 @@ typedef enum qzkt_result {
     QZKT_DAMAGED_FRAME,    /* decode: the frame's bytes are inconsistent; destination untouched */
     QZKT_NO_RENDERER,      /* decode: a DXT1/DXT5 frame and no usable OpenGL renderer */
     QZKT_OUT_OF_MEMORY,
-    QZKT_CODEC_ERROR,       /* a component returned another status */
+    QZKT_CODEC_ERROR,        /* a component returned another status */
     QZKT_SETTINGS_NOT_SAVED, /* settings: the settings file or its folder could not be written
                                (errno tells why) */
     QZKT_SETTINGS_NOT_READ   /* settings: the settings file exists but cannot be read (errno
@@ -270,8 +270,8 @@ QZKT_API qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer re
    choice finds no OpenGL renderer (or the frame exceeds the renderer's texture limits):
    argb is untouched. Any bytes are data: a frame_size of 0 (frame may then be NULL) is a
    damaged frame. QZKT_BAD_ARGUMENTS for a NULL decoder or argb, a NULL frame with a non-zero
-   frame_size, a row_bytes below width * 4 or above 2^31 - 1, or a frame_size above 2^31 - 1. qzkt_decoder_problem says more after
-   any result but QZKT_OK. */
+   frame_size, a row_bytes below width * 4 or above 2^31 - 1, or a frame_size above 2^31 - 1.
+   qzkt_decoder_problem says more after any result but QZKT_OK. */
 QZKT_API qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t frame_size,
                                  uint8_t* argb, size_t row_bytes);
 

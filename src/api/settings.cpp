@@ -1,11 +1,11 @@
 // The machine-wide settings: defaults, reading through the compressor, saving, the
 // compressor's own dialog, the settings folder, and what the settings mean on this machine.
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <cstdlib>
+#include <fcntl.h>
 #include <mutex>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "codec_host.h"

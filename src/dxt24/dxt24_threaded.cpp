@@ -101,8 +101,8 @@ namespace {
 // stop, and across fork(): the slots, g_threadIds and the state below are touched only under it.
 std::mutex g_poolMutex;
 
-bool g_slotsConstructed = false;       // the storage holds slots (this process's or a parent's)
-std::atomic<bool> g_slotsOwn{false};   // ... and this process loaded them
+bool g_slotsConstructed = false;     // the storage holds slots (this process's or a parent's)
+std::atomic<bool> g_slotsOwn{false}; // ... and this process loaded them
 
 // Every worker this process started (SetupThreads and the first multi-threaded call each
 // start a set), so that exit can stop them all.

@@ -12,7 +12,7 @@ struct ComponentRecord {
     std::string name;
     ComponentResourceSet resources{nullptr, 0};
     ComponentBundleLoaderProc loader = nullptr; // guarded by the registry's lock
-    long instanceCount = 0; // guarded by the registry's lock
+    long instanceCount = 0;                     // guarded by the registry's lock
 };
 
 struct ComponentInstanceRecord {

@@ -27,7 +27,8 @@ const Clip& ReferenceClip() {
         Clip made;
         for (int i = 0; i < kFrames; ++i) {
             made.pictures.push_back(MakePicture(kWidth, kHeight, 0, i, false));
-            made.frames.push_back(EncodeThroughApi(made.pictures.back(), kWidth, kHeight, 0, Settings(0, 1, 0, 2)));
+            made.frames.push_back(
+                EncodeThroughApi(made.pictures.back(), kWidth, kHeight, 0, Settings(0, 1, 0, 2)));
         }
         return made;
     }();
@@ -45,7 +46,8 @@ int EncodeClip(qzkt_encoder* encoder) {
         size_t size = 0;
         if (qzkt_encode(encoder, clip.pictures[i].data(), 0, frame.data(), frame.size(), &size) != QZKT_OK)
             return kApiFailed;
-        if (Bytes(frame.begin(), frame.begin() + static_cast<long>(size)) != clip.frames[i]) return kWrongFrame;
+        if (Bytes(frame.begin(), frame.begin() + static_cast<long>(size)) != clip.frames[i])
+            return kWrongFrame;
     }
     return kExact;
 }

@@ -22,12 +22,12 @@ TEST(ApiRoundTrip, ThreeColourDXT1BlockDecodesIndexThreeAsTransparentBlack) {
     // Colour 0 <= colour 1 selects the three-colour palette: index 2 is the midpoint and index 3
     // transparent black, alpha 0 (the texture is RGBA DXT1). Row y of the block uses index y.
     const uint8_t frame[28 + 8] = {
-        28, 0, 0, 0, 1, 0, 0, 0,   // header size; version 1, alpha 0, payload raw, plane raw
-        0, 0, 0, 0, 0, 0, 0, 0,    // no plane
-        8, 0, 0, 0, 0, 0, 0, 0,    // payload 8 bytes, plane 0
-        0, 1, 0, 0,                // plane pixel size, block colour plane, DXT1/DXT5 blocks
-        0x00, 0x00, 0x00, 0xF8,    // colour 0 black, colour 1 pure red (0xF800)
-        0x00, 0x55, 0xAA, 0xFF};   // rows of index 0, 1, 2 and 3
+        28,   0,    0,    0,    1, 0, 0, 0, // header size; version 1, alpha 0, payload raw, plane raw
+        0,    0,    0,    0,    0, 0, 0, 0, // no plane
+        8,    0,    0,    0,    0, 0, 0, 0, // payload 8 bytes, plane 0
+        0,    1,    0,    0,                // plane pixel size, block colour plane, DXT1/DXT5 blocks
+        0x00, 0x00, 0x00, 0xF8,             // colour 0 black, colour 1 pure red (0xF800)
+        0x00, 0x55, 0xAA, 0xFF};            // rows of index 0, 1, 2 and 3
     qzkt_decoder* decoder = nullptr;
     ASSERT_EQ(qzkt_decoder_create(4, 4, QZKT_RENDERER_SOFTWARE, &decoder), QZKT_OK);
     uint8_t argb[4 * 4 * 4];

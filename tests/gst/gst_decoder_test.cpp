@@ -130,11 +130,15 @@ TEST_F(GstDecoderTest, EmptyAndShortBuffersAreDamagedFramesNotCallerMistakes) {
     // warning like any damaged frame, and max-errors decides when they stop the pipeline.
     for (const char* size : {"0", "5"}) {
         auto pipeline = [size](const std::string& maxErrors) {
-            std::vector<std::string> args = {"fakesrc",      "num-buffers=3",
-                                             "sizetype=fixed", std::string("sizemax=") + size,
-                                             "filltype=zero", "!",
+            std::vector<std::string> args = {"fakesrc",
+                                             "num-buffers=3",
+                                             "sizetype=fixed",
+                                             std::string("sizemax=") + size,
+                                             "filltype=zero",
+                                             "!",
                                              "video/x-gst-fourcc-QZKT,width=16,height=8,framerate=10/1",
-                                             "!",            "qzktdec"};
+                                             "!",
+                                             "qzktdec"};
             if (!maxErrors.empty()) args.push_back(maxErrors);
             args.insert(args.end(), {"!", "fakesink"});
             return args;

@@ -178,9 +178,10 @@ TEST_F(ToolTest, WithoutDevShmOnlyEncodingStopsAndSaysWhy) {
     const char* reasons[] = {"No space left on device", "Read-only file system"};
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(encodes[i].status, 1);
-        EXPECT_EQ(encodes[i].err, std::string("qzkt encode: cannot read the compression settings: cannot create "
-                                              "the DXT24 encoder's named semaphores in /dev/shm: ") +
-                                      reasons[i] + "\n");
+        EXPECT_EQ(encodes[i].err,
+                  std::string("qzkt encode: cannot read the compression settings: cannot create "
+                              "the DXT24 encoder's named semaphores in /dev/shm: ") +
+                      reasons[i] + "\n");
     }
     EXPECT_FALSE(std::ifstream(Path("again.mov")).good());
 }
@@ -205,7 +206,8 @@ TEST_F(ToolTest, SemaphoreNamesTakenByAnotherProcessAreSkipped) {
     setenv("SEM_OPEN_FAILS_PREFIX", "kelstart_", 1);
     setenv("SEM_OPEN_FAILS_TIMES", "3", 1);
     const RunResult taken = Run(with(encode, "clip.argb", "taken.mov"));
-    for (const char* name : {"LD_PRELOAD", "SEM_OPEN_FAILS_WITH", "SEM_OPEN_FAILS_PREFIX", "SEM_OPEN_FAILS_TIMES"})
+    for (const char* name :
+         {"LD_PRELOAD", "SEM_OPEN_FAILS_WITH", "SEM_OPEN_FAILS_PREFIX", "SEM_OPEN_FAILS_TIMES"})
         unsetenv(name);
     previous != nullptr ? setenv("ASAN_OPTIONS", previous, 1) : unsetenv("ASAN_OPTIONS");
 
@@ -220,8 +222,8 @@ TEST_F(ToolTest, EncodersInPidNamespacesSharingDevShmAllSucceed) {
     // containers that share it.
     if (Run({"unshare", "--pid", "--fork", "true"}).status != 0) GTEST_SKIP() << "no PID namespaces here";
     WriteCutMovies(); // clip.argb: six 20x12 frames
-    const std::vector<std::string> encode = {"qzkt", "encode", prefsArg_, "--threads", "4", "--raw", "20x12",
-                                             "clip.argb"};
+    const std::vector<std::string> encode = {"qzkt", "encode", prefsArg_, "--threads",
+                                             "4",    "--raw",  "20x12",   "clip.argb"};
     std::vector<std::string> plain = encode;
     plain.push_back("plain.mov");
     ASSERT_EQ(Run(plain).status, 0);
@@ -246,8 +248,9 @@ TEST_F(ToolTest, RawFramesAboveTwoToTheTwentyEightPixelsAreAUsageError) {
     // anything is read, as the help says.
     const RunResult r = Run({"qzkt", "encode", prefsArg_, "--raw", "16385x16385", "-", "x.mov"});
     EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "qzkt encode: --raw 16385x16385 is more than 2^28 pixels (268435456), the most a raw frame "
-                     "may have (see qzkt encode --help)\n");
+    EXPECT_EQ(r.err,
+              "qzkt encode: --raw 16385x16385 is more than 2^28 pixels (268435456), the most a raw frame "
+              "may have (see qzkt encode --help)\n");
     EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16384x16384", "/dev/null", "x.mov"}).status, 1)
         << "2^28 pixels exactly is a size, and an empty input then has no frames";
 }

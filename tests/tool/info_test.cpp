@@ -30,10 +30,12 @@ Bytes OverstateSample(Bytes movie, size_t index, uint32_t extra) {
 
 TEST_F(ToolTest, InfoJsonIsWrittenForAnyBytesAndHasItsShape) {
     WriteCutMovies(); // clip.mov: six 20x12 DXT24 frames, the index first
-    MustRun({"ffmpeg", "-v", "error", "-i", "clip.mov", "-c", "copy", "-metadata", "title=\xE9t\xE9", "latin.mov"});
+    MustRun({"ffmpeg", "-v", "error", "-i", "clip.mov", "-c", "copy", "-metadata", "title=\xE9t\xE9",
+             "latin.mov"});
     WriteFile(Path("bad\xFF.mov"), ReadFile(Path("clip.mov")));
 
-    const RunResult r = Run({"qzkt", "info", "--json", "latin.mov", "bad\xFF.mov", "missing.mov"}, "", "info.json");
+    const RunResult r =
+        Run({"qzkt", "info", "--json", "latin.mov", "bad\xFF.mov", "missing.mov"}, "", "info.json");
     EXPECT_EQ(r.status, 1) << "the worst of 0, 0 and 1";
     const Bytes text = ReadFile(Path("info.json"));
     const nlohmann::json document = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
@@ -81,7 +83,8 @@ TEST_F(ToolTest, InfoAndDecodeAgreeOnAMovieThatOverstatesItsLastSample) {
     const Bytes movie = ReadFile(Path("clip.mov"));
     WriteFile(Path("over.mov"), OverstateSample(movie, 5, 50));
     WriteFile(Path("cut.mov"), Bytes(movie.begin(), movie.end() - 10));
-    for (const auto& [name, status] : std::vector<std::pair<std::string, int>>{{"over.mov", 0}, {"cut.mov", 3}}) {
+    for (const auto& [name, status] :
+         std::vector<std::pair<std::string, int>>{{"over.mov", 0}, {"cut.mov", 3}}) {
         const RunResult info = Run({"qzkt", "info", "--summary", name});
         const RunResult decode = Run({"qzkt", "decode", "-y", name, "out.argb"});
         EXPECT_EQ(info.status, status) << name << ": " << info.err;

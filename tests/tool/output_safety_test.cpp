@@ -246,8 +246,9 @@ TEST_F(ToolTest, WithoutYesNoFileIsEverReplaced) {
     // An image sequence: every image the run will write is checked before the first one.
     WriteFile(Path("img_002.png"), theirs);
     const std::vector<std::string> names = FolderListing();
-    for (const auto& [flag, refusal] : std::vector<std::pair<std::string, std::string>>{
-             {"-n", "img_002.png exists; not replaced (-n)"}, {"", "img_002.png exists; use -y to replace it"}}) {
+    for (const auto& [flag, refusal] :
+         std::vector<std::pair<std::string, std::string>>{{"-n", "img_002.png exists; not replaced (-n)"},
+                                                          {"", "img_002.png exists; use -y to replace it"}}) {
         std::vector<std::string> args = {"qzkt", "decode", "x.mov", "img_%03d.png"};
         if (!flag.empty()) args.insert(args.begin() + 2, flag);
         const RunResult r = Run(args);

@@ -16,8 +16,8 @@ namespace {
 
 // Decodes the 33-bit time of a PES header's 5 time bytes, and writes one back.
 int64_t ReadPesTime(const uint8_t* b) {
-    return int64_t((b[0] >> 1) & 7) << 30 | int64_t(b[1]) << 22 | int64_t(b[2] >> 1) << 15 | int64_t(b[3]) << 7 |
-           int64_t(b[4] >> 1);
+    return int64_t((b[0] >> 1) & 7) << 30 | int64_t(b[1]) << 22 | int64_t(b[2] >> 1) << 15 |
+           int64_t(b[3]) << 7 | int64_t(b[4] >> 1);
 }
 void WritePesTime(uint8_t* b, int64_t time) {
     b[0] = static_cast<uint8_t>((b[0] & 0xF0) | ((time >> 30) & 7) << 1 | 1);
@@ -82,8 +82,9 @@ void WriteMovieWithTimes(const std::string& from, const std::string& to, const s
 } // namespace
 
 TEST_F(ToolTest, BackwardAudioTimeIsRepairedNotFatal) {
-    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=frequency=440:duration=2", "-f", "lavfi", "-i",
-             "testsrc2=size=64x48:rate=10:duration=2", "-c:a", "mp2", "-c:v", "mpeg2video", "-shortest", "in.ts"});
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=frequency=440:duration=2", "-f", "lavfi",
+             "-i", "testsrc2=size=64x48:rate=10:duration=2", "-c:a", "mp2", "-c:v", "mpeg2video", "-shortest",
+             "in.ts"});
     WriteFile(Path("back.ts"), MoveAudioTimeBack(ReadFile(Path("in.ts")), 10, 30000)); // a third of a second
     const RunResult r = Run({"qzkt", "encode", prefsArg_, "back.ts", "back.mov"});
     EXPECT_EQ(r.status, 0) << r.err;
@@ -92,12 +93,12 @@ TEST_F(ToolTest, BackwardAudioTimeIsRepairedNotFatal) {
         << r.err;
     EXPECT_EQ(r.ErrLines(), 1) << r.err;
     // The movie's audio times increase.
-    MustRun({"ffprobe", "-v", "error", "-select_streams", "a", "-show_entries", "packet=dts", "-of", "csv=p=0",
-             "back.mov"},
+    MustRun({"ffprobe", "-v", "error", "-select_streams", "a", "-show_entries", "packet=dts", "-of",
+             "csv=p=0", "back.mov"},
             "dts.txt");
     const Bytes text = ReadFile(Path("dts.txt"));
     std::vector<long long> dts;
-    for (const char* p = reinterpret_cast<const char*>(text.data()), *end = p + text.size(); p < end;) {
+    for (const char *p = reinterpret_cast<const char*>(text.data()), *end = p + text.size(); p < end;) {
         char* next = nullptr;
         dts.push_back(std::strtoll(p, &next, 10));
         p = next + 1;
@@ -113,8 +114,9 @@ TEST_F(ToolTest, FrameTimesThatGoBackAreRepairedInADecodedVideo) {
     for (const char* output : {"out.mkv", "out.mov"}) {
         const RunResult r = Run({"qzkt", "decode", "reordered.mov", output});
         EXPECT_EQ(r.status, 0) << output << ": " << r.err;
-        EXPECT_NE(r.err.find("qzkt decode: 4 frame times did not increase and were moved forward, as ffmpeg does"),
-                  std::string::npos)
+        EXPECT_NE(
+            r.err.find("qzkt decode: 4 frame times did not increase and were moved forward, as ffmpeg does"),
+            std::string::npos)
             << output << ": " << r.err;
     }
 }

@@ -121,7 +121,8 @@ void AtomicOutputFile::TakeNameWithoutReplacing() {
             if (error == 0) unlink(tempPath_.c_str());
         }
     }
-    if (error == EEXIST) throw ToolError(OverwriteRefusal(path_) + " (it appeared while the output was written)");
+    if (error == EEXIST)
+        throw ToolError(OverwriteRefusal(path_) + " (it appeared while the output was written)");
     if (error != 0) throw ToolError("cannot create " + path_ + ": " + SystemErrorText(error));
 }
 

@@ -4,9 +4,9 @@
 // vanishes by itself if the process dies, even by SIGKILL; Commit() gives it its name in one
 // step, replacing any older file of that name only with -y (output_check.h): without it, a file
 // that took the name meanwhile is kept and the commit fails. An output named by a symbolic link
-// is written through it, as ffmpeg does: the link stays, the file it names is replaced. Where the file system has no unnamed
-// files, a hidden temporary name beside the destination is used instead, removed on
-// failure and on SIGINT/SIGTERM/SIGHUP.
+// is written through it, as ffmpeg does: the link stays, the file it names is replaced. Where the file system
+// has no unnamed files, a hidden temporary name beside the destination is used instead, removed on failure
+// and on SIGINT/SIGTERM/SIGHUP.
 #pragma once
 
 #include <cstddef>
@@ -46,8 +46,8 @@ class AtomicOutputFile {
     void Discard();
     void TakeNameWithoutReplacing();
 
-    std::string path_;   // the name the user gave, for messages
-    std::string target_; // path_ with symbolic links followed: where the file goes
+    std::string path_;     // the name the user gave, for messages
+    std::string target_;   // path_ with symbolic links followed: where the file goes
     std::string tempPath_; // empty while the file has no name
     int fd_ = -1;
     bool committed_ = false;

@@ -252,7 +252,8 @@ int RunDecode(const Args& args) {
     sink->Finish();
     progress.Done();
     if (!quiet && times.repaired() > 0)
-        std::fprintf(stderr, "qzkt decode: %lld frame time%s did not increase and %s moved forward, as ffmpeg does\n",
+        std::fprintf(stderr,
+                     "qzkt decode: %lld frame time%s did not increase and %s moved forward, as ffmpeg does\n",
                      static_cast<long long>(times.repaired()), times.repaired() == 1 ? "" : "s",
                      times.repaired() == 1 ? "was" : "were");
     if (!quiet && sink->copier() != nullptr && !sink->copier()->RepairNote().empty())

@@ -80,7 +80,8 @@ void ParseSize(const std::string& text, int& width, int& height) {
         width < 1 || height < 1 || width > 32767 || height > 32767)
         throw UsageError("--raw takes WIDTHxHEIGHT (each 1..32767), such as 1920x1080, not '" + text + "'");
     if (static_cast<long long>(width) * height > (1LL << 28))
-        throw UsageError("--raw " + text + " is more than 2^28 pixels (268435456), the most a raw frame may have");
+        throw UsageError("--raw " + text +
+                         " is more than 2^28 pixels (268435456), the most a raw frame may have");
 }
 
 AVRational ParseRate(const std::string& text) {

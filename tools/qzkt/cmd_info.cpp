@@ -311,7 +311,7 @@ class MovieReport {
     bool summary_, json_;
     int width_ = 0, height_ = 0;
     int64_t frames_ = 0, damaged_ = 0, totalBytes_ = 0, smallest_ = INT64_MAX, largest_ = 0;
-    int64_t kinds_[4] = {}; // by qzkt_block_kind
+    int64_t kinds_[4] = {};    // by qzkt_block_kind
     std::vector<bool> intact_; // each frame read, in order
 };
 

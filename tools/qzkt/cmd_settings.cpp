@@ -6,8 +6,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <vector>
 #include <unistd.h>
+#include <vector>
 
 #include <qzkt/qzkt.h>
 
@@ -200,8 +200,7 @@ int RunSettings(const Args& args) {
     errno = 0;
     const qzkt_result shown = qzkt_settings_dialog(&settings, &saved);
     if (shown == QZKT_SETTINGS_NOT_SAVED) throw ToolError(NotSavedText());
-    if (shown != QZKT_OK)
-        throw ToolError("cannot show the settings dialog: " + CompressorResultText(shown));
+    if (shown != QZKT_OK) throw ToolError("cannot show the settings dialog: " + CompressorResultText(shown));
     if (!saved) {
         std::printf("settings unchanged\n");
         return kExitOK;

@@ -29,7 +29,9 @@ std::string SettingsFileProblem() {
     errno = 0;
     if (qzkt_check_settings_file() == QZKT_OK) return "";
     const int error = errno;
-    const std::string reason = error == EINVAL ? "not a regular file" : error != 0 ? std::strerror(error) : "unknown error";
+    const std::string reason = error == EINVAL ? "not a regular file"
+                               : error != 0    ? std::strerror(error)
+                                               : "unknown error";
     return std::string("cannot read ") + qzkt_settings_folder() + "KELPreferences.dat: " + reason;
 }
 

@@ -1,6 +1,6 @@
-// Which names the tool may write its outputs to, and whether an existing output may be replaced. Finished outputs take their name by replacing
-// whatever had it (see atomic_output_file.h), so two kinds of name are refused, before
-// anything is written and again just before an output takes its name:
+// Which names the tool may write its outputs to, and whether an existing output may be replaced. Finished
+// outputs take their name by replacing whatever had it (see atomic_output_file.h), so two kinds of name are
+// refused, before anything is written and again just before an output takes its name:
 //   - a file this run reads, under any of its names: the same name, a hard link, a symbolic
 //     link or another spelling of the path (same device and inode). Replacing it would
 //     destroy the input the output is made from.
