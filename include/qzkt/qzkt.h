@@ -60,7 +60,9 @@
    QZKT_CODEC_ERROR and qzkt_last_problem says why. Each name
    ("/dev/shm/sem.kelstart_<pid>_<n>") is removed right after its semaphore is opened, so
    only a process killed in that instant (microseconds, once per process) can leave one
-   behind; the next process with that id removes it. A name that another process has taken
+   behind, and the next process that opens the compressor removes such names once they are
+   a few seconds old (glibc's own temporary "sem.XXXXXX", made inside sem_open, can be left
+   by a kill inside that call and is not touched). A name that another process has taken
    (the same id in another PID namespace sharing /dev/shm) is skipped for the next number.
    A child made with fork() gets a pool of its own: encoders it opens after the fork make
    their own semaphores, and the parent's pool is unaffected (an encoder the child inherited

@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <semaphore.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -57,6 +60,24 @@ void RemoveName(const char* name) {
     sem_unlink(name);
 }
 
+// Names that processes killed in the instant between an open and its removal left behind.
+// No process ever opens an existing "kelstart_" name (each is created exclusively, and its
+// semaphore works without its name), so removing one never harms its maker, even a live one
+// in another PID namespace; only names some seconds old are taken, to be sure they are debris.
+void RemoveLeftOverNames() {
+    const time_t now = time(nullptr);
+    DIR* shm = opendir("/dev/shm");
+    if (shm == nullptr) return;
+    while (const dirent* entry = readdir(shm)) {
+        if (std::strncmp(entry->d_name, "sem.kelstart_", 13) != 0) continue;
+        struct stat st;
+        if (fstatat(dirfd(shm), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode) &&
+            now - st.st_ctime > 2)
+            unlinkat(dirfd(shm), entry->d_name, 0);
+    }
+    closedir(shm);
+}
+
 // The codec ends the process with exit(-1) when a semaphore cannot be made; the check above
 // makes that all but impossible, and should /dev/shm fill up in the instant between, this
 // says why the process ended.
@@ -77,6 +98,7 @@ OSErr LoadCompressorBundle() {
     }
     static const bool reportRegistered = on_exit(ReportExitDuringLoad, nullptr) == 0;
     (void)reportRegistered;
+    RemoveLeftOverNames();
     g_loading = true;
     LoadDXT24WorkerSlots(RemoveName);
     g_loading = false;

@@ -12,7 +12,8 @@
 // semaphores (it exists, is writable, has room for them), so that a machine without them gets
 // codecErr and a problem text instead of the codec's exit at load. Each semaphore's name is
 // removed right after its open: the semaphores keep working, and /dev/shm keeps nothing of
-// this process. noErr once loaded.
+// this process. Names left by processes killed in that instant (a few seconds old) are
+// removed first. noErr once loaded.
 OSErr LoadCompressorBundle();
 
 // Why the last LoadCompressorBundle on this thread failed, such as "cannot create the DXT24

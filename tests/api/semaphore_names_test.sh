@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A program linked with libqzkt leaves no "kelstart_<pid>_<n>" semaphore name in /dev/shm:
-# each name is gone right after its semaphore opens, and nothing is left after a normal exit
-# or a SIGKILL. Where /dev/shm cannot hold the semaphores (sem_open failing, as the preloaded
+# each name is gone right after its semaphore opens, nothing is left after a normal exit or a
+# SIGKILL, and names that killed processes left are removed by the next encoder. Where /dev/shm cannot hold the semaphores (sem_open failing, as the preloaded
 # shim makes it), opening an encoder fails with a result and a problem text instead of ending
 # the process.
 # Usage: semaphore_names_test.sh <semaphore_host binary> <sem_open_fails library> [label]
@@ -25,6 +25,19 @@ for mode in exit kill; do
     find /dev/shm -maxdepth 1 -name "sem.kelstart_${pid}_*" -delete
   fi
 done
+
+# A name a killed process left (pid 0 is no process's) goes once it is a few seconds old.
+debris=/dev/shm/sem.kelstart_0_1
+: >"$debris"
+sleep 3
+"$host" exit >/dev/null
+if [ -e "$debris" ]; then
+  echo "FAILED: $debris, left by a killed process, was not removed" >&2
+  rm -f "$debris"
+  failures=$((failures + 1))
+else
+  echo "$label: a name left by a killed process was removed"
+fi
 
 said=$(ASAN_OPTIONS="${ASAN_OPTIONS:-}:verify_asan_link_order=0" LD_PRELOAD="$shim" SEM_OPEN_FAILS_WITH=30 \
   "$host" exit 2>&1 >/dev/null)
