@@ -6,6 +6,7 @@
 #include <qzkt/qzkt.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace {
 
@@ -152,6 +153,30 @@ TEST_F(GstDecoderTest, EmptyAndShortBuffersAreDamagedFramesNotCallerMistakes) {
         EXPECT_NE(result.status, 0) << size;
         EXPECT_NE((result.err + Output()).find("Damaged QZKT frame"), std::string::npos) << size;
     }
+}
+
+TEST_F(GstDecoderTest, ScanningAndDecodingNeedNoDevShm) {
+    // /dev/shm full or read-only (every sem_open fails): a fresh plugin scan still registers
+    // both elements, and a decode pipeline plays, since only encoding makes semaphores.
+    WriteRawClip("clip.argb", 37, 29, 3);
+    ToolEncode("clip.argb", "clip.mov", 37, 29, {});
+    const Bytes reference = ToolDecode("clip.mov");
+    const char* preload = std::getenv("LD_PRELOAD");
+    setenv("LD_PRELOAD", ((preload != nullptr ? std::string(preload) + " " : "") + SEM_OPEN_FAILS_LIBRARY).c_str(),
+           1);
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS", ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0").c_str(),
+           1);
+    setenv("GST_REGISTRY", Path("fresh-registry.bin").c_str(), 1);
+    setenv("SEM_OPEN_FAILS_WITH", "30", 1); // EROFS
+    const RunResult scanned = Run({"gst-inspect-1.0", "qzkt"}, "", "inspect.txt");
+    const RunResult decoded = Launch(DecodePipeline("clip.mov"));
+    unsetenv("SEM_OPEN_FAILS_WITH");
+    EXPECT_EQ(scanned.status, 0) << scanned.err;
+    const Bytes inspect = ReadFile(Path("inspect.txt"));
+    EXPECT_NE(std::string(inspect.begin(), inspect.end()).find("qzktdec"), std::string::npos);
+    EXPECT_EQ(decoded.status, 0) << decoded.err;
+    EXPECT_TRUE(ReadFile(Path("decoded.argb")) == reference);
 }
 
 TEST_F(GstDecoderTest, Dxt1WithHardwareRendererFailsClearlyWithoutAGpu) {
