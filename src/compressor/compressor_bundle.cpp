@@ -60,16 +60,19 @@ void RemoveName(const char* name) {
     sem_unlink(name);
 }
 
-// Names that processes killed in the instant between an open and its removal left behind.
-// No process ever opens an existing "kelstart_" name (each is created exclusively, and its
-// semaphore works without its name), so removing one never harms its maker, even a live one
-// in another PID namespace; only names some seconds old are taken, to be sure they are debris.
+// Names that processes killed in the instant between an open and its removal left behind
+// (the slots' and the probe's). No process ever opens an existing one of these names (each is
+// created exclusively, and its semaphore works without its name), so removing one never
+// harms its maker, even a live one in another PID namespace; only names some seconds old are
+// taken, to be sure they are debris.
 void RemoveLeftOverNames() {
     const time_t now = time(nullptr);
     DIR* shm = opendir("/dev/shm");
     if (shm == nullptr) return;
     while (const dirent* entry = readdir(shm)) {
-        if (std::strncmp(entry->d_name, "sem.kelstart_", 13) != 0) continue;
+        if (std::strncmp(entry->d_name, "sem.kelstart_", 13) != 0 &&
+            std::strncmp(entry->d_name, "sem.kelprobe_", 13) != 0)
+            continue;
         struct stat st;
         if (fstatat(dirfd(shm), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode) &&
             now - st.st_ctime > 2)
@@ -83,7 +86,9 @@ void RemoveLeftOverNames() {
 // says why the process ended.
 void ReportExitDuringLoad(int status, void*) {
     if (!g_loading.load() || status != -1) return;
-    std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, kSemaphoreProblem);
+    const int error = errno; // sem_open's, unless a handler that ran before changed it
+    std::fprintf(stderr, "%s: %s%s%s\n", program_invocation_short_name, kSemaphoreProblem,
+                 error != 0 ? ": " : "", error != 0 ? std::strerror(error) : "");
 }
 
 } // namespace

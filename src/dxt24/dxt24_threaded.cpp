@@ -101,8 +101,9 @@ namespace {
 // stop, and across fork(): the slots, g_threadIds and the state below are touched only under it.
 std::mutex g_poolMutex;
 
-bool g_slotsConstructed = false;     // the storage holds slots (this process's or a parent's)
-std::atomic<bool> g_slotsOwn{false}; // ... and this process loaded them
+bool g_slotsConstructed = false;         // the storage holds slots (this process's or a parent's)
+std::atomic<bool> g_slotsOwn{false};     // ... and this process loaded them
+std::atomic<bool> g_slotsLoading{false}; // a load is under way (a failed one ends the process)
 
 // Every worker this process started (SetupThreads and the first multi-threaded call each
 // start a set), so that exit can stop them all.
@@ -150,7 +151,10 @@ void DestroySlots() {
 }
 
 // Registered at the first load: the workers stop, then the slots close their semaphores.
+// Nothing is done when the process ends inside a load (a semaphore that could not be made, in
+// a forked child's second load): the loading thread holds the pool, and waiting would hang.
 void UnloadAtExit() {
+    if (g_slotsLoading) return;
     const std::lock_guard<std::mutex> lock(g_poolMutex); // waits for a frame on the pool
     if (!g_slotsConstructed) return;
     if (g_slotsOwn) StopWorkers();
@@ -196,14 +200,14 @@ void LoadDXT24WorkerSlots(KELSemaphoreOpenedProc opened) {
 
     KELSemaphore::semaphoreCount = 0;
     g_semaphoreOpened = opened;
+    g_slotsLoading = true;
     for (int i = 0; i < kMaxDXT24Threads; ++i)
         new (&g_threadInfos[i]) ThreadInfo();
+    g_slotsLoading = false;
     g_semaphoreOpened = nullptr;
     g_slotsConstructed = true;
     g_slotsOwn = true;
 
-    // Only once the slots exist: a failed load ends the process inside the loop above while
-    // this thread holds the pool, and an exit handler that waited for the pool would hang.
     static bool exitHandlerRegistered = false;
     if (!exitHandlerRegistered) {
         std::atexit(UnloadAtExit);
