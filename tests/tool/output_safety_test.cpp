@@ -48,14 +48,23 @@ bool HoldsFileIn(pid_t pid, const std::string& folder) {
 
 } // namespace
 
-TEST_F(ToolTest, RefusesOutputsThatAreInputsOrNotFiles) {
+// Writes clip.argb, three 16x8 frames, and x.mov, their movie; returns the frames (empty when
+// the encode failed, which fails the test).
+Bytes ToolTest::WriteClipAndMovie() {
     Bytes clip;
     for (int i = 0; i < 3; ++i) {
         const Bytes frame = ClipFrame(kWidth, kHeight, i);
         clip.insert(clip.end(), frame.begin(), frame.end());
     }
     WriteFile(Path("clip.argb"), clip);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"}).status, 0);
+    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"});
+    EXPECT_EQ(encoded.status, 0) << encoded.err;
+    return encoded.status == 0 ? clip : Bytes();
+}
+
+TEST_F(ToolTest, RefusesOutputsThatAreInputsOrNotFiles) {
+    const Bytes clip = WriteClipAndMovie();
+    ASSERT_FALSE(clip.empty());
     MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=5:duration=0.6", "-c:v",
              "ffv1", "a.mkv"});
     MustRun({"ffmpeg", "-v", "error", "-i", "a.mkv", "in_%03d.png"});
@@ -234,13 +243,8 @@ TEST_F(ToolTest, WriteErrorsFailWithOneLineAndLeaveNothing) {
 }
 
 TEST_F(ToolTest, WithoutYesNoFileIsEverReplaced) {
-    Bytes clip;
-    for (int i = 0; i < 3; ++i) {
-        const Bytes frame = ClipFrame(kWidth, kHeight, i);
-        clip.insert(clip.end(), frame.begin(), frame.end());
-    }
-    WriteFile(Path("clip.argb"), clip);
-    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"}).status, 0);
+    const Bytes clip = WriteClipAndMovie();
+    ASSERT_FALSE(clip.empty());
     const Bytes theirs = {'t', 'h', 'e', 'i', 'r', 's'};
 
     // An image sequence: every image the run will write is checked before the first one.

@@ -56,6 +56,9 @@ class ToolTest : public testing::Test {
     // sample and four_and_a_bit.mov 20 bytes into the fifth. Returns clip.mov's samples.
     std::vector<Bytes> WriteCutMovies();
 
+    // Writes clip.argb (three 16x8 frames) and x.mov, its movie (output_safety_test.cpp).
+    Bytes WriteClipAndMovie();
+
     // What ffprobe must see in every movie the tool writes: a QuickTime movie with one
     // video track tagged 'QZKT' of this size, frame count and rate, every sample a key frame.
     void ExpectQZKTMovie(const std::string& movie, int width, int height, int frames,
