@@ -178,10 +178,9 @@ TEST_F(ToolTest, WithoutDevShmOnlyEncodingStopsAndSaysWhy) {
     const char* reasons[] = {"No space left on device", "Read-only file system"};
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(encodes[i].status, 1);
-        EXPECT_EQ(encodes[i].err,
-                  std::string("qzkt encode: cannot read the compression settings: cannot create "
-                              "the DXT24 encoder's named semaphores in /dev/shm: ") +
-                      reasons[i] + "\n");
+        EXPECT_EQ(encodes[i].err, std::string("qzkt encode: cannot open the QZKT compressor: cannot create "
+                                              "the DXT24 encoder's named semaphores in /dev/shm: ") +
+                                      reasons[i] + "\n");
     }
     EXPECT_FALSE(std::ifstream(Path("again.mov")).good());
 }

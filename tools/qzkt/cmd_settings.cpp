@@ -156,7 +156,7 @@ int RunSettings(const Args& args) {
 
     qzkt_settings settings;
     const qzkt_result read = qzkt_read_settings(&settings);
-    if (read != QZKT_OK) throw ToolError("cannot read the settings: " + CompressorResultText(read));
+    if (read != QZKT_OK) throw ToolError(CompressorFailure("cannot read the settings", read));
     // A file that exists but cannot be read is never shown as if it held the defaults, and is
     // replaced only by a --set that gives every setting: the rest would be guesses.
     const std::string unreadable = SettingsFileProblem();
@@ -200,7 +200,7 @@ int RunSettings(const Args& args) {
     errno = 0;
     const qzkt_result shown = qzkt_settings_dialog(&settings, &saved);
     if (shown == QZKT_SETTINGS_NOT_SAVED) throw ToolError(NotSavedText());
-    if (shown != QZKT_OK) throw ToolError("cannot show the settings dialog: " + CompressorResultText(shown));
+    if (shown != QZKT_OK) throw ToolError(CompressorFailure("cannot show the settings dialog", shown));
     if (!saved) {
         std::printf("settings unchanged\n");
         return kExitOK;

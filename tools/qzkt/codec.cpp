@@ -20,9 +20,10 @@ std::string SizeText(int width, int height) {
 
 } // namespace
 
-std::string CompressorResultText(qzkt_result result) {
+std::string CompressorFailure(const std::string& doing, qzkt_result result) {
     const char* problem = qzkt_last_problem();
-    return problem[0] != '\0' ? problem : qzkt_result_text(result);
+    if (problem[0] != '\0') return std::string("cannot open the QZKT compressor: ") + problem;
+    return doing + ": " + qzkt_result_text(result);
 }
 
 std::string SettingsFileProblem() {
@@ -38,8 +39,7 @@ std::string SettingsFileProblem() {
 qzkt_settings ResolveSettings(const SettingsChoice& choice) {
     qzkt_settings settings{};
     const qzkt_result read = qzkt_read_settings(&settings);
-    if (read != QZKT_OK)
-        throw ToolError("cannot read the compression settings: " + CompressorResultText(read));
+    if (read != QZKT_OK) throw ToolError(CompressorFailure("cannot read the compression settings", read));
     if (choice.alpha >= 0) settings.alpha = choice.alpha;
     if (choice.dxt24 >= 0) settings.dxt24 = choice.dxt24;
     if (choice.noLZF >= 0) settings.no_lzf = choice.noLZF;
@@ -78,8 +78,8 @@ std::string DescribeSettings(const qzkt_settings& s) {
 FrameEncoder::FrameEncoder(int width, int height, const qzkt_settings* settings) {
     const qzkt_result created = qzkt_encoder_create(width, height, settings, &encoder_);
     if (created != QZKT_OK)
-        throw ToolError("cannot open the QZKT compressor for " + SizeText(width, height) +
-                        " frames: " + CompressorResultText(created));
+        throw ToolError(CompressorFailure(
+            "cannot open the QZKT compressor for " + SizeText(width, height) + " frames", created));
     qzkt_settings used{};
     qzkt_encoder_settings(encoder_, &used);
     maxFrameSize_ = qzkt_max_frame_size(width, height, &used);

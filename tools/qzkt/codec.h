@@ -25,9 +25,10 @@ struct SettingsChoice {
     bool All() const { return alpha >= 0 && dxt24 >= 0 && noLZF >= 0 && threadSetting >= 0; }
 };
 
-// What went wrong in a call that opened the compressor: the library's problem text when it
-// has one (such as why /dev/shm cannot hold the encoder's semaphores), else the result's text.
-std::string CompressorResultText(qzkt_result result);
+// The line for a call that opened the compressor and failed: "cannot open the QZKT compressor:
+// " and the library's problem text when it has one (such as why /dev/shm cannot hold the
+// encoder's semaphores), else "DOING: " and the result's text.
+std::string CompressorFailure(const std::string& doing, qzkt_result result);
 
 // "cannot read FOLDER/KELPreferences.dat: REASON" when the settings file exists but cannot
 // be read (the compressor then uses the defaults); "" when it can, or when there is none.
