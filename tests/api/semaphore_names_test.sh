@@ -26,8 +26,8 @@ for mode in exit kill; do
   fi
 done
 
-# A name a killed process left (pid 0 is no process's) goes once it is a few seconds old.
-debris=/dev/shm/sem.kelstart_0_1
+# A name a killed process left goes once it is a few seconds old.
+debris=/dev/shm/sem.kelstart_0_$$ # pid 0 is nobody; $$ keeps parallel runs apart
 : >"$debris"
 sleep 3
 "$host" exit >/dev/null
