@@ -2,11 +2,11 @@
 //
 // The bytes go to a file without a name in the destination's folder (O_TMPFILE), which
 // vanishes by itself if the process dies, even by SIGKILL; Commit() gives it its name in one
-// step, replacing any older file of that name only with -y (output_check.h): without it, a file
-// that took the name meanwhile is kept and the commit fails. An output named by a symbolic link
-// is written through it, as ffmpeg does: the link stays, the file it names is replaced. Where the file system
-// has no unnamed files, a hidden temporary name beside the destination is used instead, removed on failure
-// and on SIGINT/SIGTERM/SIGHUP.
+// step, replacing an older file of that name only with -y (output_check.h): without it, a
+// file that took the name meanwhile is kept and the commit fails. An output named by a
+// symbolic link is written through it, as ffmpeg does: the link stays, and the file it names
+// gets the output. Where the file system has no unnamed files, a hidden temporary name beside
+// the destination is used instead, removed on failure and on SIGINT/SIGTERM/SIGHUP.
 #pragma once
 
 #include <cstddef>

@@ -252,10 +252,8 @@ class MediaSource : public FrameSource {
         // for an input that has its own times numbers the frames at that rate.
         int64_t pts = retime_ ? delivered_ : f->best_effort_timestamp;
         const int64_t period = av_rescale_q(1, av_inv_q(frameRate_), timeBase_);
-        if (pts == AV_NOPTS_VALUE) pts = havePts_ ? lastPts_ + (period > 0 ? period : 1) : 0;
-        if (havePts_ && pts <= lastPts_) pts = lastPts_ + 1; // timestamps must keep increasing
-        lastPts_ = pts;
-        havePts_ = true;
+        if (pts == AV_NOPTS_VALUE) pts = times_.started() ? times_.last() + (period > 0 ? period : 1) : 0;
+        pts = times_.Next(pts); // timestamps must keep increasing
 
         out.data = argb_.data();
         out.rowBytes = width_ * 4;
@@ -274,8 +272,7 @@ class MediaSource : public FrameSource {
     AvPacketPtr packet_ = NewPacket();
     PixelConverter converter_;
     FrameBytes argb_;
-    int64_t lastPts_ = 0;
-    bool havePts_ = false;
+    IncreasingTimes times_;
 
     static const int kMostErrorsInARow = 100;
     bool exactCount_ = false;         // expectedFrames_ is a stored count, not from a duration

@@ -36,6 +36,8 @@ class IncreasingTimes {
         return last_ = pts;
     }
     int64_t repaired() const { return repaired_; }
+    bool started() const { return started_; }
+    int64_t last() const { return last_; }
 
   private:
     bool started_ = false;
