@@ -6,7 +6,7 @@
 
 #include "input_file.h"
 #include "pixel/bmp_file.h"
-#include "stream/little_endian.h"
+#include "platform/little_endian.h"
 
 BitmapRun RunBitmapInput(const uint8_t* data, size_t size) {
     BitmapRun run;

@@ -12,12 +12,12 @@
 
 #include "compressor/compressor_component.h"
 #include "compressor/compressor_settings.h"
+#include "host/host_compression.h"
 #include "pixel/bmp_file.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
+#include "platform/little_endian.h"
 #include "platform/preferences_directory.h"
 #include "qzkt_movie.h"
-#include "stream/little_endian.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "decompressor/decompressor_component.h"
 #include "fuzz_common.h"
-#include "platform/host_decompression.h"
-#include "stream/little_endian.h"
+#include "host/host_decompression.h"
+#include "platform/little_endian.h"
 
 namespace {
 

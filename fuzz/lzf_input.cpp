@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "stream/little_endian.h"
+#include "platform/little_endian.h"
 #include "stream/lzf_unpack.h"
 
 namespace {

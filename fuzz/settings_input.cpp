@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "compressor/compressor_component.h"
+#include "host/host_compression.h"
 #include "input_file.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
 #include "platform/memory_manager.h"
 #include "platform/preferences_directory.h"
 #include "stream/kel_frame_check.h"

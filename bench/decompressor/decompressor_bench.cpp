@@ -11,9 +11,9 @@
 #include "baseline.h"
 #include "compressor/compressor_component.h"
 #include "decompressor/decompressor_component.h"
+#include "host/host_compression.h"
+#include "host/host_decompression.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
-#include "platform/host_decompression.h"
 #include "platform/preferences_directory.h"
 
 namespace {

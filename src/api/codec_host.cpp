@@ -4,7 +4,7 @@
 #include "compressor/compressor_bundle.h"
 #include "compressor/compressor_component.h"
 #include "decompressor/decompressor_component.h"
-#include "platform/host_decompression.h"
+#include "host/host_decompression.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "codec_host.h"
-#include "platform/host_decompression.h"
+#include "host/host_decompression.h"
 
 struct qzkt_decoder {
     HostDecompression* decompression = nullptr;

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "codec_host.h"
-#include "platform/host_compression.h"
+#include "host/host_compression.h"
 
 struct qzkt_encoder {
     HostCompression* compression = nullptr;

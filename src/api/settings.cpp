@@ -10,7 +10,7 @@
 
 #include "codec_host.h"
 #include "dxt24/dxt24_threaded.h"
-#include "platform/host_compression.h"
+#include "host/host_compression.h"
 #include "platform/system_info.h"
 #include "settings_file.h"
 #include "settings_folder.h"

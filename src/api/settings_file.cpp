@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "stream/little_endian.h"
+#include "platform/little_endian.h"
 
 const char kSettingsFileName[] = "KELPreferences.dat";
 

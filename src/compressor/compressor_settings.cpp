@@ -7,10 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/little_endian.h"
 #include "platform/memory_manager.h"
 #include "platform/preferences_directory.h"
 #include "stream/kel_settings.h"
-#include "stream/little_endian.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 
 #include "dxt24/dxt24_decode.h"
 #include "gl_frame_render.h"
+#include "platform/little_endian.h"
+#include "platform/mac_types.h"
 #include "stream/kel_header.h"
-#include "stream/little_endian.h"
 #include "stream/lzf_unpack.h"
 
 namespace {
 
-const int kMemFullErr = -108;
 const unsigned char kLZF = 1;
 
 // The main block buffer, kept per thread from one frame to the next and cleared before each.
@@ -96,12 +96,11 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     if (blockKind > 1 && alpha == 0) capacity = blocks * static_cast<int32_t>(kDXT24BlockBytes);
 
     unsigned char* blocksBuffer = t_blockBuffer.Zeroed(static_cast<size_t>(std::max(capacity, 1)));
-    if (blocksBuffer == nullptr) return kMemFullErr;
+    if (blocksBuffer == nullptr) return memFullErr;
     unsigned char* planeBuffer = nullptr;
     if (planeSize > 0) {
         planeBuffer = static_cast<unsigned char*>(std::calloc(static_cast<size_t>(planeSize), 1));
-        if (planeBuffer == nullptr)
-            return kMemFullErr; // the block buffer is kept, as on every path
+        if (planeBuffer == nullptr) return memFullErr; // the block buffer is kept, as on every path
     }
 
     const uint32_t headerSize = ReadLE32(frame + kKELHeaderSizeOffset);

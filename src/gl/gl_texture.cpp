@@ -31,6 +31,14 @@ const FormatInfo& Info(GLTexture::PixelFormat format) {
     return kFormats[format];
 }
 
+bool IsNameResident(GLuint name) {
+    GLboolean resident = GL_FALSE;
+    // When every texture is resident the driver returns true and leaves `resident` alone.
+    return glAreTexturesResident(1, &name, &resident) == GL_TRUE;
+}
+
+} // namespace
+
 // Counted in 64 bits so that no side can overflow it; a side above 2^30 (no renderer takes
 // one) gets the largest int, which GL refuses like any other oversized texture.
 int NextPowerOfTwo(int size) {
@@ -39,14 +47,6 @@ int NextPowerOfTwo(int size) {
         power *= 2;
     return power <= INT32_MAX ? static_cast<int>(power) : INT32_MAX;
 }
-
-bool IsNameResident(GLuint name) {
-    GLboolean resident = GL_FALSE;
-    // When every texture is resident the driver returns true and leaves `resident` alone.
-    return glAreTexturesResident(1, &name, &resident) == GL_TRUE;
-}
-
-} // namespace
 
 GLTexture& GLTexture::Reset() {
     target = 0;

@@ -13,6 +13,10 @@
 
 class GLExtensions;
 
+// The smallest power of two at or above size (1 for 0 and below): the side of the 2D texture
+// that holds a picture of that side. INT32_MAX for sides above 2^30.
+int NextPowerOfTwo(int size);
+
 // Loads a texture matrix that maps texture coordinates 0..1 onto the filled area of a texture:
 // a scale by source / texture size on GL_TEXTURE_2D, by the source size in texels on other
 // (rectangle) targets. Shared by GLTexture and GLFBOClass.

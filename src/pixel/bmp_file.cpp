@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "stream/little_endian.h"
+#include "platform/little_endian.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
+#include "platform/mac_types.h"
 
-const int kMemFullErr = -108;
+namespace {
 
 // Planes must read as zero, and the codec never writes them (they exist for hosts that
 // expect them). calloc would give that, but once the process has freed a large block
@@ -66,16 +66,16 @@ int callocInternalPixelBuffer(uint32_t width, uint32_t height, InternalPixelBuff
 
     buffer->yRowBytes = RoundUpTo16(width);
     buffer->y = AllocateZeroed(static_cast<size_t>(buffer->yRowBytes) * height);
-    if (buffer->y == nullptr) return kMemFullErr;
+    if (buffer->y == nullptr) return memFullErr;
 
     buffer->uRowBytes = RoundUpTo16(width / 2);
     buffer->vRowBytes = buffer->uRowBytes;
     const uint32_t chromaBytes = (buffer->uRowBytes * height) / 2;
 
     buffer->u = AllocateZeroed(chromaBytes);
-    if (buffer->u == nullptr) return kMemFullErr;
+    if (buffer->u == nullptr) return memFullErr;
     buffer->v = AllocateZeroed(chromaBytes);
-    if (buffer->v == nullptr) return kMemFullErr;
+    if (buffer->v == nullptr) return memFullErr;
     return 0;
 }
 

@@ -1,14 +1,11 @@
-// Elapsed-time timer over CLOCK_MONOTONIC, whose ticks are nanoseconds.
+// Elapsed-time timer over the platform's Mach-style tick counter and its timebase.
 #include "kel_timer.h"
 
-#include <ctime>
 #include <mutex>
 
-namespace {
+#include "platform/mach_time.h"
 
-// The counter's timebase, as numerator / denominator nanoseconds per tick.
-const double kTimebaseNumer = 1.0;
-const double kTimebaseDenom = 1.0;
+namespace {
 
 std::once_flag firstTimeOnce;
 
@@ -18,9 +15,7 @@ bool KELTimer::g_firstTime = false;
 double KELTimer::g_conversion = 0.0;
 
 uint64_t KELAbsoluteTime() {
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<uint64_t>(ts.tv_sec) * 1000000000u + static_cast<uint64_t>(ts.tv_nsec);
+    return mach_absolute_time();
 }
 
 KELTimer::KELTimer() {
@@ -28,7 +23,9 @@ KELTimer::KELTimer() {
     // constructions safe without changing the value.
     std::call_once(firstTimeOnce, [] {
         g_firstTime = true;
-        g_conversion = kTimebaseNumer / kTimebaseDenom * 1e-9;
+        mach_timebase_info_data_t timebase{1, 1};
+        mach_timebase_info(&timebase);
+        g_conversion = static_cast<double>(timebase.numer) / timebase.denom * 1e-9;
     });
     start = KELAbsoluteTime();
 }

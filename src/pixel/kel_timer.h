@@ -20,5 +20,6 @@ class KELTimer {
     static double g_conversion; // seconds per tick
 };
 
-// The monotonic tick counter behind KELTimer: nanoseconds on Linux (timebase 1/1).
+// The monotonic tick counter behind KELTimer: the platform's mach_absolute_time (nanoseconds
+// on Linux, timebase 1/1).
 uint64_t KELAbsoluteTime();

@@ -1,7 +1,7 @@
 // Building and parsing the dialog resource layouts.
 #include "dialog_resources.h"
 
-#include "stream/little_endian.h"
+#include "little_endian.h"
 
 namespace {
 

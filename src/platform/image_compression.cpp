@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "component_manager.h"
+#include "little_endian.h"
 #include "memory_manager.h"
-#include "stream/little_endian.h"
 
 struct ICMCompressionSessionOptionsObject : CFObject {
     ICMCompressionSessionOptionsObject() : CFObject(kICMCompressionSessionOptionsTypeIDValue) {}

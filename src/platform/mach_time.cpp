@@ -1,10 +1,12 @@
-// Mach-style ticks over the pixel utilities' monotonic clock, so both count the same ticks.
+// Mach-style ticks over CLOCK_MONOTONIC, whose ticks are nanoseconds (timebase 1/1).
 #include "mach_time.h"
 
-#include "pixel/kel_timer.h"
+#include <ctime>
 
 uint64_t mach_absolute_time() {
-    return KELAbsoluteTime();
+    timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<uint64_t>(ts.tv_sec) * 1000000000u + static_cast<uint64_t>(ts.tv_nsec);
 }
 
 int mach_timebase_info(mach_timebase_info_t info) {

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "little_endian.h"
+#include "platform/little_endian.h"
 
 void WriteKELHeader(uint8_t* dst, const KELHeader& header) {
     std::memset(dst, 0, kKELHeaderSize);

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "little_endian.h"
+#include "platform/little_endian.h"
 
 void WriteKELSettingsRecord(uint8_t* dst, const KELSettingsValues& values) {
     std::memcpy(dst, kKELSettingsTag, sizeof kKELSettingsTag);

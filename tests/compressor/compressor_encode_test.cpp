@@ -13,8 +13,8 @@
 
 #include "compressor_fixture.h"
 #include "dxt24/dxt24_image.h"
+#include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
 #include "platform/image_compression.h"
 #include "platform/memory_manager.h"
 #include "stream/kel_header.h"

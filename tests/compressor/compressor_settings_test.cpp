@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "compressor_fixture.h"
-#include "platform/host_compression.h"
+#include "host/host_compression.h"
 #include "platform/memory_manager.h"
 #include "resources/compressor_resources.h"
 #include "stream/kel_header.h"

@@ -10,8 +10,8 @@
 
 #include "compressor/compressor_component.h"
 #include "dxt24/dxt24_threaded.h"
+#include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
 #include "platform/preferences_directory.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "compressor/compressor_component.h"
-#include "platform/host_compression.h"
+#include "host/host_compression.h"
 #include "platform/preferences_directory.h"
 
 int main(int argc, char** argv) {

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "decompressor/decompressor_component.h"
-#include "platform/host_decompression.h"
+#include "host/host_decompression.h"
 #include "platform/image_compression.h"
 #include "platform/memory_manager.h"
 #include "reference_decoder.h"

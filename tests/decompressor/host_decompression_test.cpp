@@ -4,9 +4,9 @@
 
 #include "decompressor/decompressor_component.h"
 #include "gl/gl_context.h"
-#include "platform/host_decompression.h"
+#include "host/host_decompression.h"
+#include "platform/little_endian.h"
 #include "reference_decoder.h"
-#include "stream/little_endian.h"
 
 namespace {
 

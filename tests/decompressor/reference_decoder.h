@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "compressor/compressor_component.h"
+#include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_compression.h"
 #include "platform/preferences_directory.h"
 #include "stream/kel_header.h"
 #include "support/reference_pictures.h"

@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "decompressor/decompressor_component.h"
+#include "host/host_decompression.h"
 #include "pixel/synthetic_image.h"
-#include "platform/host_decompression.h"
 #include "reference_decoder.h"
 
 TEST(DecompressorRoundTrip, EveryKindSizeAndStrideDecodesToItsReference) {

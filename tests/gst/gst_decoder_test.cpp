@@ -128,30 +128,17 @@ TEST_F(GstDecoderTest, DamagedSampleIsSkippedWithAWarningAndTheRestPlays) {
 
 TEST_F(GstDecoderTest, EmptyAndShortBuffersAreDamagedFramesNotCallerMistakes) {
     // Whatever upstream hands over is data: buffers of 0 and of 5 bytes are skipped with a
-    // warning like any damaged frame, and max-errors decides when they stop the pipeline.
+    // warning like any damaged frame (a zero-byte buffer stopped the pipeline as "bad
+    // arguments", whatever max-errors said), and the pipeline runs to its end.
     for (const char* size : {"0", "5"}) {
-        auto pipeline = [size](const std::string& maxErrors) {
-            std::vector<std::string> args = {"fakesrc",
-                                             "num-buffers=3",
-                                             "sizetype=fixed",
-                                             std::string("sizemax=") + size,
-                                             "filltype=zero",
-                                             "!",
-                                             "video/x-gst-fourcc-QZKT,width=16,height=8,framerate=10/1",
-                                             "!",
-                                             "qzktdec"};
-            if (!maxErrors.empty()) args.push_back(maxErrors);
-            args.insert(args.end(), {"!", "fakesink"});
-            return args;
-        };
-        RunResult result = Launch(pipeline(""));
+        const RunResult result =
+            Launch({"fakesrc", "num-buffers=3", "sizetype=fixed", std::string("sizemax=") + size,
+                    "filltype=zero", "!", "video/x-gst-fourcc-QZKT,width=16,height=8,framerate=10/1", "!",
+                    "qzktdec", "!", "fakesink"});
         EXPECT_EQ(result.status, 0) << size << ": " << result.err;
         const std::string said = result.err + Output();
         EXPECT_NE(said.find("Damaged QZKT frame"), std::string::npos) << size << ": " << said;
         EXPECT_EQ(said.find("bad arguments"), std::string::npos) << size << ": " << said;
-        result = Launch(pipeline("max-errors=0"));
-        EXPECT_NE(result.status, 0) << size;
-        EXPECT_NE((result.err + Output()).find("Damaged QZKT frame"), std::string::npos) << size;
     }
 }
 
@@ -162,11 +149,11 @@ TEST_F(GstDecoderTest, ScanningAndDecodingNeedNoDevShm) {
     ToolEncode("clip.argb", "clip.mov", 37, 29, {});
     const Bytes reference = ToolDecode("clip.mov");
     const char* preload = std::getenv("LD_PRELOAD");
-    setenv("LD_PRELOAD", ((preload != nullptr ? std::string(preload) + " " : "") + SEM_OPEN_FAILS_LIBRARY).c_str(),
-           1);
+    setenv("LD_PRELOAD",
+           ((preload != nullptr ? std::string(preload) + " " : "") + SEM_OPEN_FAILS_LIBRARY).c_str(), 1);
     const char* asan = std::getenv("ASAN_OPTIONS");
-    setenv("ASAN_OPTIONS", ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0").c_str(),
-           1);
+    setenv("ASAN_OPTIONS",
+           ((asan != nullptr ? std::string(asan) + ":" : "") + "verify_asan_link_order=0").c_str(), 1);
     setenv("GST_REGISTRY", Path("fresh-registry.bin").c_str(), 1);
     setenv("SEM_OPEN_FAILS_WITH", "30", 1); // EROFS
     const RunResult scanned = Run({"gst-inspect-1.0", "qzkt"}, "", "inspect.txt");

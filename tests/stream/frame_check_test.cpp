@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
+#include "platform/little_endian.h"
 #include "stream/kel_frame_check.h"
 #include "stream/kel_header.h"
-#include "stream/little_endian.h"
 #include "stream/lzf_stream_check.h"
 
 namespace {

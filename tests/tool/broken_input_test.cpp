@@ -7,9 +7,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/little_endian.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
-#include "stream/little_endian.h"
 #include "tool_fixture.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "gl/gl_context.h"
+#include "platform/little_endian.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
-#include "stream/little_endian.h"
 #include "tool_fixture.h"
 
 namespace {

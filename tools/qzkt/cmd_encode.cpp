@@ -77,7 +77,7 @@ void ParseSize(const std::string& text, int& width, int& height) {
     char x = 0;
     char extra = 0;
     if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &extra) != 3 || (x != 'x' && x != 'X') ||
-        width < 1 || height < 1 || width > 32767 || height > 32767)
+        width < 1 || height < 1 || width > QZKT_MAX_SIDE || height > QZKT_MAX_SIDE)
         throw UsageError("--raw takes WIDTHxHEIGHT (each 1..32767), such as 1920x1080, not '" + text + "'");
     if (static_cast<long long>(width) * height > (1LL << 28))
         throw UsageError("--raw " + text +
@@ -194,7 +194,7 @@ int RunEncode(const Args& args) {
     CheckOutputName(output); // also against every image of a sequence
     CheckMovieName(output);
     CheckOverwrite(output);
-    if (source->width() > 32767 || source->height() > 32767)
+    if (source->width() > QZKT_MAX_SIDE || source->height() > QZKT_MAX_SIDE)
         throw ToolError(input + " is too large for a QZKT movie");
     source = SelectRange(std::move(source), range);
 

@@ -17,7 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "mac_types.h"
+#include "platform/mac_types.h"
 #include "stream/kel_settings.h"
 
 struct HostCompression;

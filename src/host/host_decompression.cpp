@@ -8,11 +8,12 @@
 #include <new>
 #include <string>
 
+#include "decompressor/gpu_size_rule.h"
 #include "gl/gl_context.h"
 #include "gl/gl_renderer_limits.h"
-#include "image_compression.h"
-#include "image_decompression.h"
-#include "memory_manager.h"
+#include "platform/image_compression.h"
+#include "platform/image_decompression.h"
+#include "platform/memory_manager.h"
 #include "stream/kel_frame_check.h"
 #include "stream/kel_header.h"
 #include "stream/kel_settings.h"
@@ -34,17 +35,6 @@ struct HostDecompression {
 
 namespace {
 
-int64_t RoundUpTo4(int64_t n) {
-    return (n + 3) / 4 * 4;
-}
-
-int64_t NextPowerOfTwo(int64_t n) {
-    int64_t power = 1;
-    while (power < n)
-        power *= 2;
-    return power;
-}
-
 // Whether the decompression's GPU path accepts a software renderer: fixed by its first GPU
 // frame (when its context is made), until then as its renderer choice says.
 bool AcceptsSoftware(const HostDecompression* d) {
@@ -59,41 +49,6 @@ bool AcceptsSoftware(const HostDecompression* d) {
         break;
     }
     return GLContext::AllowsSoftwareRenderer();
-}
-
-std::string SizeText(int64_t width, int64_t height) {
-    return std::to_string(width) + "x" + std::to_string(height);
-}
-
-// Why the GPU path cannot decode this decompression's DXT1/DXT5 frames, or "" when it can: no
-// renderer that the choice accepts, or a texture or render target larger than the renderer
-// takes. The sizes are those the frame renderer asks GL for: the blocks go to a 2D texture of
-// the block-rounded size rounded up to powers of two, and are drawn into a 2D texture of the
-// block-rounded size. (The frame check has declined every other block kind but DXT24's.)
-std::string GPUPathProblem(const HostDecompression* d) {
-    const bool acceptSoftware = AcceptsSoftware(d);
-    const GLRendererLimits& limits = ProbeGLRenderer(acceptSoftware);
-    if (!limits.available)
-        return acceptSoftware ? "no OpenGL renderer, not even a software one"
-                              : "no OpenGL renderer (hardware only was asked for)";
-    const std::string renderer = "the OpenGL renderer (" + limits.renderer + ")";
-    const int64_t blockWidth = RoundUpTo4(d->width), blockHeight = RoundUpTo4(d->height);
-
-    const int64_t textureWidth = NextPowerOfTwo(blockWidth), textureHeight = NextPowerOfTwo(blockHeight);
-    if (textureWidth > limits.maxTextureSize || textureHeight > limits.maxTextureSize)
-        return "the frame needs a " + SizeText(textureWidth, textureHeight) + " texture (" +
-               SizeText(blockWidth, blockHeight) + " rounded up to powers of two); " + renderer +
-               " allows at most " + std::to_string(limits.maxTextureSize) + " a side";
-
-    int64_t targetLimit = limits.maxTextureSize;
-    if (limits.maxRenderbufferSize > 0 && limits.maxRenderbufferSize < targetLimit)
-        targetLimit = limits.maxRenderbufferSize;
-    const int64_t viewportLimit = std::min(limits.maxViewportWidth, limits.maxViewportHeight);
-    if (viewportLimit > 0 && viewportLimit < targetLimit) targetLimit = viewportLimit;
-    if (blockWidth > targetLimit || blockHeight > targetLimit)
-        return "the frame needs a " + SizeText(blockWidth, blockHeight) + " render target; " + renderer +
-               " allows at most " + std::to_string(targetLimit) + " a side";
-    return "";
 }
 
 // Sets the calling thread's renderer policy for the component's calls, and puts the previous
@@ -169,7 +124,7 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     // on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
     if (blockKind != 1) {
-        const std::string gpuProblem = GPUPathProblem(d);
+        const std::string gpuProblem = GPUPathProblem(d->width, d->height, AcceptsSoftware(d));
         if (!gpuProblem.empty()) {
             *d->problem = gpuProblem;
             return codecNoRendererErr;

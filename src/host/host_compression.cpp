@@ -3,9 +3,9 @@
 
 #include <new>
 
-#include "component_manager.h"
-#include "image_compression.h"
-#include "memory_manager.h"
+#include "platform/component_manager.h"
+#include "platform/image_compression.h"
+#include "platform/memory_manager.h"
 #include "stream/kel_header.h"
 
 struct HostCompression {

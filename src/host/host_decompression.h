@@ -29,7 +29,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "mac_types.h"
+#include "platform/mac_types.h"
 
 struct HostDecompression;
 
