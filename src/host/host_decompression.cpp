@@ -2,7 +2,6 @@
 // selectors a host calls per frame.
 #include "host_decompression.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
