@@ -251,13 +251,14 @@ int RunDecode(const Args& args) {
         sink->copier()->EndAt(movie.window().TakenEndMicros(movie.frameRate()));
     sink->Finish();
     progress.Done();
-    if (!quiet && times.repaired() > 0)
-        std::fprintf(stderr,
-                     "qzkt decode: %lld frame time%s did not increase and %s moved forward, as ffmpeg does\n",
-                     static_cast<long long>(times.repaired()), times.repaired() == 1 ? "" : "s",
-                     times.repaired() == 1 ? "was" : "were");
-    if (!quiet && sink->copier() != nullptr && !sink->copier()->RepairNote().empty())
-        std::fprintf(stderr, "qzkt decode: %s\n", sink->copier()->RepairNote().c_str());
+    if (!quiet) {
+        std::string notes[2] = {RepairedTimesNote(times.repaired(), "frame"),
+                                sink->copier() != nullptr
+                                    ? RepairedTimesNote(sink->copier()->repairedTimes(), "audio packet")
+                                    : ""};
+        for (const std::string& note : notes)
+            if (!note.empty()) std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
+    }
     if (!quiet) PrintSummary(frames, width, height, input, *sink, output, rendererUsed, progress.Elapsed());
 
     // A movie cut short in its samples still lists the frames it lost.

@@ -249,7 +249,7 @@ int RunEncode(const Args& args) {
                         (damage.empty() ? "" : " that can be read: " + damage));
     movie.Finish();
     progress.Done();
-    Note(quiet, movie.copier().RepairNote());
+    Note(quiet, RepairedTimesNote(movie.copier().repairedTimes(), "audio packet"));
 
     if (!quiet) PrintSummary(*source, frames, DescribeSettings(settings), output, progress.Elapsed());
     if (!damage.empty()) {

@@ -117,12 +117,6 @@ void StreamCopier::Flush() {
     }
 }
 
-std::string StreamCopier::RepairNote() const {
-    if (repaired_ == 0) return "";
-    return std::to_string(repaired_) + " audio packet time" + (repaired_ == 1 ? "" : "s") +
-           " did not increase and " + (repaired_ == 1 ? "was" : "were") + " moved forward, as ffmpeg does";
-}
-
 // The muxers refuse a decoding time that goes backwards (and, unless the container allows
 // equal ones, one that stands still): such a packet is moved just past the one before, its
 // presentation time with it, as ffmpeg's muxing does. A decoding time after the presentation

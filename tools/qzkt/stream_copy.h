@@ -24,8 +24,8 @@ class StreamCopier {
 
     // One line for each stream left out.
     const std::vector<std::string>& notes() const { return notes_; }
-    // After the copy: how many packet times were repaired (see RepairTimes), or "".
-    std::string RepairNote() const;
+    // How many packet times were repaired so far (see RepairTimes).
+    int64_t repairedTimes() const { return repaired_; }
     // Whether packets of input stream `index` are copied.
     bool Copies(int index) const;
 

@@ -25,6 +25,13 @@ Overwrite OverwriteChoice(const Options& options) {
     return choice;
 }
 
+std::string RepairedTimesNote(int64_t count, const std::string& what) {
+    if (count == 0) return "";
+    return std::to_string(count) + " " + what +
+           (count == 1 ? " time did not increase and was" : " times did not increase and were") +
+           " moved forward, as ffmpeg does";
+}
+
 namespace {
 
 int64_t ParseTime(const std::string& flag, const std::string& text) {

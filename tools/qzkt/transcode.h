@@ -44,6 +44,10 @@ class IncreasingTimes {
     int64_t last_ = 0, repaired_ = 0;
 };
 
+// "N WHAT times did not increase and were moved forward, as ffmpeg does" (singular for one),
+// the note for times repaired as IncreasingTimes and StreamCopier repair them; "" for none.
+std::string RepairedTimesNote(int64_t count, const std::string& what);
+
 // The part of the input to take, as ffmpeg's -ss, -t and -frames:v select it. Times are in
 // microseconds from the start of the input.
 struct TimeRange {
