@@ -17,7 +17,7 @@
 #include "pixel/synthetic_image.h"
 #include "platform/little_endian.h"
 #include "platform/preferences_directory.h"
-#include "qzkt_movie.h"
+#include "media/qzkt_movie.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <memory>
 #include <vector>
 
-#include "codec.h"
-#include "frame_check.h"
+#include "codec/codec.h"
+#include "codec/frame_check.h"
 #include "fuzz_common.h"
 #include "input_file.h"
-#include "qzkt_movie.h"
-#include "tool_error.h"
+#include "media/qzkt_movie.h"
+#include "cli/tool_error.h"
 
 namespace {
 
@@ -30,8 +30,6 @@ bool DecodeSample(FrameDecoder& decoder, const QZKTSample& sample, std::vector<u
 
 void PrepareMovieInputs() {
     QuietFFmpegLogging();
-    RegisterCodecComponents();
-    UseRenderer(RendererChoice::kSoftware);
 }
 
 MovieRun RunMovieInput(const uint8_t* data, size_t size) {
@@ -51,7 +49,7 @@ MovieRun RunMovieInput(const uint8_t* data, size_t size) {
             run.damaged += intact ? 0 : 1;
             if (!run.decoded) continue;
             if (decoder == nullptr) {
-                decoder = std::make_unique<FrameDecoder>(run.width, run.height);
+                decoder = std::make_unique<FrameDecoder>(run.width, run.height, QZKT_RENDERER_SOFTWARE);
                 picture.resize(static_cast<size_t>(run.width) * run.height * 4);
             }
             if (!DecodeSample(*decoder, sample, picture, run.width, run))

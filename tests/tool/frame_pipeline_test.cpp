@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "frame_buffer.h"
-#include "frame_pipeline.h"
-#include "options.h"
+#include "media/frame_buffer.h"
+#include "pipeline/frame_pipeline.h"
+#include "cli/options.h"
 
 namespace {
 

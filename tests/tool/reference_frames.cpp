@@ -6,7 +6,7 @@
 #include <stb/stb_dxt.h>
 
 #include "dxt24/dxt24_image.h"
-#include "qzkt_movie.h"
+#include "media/qzkt_movie.h"
 #include "stream/kel_header.h"
 
 Bytes ClipFrame(int width, int height, int index) {

@@ -5,7 +5,7 @@
 #include <lzf.h>
 #include <unistd.h>
 
-#include "qzkt_movie.h"
+#include "media/qzkt_movie.h"
 #include "reference_frames.h"
 #include "stream/kel_header.h"
 #include "tool_fixture.h"

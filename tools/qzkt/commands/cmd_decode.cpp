@@ -1,0 +1,280 @@
+// qzkt decode: a QZKT movie to raw ARGB, an image sequence or a lossless video.
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "codec/codec.h"
+#include "commands/commands.h"
+#include "codec/frame_check.h"
+#include "pipeline/frame_jobs.h"
+#include "pipeline/frame_pipeline.h"
+#include "media/frame_sink.h"
+#include "cli/options.h"
+#include "output/output_check.h"
+#include "cli/progress.h"
+#include "media/qzkt_movie.h"
+#include "media/stream_copy.h"
+#include "cli/tool_error.h"
+#include "media/increasing_times.h"
+#include "media/time_range.h"
+#include "media/colour_matrix.h"
+#include "cli/report_text.h"
+#include "output/output_check.h"
+
+namespace {
+
+const char* kHelp =
+    "usage: qzkt decode [OPTIONS] INPUT.mov OUTPUT\n"
+    "\n"
+    "Decodes every frame of the movie's QZKT track to 32-bit ARGB and writes, by OUTPUT:\n"
+    "  -  or  NAME.argb        raw ARGB frames, back to back (- is standard output), e.g.\n"
+    "                          qzkt decode in.mov - | ffplay -f rawvideo -pixel_format argb \\\n"
+    "                              -video_size 1920x1080 -\n"
+    "  a pattern out_%04d.png  one image per frame (the extension picks the format)\n"
+    "  one image out.png       when the movie (or the range taken) has one frame; also .tif,\n"
+    "                          .tiff, .jpg, .jpeg, .bmp (JPEG: full-range Y'CbCr, no alpha)\n"
+    "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
+    "                          containers without FFV1 or for sizes FFV1 refuses (with a note;\n"
+    "                          the alpha channel is kept), with the movie's audio, timecode\n"
+    "                          and metadata copied where the container holds them\n"
+    "An existing OUTPUT (or the first image of a pattern) is replaced only with -y. At the\n"
+    "end a summary line says what was written (frames, size, speed, renderer).\n"
+    "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
+    "frame count and timing stay intact; the decode then ends with exit status 3, as it does\n"
+    "for a movie cut short (the frames it still holds are written). A movie whose frames are\n"
+    "all damaged writes nothing (exit status 3).\n"
+    "\n"
+    "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
+    "                   there is one, otherwise Mesa's software renderer, and says so;\n"
+    "                   hardware insists on a GPU; software accepts Mesa's renderer quietly.\n"
+    "                   DXT24 frames decode on the CPU.\n"
+    "  -y, --overwrite  replace an existing OUTPUT\n"
+    "  -n, --no-overwrite  never replace an existing OUTPUT (stop with exit status 1)\n"
+    "  -ss, --start TIME  start TIME into the movie (1.5, 00:01:02.5: ffmpeg's syntax)\n"
+    "  -t, --duration TIME  take at most TIME of the movie\n"
+    "  --frames N       take at most N frames\n"
+    "  --no-audio       leave the audio out of a video OUTPUT\n"
+    "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
+    "                   thread (default auto: one per hardware thread, at most 16); the\n"
+    "                   frames written are the same for every N. DXT1/DXT5 movies decode one\n"
+    "                   frame at a time: the GPU path gains nothing from more (Mesa's\n"
+    "                   software renderer already uses every core)\n"
+    "  --quiet          no progress line, notes or summary\n"
+    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
+
+// Opaque black: what a damaged first frame is replaced with.
+void FillBlack(FrameBytes& argb) {
+    for (size_t i = 0; i < argb.size(); i += 4) {
+        argb[i] = 255;
+        argb[i + 1] = argb[i + 2] = argb[i + 3] = 0;
+    }
+}
+
+// The first file the output names: itself, or the first image of a pattern.
+std::string FirstOutputFile(const std::string& output) {
+    if (!IsImageSequencePattern(output)) return output;
+    char name[4096];
+    av_get_frame_filename(name, sizeof name, output.c_str(), 1);
+    return name;
+}
+
+// What drew the DXT1/DXT5 frames, for the summary.
+std::string RendererUsed(qzkt_renderer choice, const std::string& note) {
+    if (!note.empty()) return "Mesa's software renderer";
+    return choice == QZKT_RENDERER_SOFTWARE ? "OpenGL (software renderer allowed)" : "the GPU (OpenGL)";
+}
+
+bool IsVideoOutput(const std::string& output) {
+    return output != "-" && !IsImageSequencePattern(output) && !IsSingleImageName(output) &&
+           !(output.size() >= 5 && output.compare(output.size() - 5, 5, ".argb") == 0);
+}
+
+// Opens the output at the first intact frame; a video output gets the movie's audio,
+// timecode and metadata, starting with the audio read so far.
+std::unique_ptr<FrameSink> OpenSinkCarrying(const std::string& output, QZKTMovieReader& movie,
+                                            const FrameWindow& window, int64_t expectedFrames,
+                                            const CarryOver& carry, std::deque<AvPacketPtr>& heldAudio,
+                                            bool quiet) {
+    std::unique_ptr<FrameSink> sink =
+        OpenFrameSink(output, movie.width(), movie.height(), movie.timeBase(), movie.frameRate(),
+                      expectedFrames, IsVideoOutput(output) ? &carry : nullptr);
+    if (!quiet && !sink->Note().empty()) std::fprintf(stderr, "qzkt decode: %s\n", sink->Note().c_str());
+    if (StreamCopier* copier = sink->copier()) {
+        if (!quiet)
+            for (const std::string& note : copier->notes())
+                std::fprintf(stderr, "%s\n", note.c_str());
+        copier->SetWindow(window.fromMicros(), window.toMicros(), window.shiftMicros());
+        if (window.endsByCount()) copier->HoldAll(); // until the last frame says where the range ends
+        for (const AvPacketPtr& packet : heldAudio)
+            copier->Take(packet.get());
+    }
+    heldAudio.clear();
+    return sink;
+}
+
+void PrintSummary(int64_t frames, int width, int height, const std::string& input, const FrameSink& sink,
+                  const std::string& output, const std::string& renderer, double seconds) {
+    std::string line = "qzkt decode: " + Counted(frames, "frame") + " of " + std::to_string(width) + "x" +
+                       std::to_string(height) + " from " + input + " (" + HumanSize(FileSize(input)) +
+                       ") as " + sink.Description();
+    const int64_t written = output == "-" ? -1 : FileSize(FirstOutputFile(output));
+    if (written >= 0 && !IsImageSequencePattern(output)) line += ": " + HumanSize(written);
+    char speed[64];
+    std::snprintf(speed, sizeof speed, ", %.1f fps", seconds > 0 ? frames / seconds : 0.0);
+    line += speed;
+    line +=
+        renderer.empty() ? "; DXT24 frames, decoded on the CPU" : "; DXT1/DXT5 frames drawn by " + renderer;
+    std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+} // namespace
+
+int RunDecode(const Args& args) {
+    const Options options(args, {"--help", "--quiet", "--overwrite", "--no-overwrite", "--no-audio"},
+                          {"--gl", "--jobs", "--prefs-dir", "--start", "--duration", "--frames"});
+    if (options.PrintedHelp(kHelp)) return kExitOK;
+    if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
+    const qzkt_renderer renderer = ParseRendererChoice(options.Value("--gl", "auto"));
+    const bool quiet = options.Has("--quiet");
+    OverwriteChoice(options); // in force for every output of the run
+    const TimeRange range = ParseTimeRange(options);
+    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
+    ApplyPrefsDir(options.Value("--prefs-dir"));
+
+    const std::string& input = options.positional()[0];
+    const std::string& output = options.positional()[1];
+    ProtectInput(input);
+    // The output is made at the first intact frame; refuse a forbidden name before any work.
+    if (output != "-" && !IsImageSequencePattern(output)) CheckOutputName(output);
+    if (output != "-") CheckOverwrite(FirstOutputFile(output));
+    QZKTMovieReader movie(input);
+    const int width = movie.width(), height = movie.height();
+    const FrameWindow window(range, movie.timeBase(), 0);
+    movie.SetWindow(window);
+    const int64_t expectedFrames = window.Expected(movie.frameCount());
+    if (IsSingleImageName(output) && expectedFrames != 1)
+        throw ToolError(SingleImageRefusal(output, expectedFrames));
+    CarryOver carry;
+    carry.input = movie.format();
+    carry.videoIndex = movie.streamIndex();
+    carry.keepAudio = !options.Has("--no-audio");
+    carry.who = "qzkt decode";
+    // Audio read before the output exists waits for it.
+    std::deque<AvPacketPtr> heldAudio;
+    std::unique_ptr<FrameSink> sink;
+    if (carry.keepAudio && IsVideoOutput(output))
+        movie.ReadAudio([&](const AVPacket* packet) {
+            if (sink != nullptr) {
+                if (sink->copier() != nullptr) sink->copier()->Take(packet);
+            } else {
+                heldAudio.emplace_back(av_packet_clone(packet));
+                if (!heldAudio.back()) throw ToolError("out of memory");
+            }
+        });
+
+    // The picture and the output are made at the first intact frame, so that a movie whose
+    // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
+    // writes nothing. The damaged frames before it then become black frames at their times.
+    FrameBytes picture;
+    std::vector<int64_t> damagedBeforeFirstIntact; // their times
+    std::string firstProblem;
+    bool rendererReady = false;
+    std::string rendererUsed; // for the summary
+    int64_t frames = 0, damaged = 0;
+    Progress progress("decoding", expectedFrames, quiet);
+    // Frames are decoded on the pipeline's workers and written here in order. A damaged frame
+    // leaves the picture as it was: the previous good frame in that order, or black.
+    std::unique_ptr<FramePipeline<FrameDecoder, DecodeJob>> pipeline;
+    IncreasingTimes times; // a movie's frame times need not increase; the output's must
+    const auto writeInOrder = [&](DecodeJob& job) {
+        if (job.decoded)
+            picture.swap(job.picture);
+        else
+            ++damaged;
+        sink->Write(picture.data(), width * 4, times.Next(job.pts));
+        progress.Update(++frames);
+    };
+    QZKTSample sample;
+    while (movie.Next(sample)) {
+        // DXT1/DXT5 frames need the GPU path; set it up at the first one.
+        if (!rendererReady && NeedsRenderer(sample.data, sample.size, width, height)) {
+            const std::string note = PrepareRenderer(renderer);
+            if (!note.empty() && !quiet) {
+                progress.Done();
+                std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
+            }
+            rendererUsed = RendererUsed(renderer, note);
+            rendererReady = true;
+        }
+        if (sink == nullptr) {
+            const FrameLayout layout = CheckFrame(sample.data, sample.size, width, height);
+            if (!layout.intact) {
+                if (firstProblem.empty()) firstProblem = layout.problem;
+                damagedBeforeFirstIntact.push_back(sample.pts);
+                ++damaged;
+                progress.Update(++frames);
+                continue;
+            }
+            // DXT1/DXT5 movies keep one decoder: several GL decoders (each with its own context)
+            // give the same frames but were no faster on Mesa's renderer, which uses every core.
+            const int jobs = NeedsRenderer(sample.data, sample.size, width, height)
+                                 ? 1
+                                 : JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
+            pipeline = std::make_unique<FramePipeline<FrameDecoder, DecodeJob>>(
+                OpenDecoders(jobs, width, height, renderer),
+                [width, height](FrameDecoder& decoder, DecodeJob& job) {
+                    RunDecodeJob(decoder, job, width, height);
+                },
+                writeInOrder);
+            picture.resize(static_cast<size_t>(width) * height * 4);
+            FillBlack(picture);
+            sink = OpenSinkCarrying(output, movie, window, expectedFrames, carry, heldAudio, quiet);
+            for (int64_t pts : damagedBeforeFirstIntact)
+                sink->Write(picture.data(), width * 4, times.Next(pts));
+        }
+        DecodeJob job = pipeline->Take();
+        FillDecodeJob(job, sample);
+        pipeline->Push(std::move(job));
+    }
+    if (pipeline != nullptr) pipeline->Finish();
+    if (frames == 0)
+        throw ToolError(
+            input + (range.Any() ? " has no frames in the range given" : " has no frames in its QZKT track"));
+    if (sink == nullptr) {
+        progress.Done();
+        std::fprintf(stderr,
+                     "qzkt decode: all %lld frames of %s are damaged (the first: %s); nothing was written\n",
+                     static_cast<long long>(frames), input.c_str(), firstProblem.c_str());
+        return kExitDamagedFrames;
+    }
+    if (sink->copier() != nullptr && movie.window().endsByCount())
+        sink->copier()->EndAt(movie.window().TakenEndMicros(movie.frameRate()));
+    sink->Finish();
+    progress.Done();
+    if (!quiet) {
+        std::string notes[2] = {RepairedTimesNote(times.repaired(), "frame"),
+                                sink->copier() != nullptr
+                                    ? RepairedTimesNote(sink->copier()->repairedTimes(), "audio packet")
+                                    : ""};
+        for (const std::string& note : notes)
+            if (!note.empty()) std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
+    }
+    if (!quiet) PrintSummary(frames, width, height, input, *sink, output, rendererUsed, progress.Elapsed());
+
+    // A movie cut short in its samples still lists the frames it lost.
+    const bool cutShort = !movie.stoppedByWindow() && movie.samplesRead() < movie.frameCount();
+    if (cutShort)
+        std::fprintf(stderr, "qzkt decode: %s is cut short: it ends after %lld of its %lld frames\n",
+                     input.c_str(), static_cast<long long>(frames),
+                     static_cast<long long>(movie.frameCount()));
+    if (damaged > 0) {
+        std::fprintf(
+            stderr, "qzkt decode: %lld of %lld frames were damaged and replaced by the previous good frame\n",
+            static_cast<long long>(damaged), static_cast<long long>(frames));
+        return kExitDamagedFrames;
+    }
+    return cutShort ? kExitDamagedFrames : kExitOK;
+}

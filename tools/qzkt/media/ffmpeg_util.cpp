@@ -1,0 +1,62 @@
+// FFmpeg helpers: allocation, logging and exact pixel conversion.
+#include "media/ffmpeg_util.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "cli/tool_error.h"
+
+extern "C" {
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+}
+
+std::string AvErrorText(int error) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof text);
+    return text;
+}
+
+std::string SystemErrorText(int error) {
+    return std::strerror(error);
+}
+
+AvFramePtr NewFrame() {
+    AvFramePtr frame(av_frame_alloc());
+    if (!frame) throw ToolError("out of memory");
+    return frame;
+}
+
+AvPacketPtr NewPacket() {
+    AvPacketPtr packet(av_packet_alloc());
+    if (!packet) throw ToolError("out of memory");
+    return packet;
+}
+
+void QuietFFmpegLogging() {
+    av_log_set_level(AV_LOG_QUIET);
+}
+
+void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
+                             uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat,
+                             int width, int height, AVColorSpace srcSpace, AVColorRange srcRange) {
+    // Point sampling at the same size, with accurate rounding and no dithering, so RGB
+    // reorderings are lossless and YUV sources convert the same way on every run.
+    const int flags = SWS_POINT | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
+    context_.reset(sws_getCachedContext(context_.release(), width, height, srcFormat, width, height,
+                                        dstFormat, flags, nullptr, nullptr, nullptr));
+    if (!context_) throw ToolError("cannot convert pictures from this pixel format");
+
+    int space = SWS_CS_ITU601;
+    if (srcSpace == AVCOL_SPC_BT709 || (srcSpace == AVCOL_SPC_UNSPECIFIED && height >= 720))
+        space = SWS_CS_ITU709;
+    else if (srcSpace == AVCOL_SPC_BT2020_NCL || srcSpace == AVCOL_SPC_BT2020_CL)
+        space = SWS_CS_BT2020;
+    const int* coefficients = sws_getCoefficients(space);
+    const int fullRangeSource = (srcRange == AVCOL_RANGE_JPEG) ? 1 : 0;
+    // Fails harmlessly (and changes nothing) for RGB sources, which have no matrix.
+    sws_setColorspaceDetails(context_.get(), coefficients, fullRangeSource, coefficients, 1, 0, 1 << 16,
+                             1 << 16);
+
+    sws_scale(context_.get(), srcData, srcLinesize, 0, height, dstData, dstLinesize);
+}

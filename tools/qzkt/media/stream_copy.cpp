@@ -1,0 +1,162 @@
+// Stream copy between containers through libavformat.
+#include "media/stream_copy.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "cli/tool_error.h"
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace {
+
+std::string Describe(const AVStream* stream) {
+    const char* kind = av_get_media_type_string(stream->codecpar->codec_type);
+    return std::string(kind != nullptr ? kind : "unknown") + " " +
+           avcodec_get_name(stream->codecpar->codec_id);
+}
+
+// Metadata the output gets from its own muxer, not from the input.
+bool WriterOwned(const char* key) {
+    return std::strcmp(key, "encoder") == 0 || std::strcmp(key, "major_brand") == 0 ||
+           std::strcmp(key, "minor_version") == 0 || std::strcmp(key, "compatible_brands") == 0 ||
+           std::strcmp(key, "handler_name") == 0 || std::strcmp(key, "vendor_id") == 0;
+}
+
+void CopyMetadata(const AVDictionary* from, AVDictionary** to) {
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(from, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr)
+        if (!WriterOwned(entry->key)) av_dict_set(to, entry->key, entry->value, 0);
+}
+
+bool IsTimecodeTrack(const AVStream* stream) {
+    return stream->codecpar->codec_type == AVMEDIA_TYPE_DATA &&
+           stream->codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd');
+}
+
+} // namespace
+
+void CopyDisplayMatrix(const AVStream* from, AVStream* to) {
+    size_t size = 0;
+    const uint8_t* matrix = av_stream_get_side_data(from, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (matrix == nullptr || size == 0) return;
+    uint8_t* copy = av_stream_new_side_data(to, AV_PKT_DATA_DISPLAYMATRIX, size);
+    if (copy == nullptr) throw ToolError("out of memory");
+    std::memcpy(copy, matrix, size);
+}
+
+StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVFormatContext* output,
+                           AVStream* outVideo, bool keepAudio, const std::string& who)
+    : input_(input), output_(output), map_(input->nb_streams, -1) {
+    CopyMetadata(input->metadata, &output->metadata);
+    const AVStream* video = input->streams[videoIndex];
+    // The timecode travels as the video stream's "timecode" tag, from which the QuickTime and
+    // Matroska muxers write their own timecode track or tag.
+    CopyMetadata(video->metadata, &outVideo->metadata);
+    CopyDisplayMatrix(video, outVideo);
+
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        const AVStream* in = input->streams[i];
+        if (static_cast<int>(i) == videoIndex || IsTimecodeTrack(in)) continue;
+        if (in->disposition & AV_DISPOSITION_ATTACHED_PIC) continue; // cover art is part of the video
+        const std::string note =
+            who + ": dropping stream #" + std::to_string(i) + " (" + Describe(in) + "): ";
+        if (in->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
+            notes_.push_back(note + "only audio and the timecode are carried over");
+            continue;
+        }
+        if (!keepAudio) continue;
+        if (avformat_query_codec(output->oformat, in->codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
+            notes_.push_back(note + "the " + output->oformat->name + " container cannot hold it");
+            continue;
+        }
+        AVStream* out = avformat_new_stream(output, nullptr);
+        if (out == nullptr || avcodec_parameters_copy(out->codecpar, in->codecpar) < 0)
+            throw ToolError("out of memory");
+        out->codecpar->codec_tag = 0; // the output container's own tag for the codec
+        out->time_base = in->time_base;
+        out->disposition = in->disposition;
+        CopyMetadata(in->metadata, &out->metadata);
+        map_[i] = out->index;
+    }
+}
+
+bool StreamCopier::Copies(int index) const {
+    return index >= 0 && index < static_cast<int>(map_.size()) && map_[index] >= 0;
+}
+
+void StreamCopier::SetWindow(int64_t fromMicros, int64_t toMicros, int64_t shiftMicros) {
+    from_ = fromMicros;
+    to_ = toMicros;
+    shift_ = shiftMicros;
+}
+
+void StreamCopier::Take(const AVPacket* packet) {
+    if (!Copies(packet->stream_index)) return;
+    AvPacketPtr copy(av_packet_clone(packet));
+    if (!copy) throw ToolError("out of memory");
+    if (!started_ || holdAll_) {
+        held_.push_back(std::move(copy));
+        return;
+    }
+    Write(copy.get());
+}
+
+void StreamCopier::Start() {
+    started_ = true;
+    if (!holdAll_) Flush();
+}
+
+void StreamCopier::Flush() {
+    while (!held_.empty()) {
+        AvPacketPtr packet = std::move(held_.front());
+        held_.pop_front();
+        Write(packet.get());
+    }
+}
+
+// The muxers refuse a decoding time that goes backwards (and, unless the container allows
+// equal ones, one that stands still): such a packet is moved just past the one before, its
+// presentation time with it, as ffmpeg's muxing does. A decoding time after the presentation
+// time first becomes the median of the two and the last decoding time written.
+void StreamCopier::RepairTimes(AVPacket* packet) {
+    if (lastDts_.size() < output_->nb_streams) lastDts_.resize(output_->nb_streams, AV_NOPTS_VALUE);
+    int64_t& last = lastDts_[packet->stream_index];
+    bool changed = false;
+    if (packet->dts != AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE && packet->dts > packet->pts) {
+        const int64_t a = packet->pts, b = packet->dts, c = last != AV_NOPTS_VALUE ? last + 1 : INT64_MIN;
+        packet->pts = packet->dts = std::max(std::min(a, b), std::min(std::max(a, b), c)); // the median
+        changed = true;
+    }
+    if (packet->dts != AV_NOPTS_VALUE && last != AV_NOPTS_VALUE) {
+        const int64_t least = last + ((output_->oformat->flags & AVFMT_TS_NONSTRICT) ? 0 : 1);
+        if (packet->dts < least) {
+            if (packet->pts >= packet->dts) packet->pts = std::max(packet->pts, least);
+            packet->dts = least;
+            changed = true;
+        }
+    }
+    if (packet->dts != AV_NOPTS_VALUE) last = packet->dts;
+    repaired_ += changed;
+}
+
+void StreamCopier::Write(AVPacket* packet) {
+    const AVStream* in = input_->streams[packet->stream_index];
+    const int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    if (time != AV_NOPTS_VALUE) {
+        const int64_t micros = av_rescale_q(time, in->time_base, AV_TIME_BASE_Q);
+        if (micros < from_ || micros >= to_) return;
+    }
+    const int64_t shift = av_rescale_q(shift_, AV_TIME_BASE_Q, in->time_base);
+    if (packet->pts != AV_NOPTS_VALUE) packet->pts -= shift;
+    if (packet->dts != AV_NOPTS_VALUE) packet->dts -= shift;
+    AVStream* out = output_->streams[map_[packet->stream_index]];
+    packet->stream_index = out->index;
+    packet->pos = -1;
+    av_packet_rescale_ts(packet, in->time_base, out->time_base);
+    RepairTimes(packet);
+    const int written = av_interleaved_write_frame(output_, packet);
+    if (written < 0) throw ToolError("cannot copy the " + Describe(in) + " stream: " + AvErrorText(written));
+}

@@ -1,0 +1,65 @@
+// Carries what an input has besides its pictures into an output, unchanged: its audio streams
+// (packets copied, never re-encoded), its timecode, and the container's and the video stream's
+// metadata (title, creation time, language, the rotation matrix). Streams the output container
+// cannot hold, and streams of other kinds, are left out with a one-line note each. Packet times
+// that do not increase are repaired as ffmpeg repairs them, with one note at the end.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "media/ffmpeg_util.h"
+
+class StreamCopier {
+  public:
+    StreamCopier() = default;
+    // Adds the copied streams to output (before its header is written) and copies the
+    // metadata onto output and outVideo. videoIndex is input's picture stream; keepAudio false
+    // leaves the audio out on purpose (no note). who prefixes the notes ("qzkt encode").
+    StreamCopier(const AVFormatContext* input, int videoIndex, AVFormatContext* output, AVStream* outVideo,
+                 bool keepAudio, const std::string& who);
+
+    // One line for each stream left out.
+    const std::vector<std::string>& notes() const { return notes_; }
+    // How many packet times were repaired so far (see RepairTimes).
+    int64_t repairedTimes() const { return repaired_; }
+    // Whether packets of input stream `index` are copied.
+    bool Copies(int index) const;
+
+    // Only packets of the input's time [fromMicros, toMicros) are copied, moved back by
+    // shiftMicros (the same window and shift as the pictures).
+    void SetWindow(int64_t fromMicros, int64_t toMicros, int64_t shiftMicros);
+
+    // Holds every packet until Flush, for a window whose end is learnt only at the end.
+    void HoldAll() { holdAll_ = true; }
+    // Narrows the window's end (microseconds of the input's time).
+    void EndAt(int64_t toMicros) { to_ = std::min(to_, toMicros); }
+
+    // Holds packets until the output's header is written (see Start).
+    void Take(const AVPacket* packet);
+    // From now on packets go straight to the output; those held go first.
+    void Start();
+    // Writes what is still held (call before the output's trailer).
+    void Flush();
+
+  private:
+    void Write(AVPacket* packet);
+    void RepairTimes(AVPacket* packet);
+
+    const AVFormatContext* input_ = nullptr;
+    AVFormatContext* output_ = nullptr;
+    std::vector<int> map_; // input stream index -> output stream index, or -1
+    std::vector<std::string> notes_;
+    std::vector<int64_t> lastDts_; // by output stream: the last decoding time written
+    int64_t repaired_ = 0;
+    int64_t from_ = INT64_MIN, to_ = INT64_MAX, shift_ = 0;
+    bool started_ = false;
+    bool holdAll_ = false;
+    std::deque<AvPacketPtr> held_;
+};
+
+// Copies the display matrix (rotation) side data of one stream to another.
+void CopyDisplayMatrix(const AVStream* from, AVStream* to);
