@@ -47,11 +47,15 @@ std::string DecodeChecked(qzkt_decoder* decoder, const uint8_t* bytes, size_t si
     if (inspected != QZKT_OK && inspected != QZKT_DAMAGED_FRAME)
         return "qzkt_inspect_frame answered " + std::to_string(inspected);
     if (out.result != QZKT_OK && !declined) return "qzkt_decode answered " + std::to_string(out.result);
-    if (declined == problem.empty()) return "a problem line that does not match the result: '" + problem + "'";
+    if (declined == problem.empty())
+        return "a problem line that does not match the result: '" + problem + "'";
     if (inspected == QZKT_DAMAGED_FRAME && out.result != QZKT_DAMAGED_FRAME)
-        return std::string("a frame qzkt_inspect_frame calls damaged (") + info.problem + ") was not declined";
-    if (declined && Touched(out.picture, rowBytes, width, false)) return "a declined frame changed the destination";
-    if (!declined && Touched(out.picture, rowBytes, width, true)) return "a decoded frame wrote outside its picture";
+        return std::string("a frame qzkt_inspect_frame calls damaged (") + info.problem +
+               ") was not declined";
+    if (declined && Touched(out.picture, rowBytes, width, false))
+        return "a declined frame changed the destination";
+    if (!declined && Touched(out.picture, rowBytes, width, true))
+        return "a decoded frame wrote outside its picture";
     return "";
 }
 

@@ -141,6 +141,7 @@ std::string PrepareRenderer(qzkt_renderer choice) {
     if (!qzkt_renderer_available(QZKT_RENDERER_SOFTWARE))
         throw ToolError("no OpenGL renderer for the DXT1/DXT5 frames, not even a software one (install Mesa: "
                         "libegl-mesa0 and libgl1-mesa-dri)");
-    return choice == QZKT_RENDERER_AUTO ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
-                                        : "";
+    return choice == QZKT_RENDERER_AUTO
+               ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
+               : "";
 }

@@ -8,13 +8,13 @@
 #include <unistd.h>
 #include <vector>
 
-#include "commands/clip.h"
-#include "codec/codec.h"
-#include "commands/commands.h"
-#include "media/frame_source.h"
 #include "cli/options.h"
 #include "cli/timer.h"
 #include "cli/tool_error.h"
+#include "codec/codec.h"
+#include "commands/clip.h"
+#include "commands/commands.h"
+#include "media/frame_source.h"
 
 #include <qzkt/qzkt.h>
 

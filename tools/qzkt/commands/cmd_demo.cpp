@@ -10,16 +10,16 @@
 #include <unistd.h>
 #include <vector>
 
-#include "commands/clip.h"
-#include "codec/codec.h"
-#include "commands/commands.h"
-#include "codec/frame_check.h"
-#include "media/frame_sink.h"
 #include "cli/options.h"
 #include "cli/progress.h"
-#include "media/qzkt_movie.h"
 #include "cli/timer.h"
 #include "cli/tool_error.h"
+#include "codec/codec.h"
+#include "codec/frame_check.h"
+#include "commands/clip.h"
+#include "commands/commands.h"
+#include "media/frame_sink.h"
+#include "media/qzkt_movie.h"
 
 namespace {
 

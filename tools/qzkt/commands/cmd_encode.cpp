@@ -4,21 +4,20 @@
 #include <memory>
 #include <unistd.h>
 
+#include "cli/options.h"
+#include "cli/progress.h"
+#include "cli/report_text.h"
+#include "cli/tool_error.h"
 #include "codec/codec.h"
 #include "commands/commands.h"
+#include "media/colour_matrix.h"
+#include "media/frame_source.h"
+#include "media/increasing_times.h"
+#include "media/qzkt_movie.h"
+#include "media/time_range.h"
+#include "output/output_check.h"
 #include "pipeline/frame_jobs.h"
 #include "pipeline/frame_pipeline.h"
-#include "media/frame_source.h"
-#include "cli/options.h"
-#include "output/output_check.h"
-#include "cli/progress.h"
-#include "media/qzkt_movie.h"
-#include "cli/tool_error.h"
-#include "media/increasing_times.h"
-#include "media/time_range.h"
-#include "media/colour_matrix.h"
-#include "cli/report_text.h"
-#include "output/output_check.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>

@@ -7,11 +7,11 @@
 #include <nlohmann/json.hpp>
 #include <qzkt/qzkt.h>
 
+#include "cli/options.h"
+#include "cli/tool_error.h"
 #include "commands/commands.h"
 #include "media/movie_probe.h"
-#include "cli/options.h"
 #include "media/qzkt_movie.h"
-#include "cli/tool_error.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 
 #include <qzkt/qzkt.h>
 
-#include "codec/codec.h"
-#include "commands/commands.h"
 #include "cli/options.h"
 #include "cli/tool_error.h"
+#include "codec/codec.h"
+#include "commands/commands.h"
 
 namespace {
 

@@ -7,14 +7,14 @@
 #include <unistd.h>
 #include <vector>
 
-#include "output/atomic_output_file.h"
+#include "cli/tool_error.h"
 #include "media/ffmpeg_util.h"
+#include "media/qzkt_movie.h"
+#include "media/stream_copy.h"
+#include "output/atomic_output_file.h"
 #include "output/interrupt_cleanup.h"
 #include "output/output_check.h"
 #include "output/output_file_io.h"
-#include "media/qzkt_movie.h"
-#include "media/stream_copy.h"
-#include "cli/tool_error.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -10,10 +10,10 @@
 #include <unistd.h>
 #include <vector>
 
+#include "cli/tool_error.h"
 #include "media/ffmpeg_util.h"
 #include "media/qzkt_movie.h"
 #include "media/stream_copy.h"
-#include "cli/tool_error.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>

@@ -16,10 +16,10 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+#include "cli/report_text.h"
+#include "media/colour_matrix.h"
 #include "media/increasing_times.h"
 #include "media/time_range.h"
-#include "media/colour_matrix.h"
-#include "cli/report_text.h"
 #include "output/output_check.h"
 
 class StreamCopier;

@@ -8,9 +8,9 @@ extern "C" {
 #include <libavutil/dict.h>
 }
 
+#include "cli/tool_error.h"
 #include "media/ffmpeg_util.h"
 #include "media/qzkt_movie.h"
-#include "cli/tool_error.h"
 
 namespace {
 

@@ -11,15 +11,15 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-#include "output/atomic_output_file.h"
-#include "media/ffmpeg_util.h"
-#include "output/output_file_io.h"
-#include "media/stream_copy.h"
-#include "media/increasing_times.h"
-#include "media/time_range.h"
-#include "media/colour_matrix.h"
 #include "cli/report_text.h"
+#include "media/colour_matrix.h"
+#include "media/ffmpeg_util.h"
+#include "media/increasing_times.h"
+#include "media/stream_copy.h"
+#include "media/time_range.h"
+#include "output/atomic_output_file.h"
 #include "output/output_check.h"
+#include "output/output_file_io.h"
 
 const uint32_t kQZKTCodecTag = MKTAG('Q', 'Z', 'K', 'T');
 

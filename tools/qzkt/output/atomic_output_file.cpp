@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/tool_error.h"
 #include "output/interrupt_cleanup.h"
 #include "output/output_check.h"
-#include "cli/tool_error.h"
 
 namespace {
 

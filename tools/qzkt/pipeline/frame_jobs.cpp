@@ -47,7 +47,8 @@ void RunDecodeJob(FrameDecoder& decoder, DecodeJob& job, int width, int height) 
                                  width * 4);
 }
 
-std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height, qzkt_renderer renderer) {
+std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height,
+                                                        qzkt_renderer renderer) {
     std::vector<std::unique_ptr<FrameDecoder>> decoders;
     for (int i = 0; i < jobs; ++i)
         decoders.push_back(std::make_unique<FrameDecoder>(width, height, renderer));

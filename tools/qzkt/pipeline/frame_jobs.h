@@ -45,4 +45,5 @@ void FillDecodeJob(DecodeJob& job, QZKTSample& sample);
 // replaces it is decided where the frames are written in order, not here.
 void RunDecodeJob(FrameDecoder& decoder, DecodeJob& job, int width, int height);
 
-std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height, qzkt_renderer renderer);
+std::vector<std::unique_ptr<FrameDecoder>> OpenDecoders(int jobs, int width, int height,
+                                                        qzkt_renderer renderer);
