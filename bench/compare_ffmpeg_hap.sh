@@ -10,7 +10,7 @@
 # written once as raw ARGB (for qzkt) and raw RGBA (for FFmpeg) and read before timing, so
 # both read their input from the page cache.
 #
-# Environment: QZKT (default build/tools/qzkt/qzkt), DXT24_BENCH (build/bench/dxt24/dxt24_bench),
+# Environment: QZKT (default build/tools/qzkt/qzkt), DXT24_BENCH (build/bench/blocks/dxt24_bench),
 # FRAMES (60), RUNS (5 timed runs of each command; the median counts), THREADS (nproc),
 # WORK (scratch folder, default a new one under ${TMPDIR:-/tmp}; needs about 2.5 GB).
 #
@@ -19,7 +19,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 QZKT=$(realpath "${QZKT:-build/tools/qzkt/qzkt}")
-DXT24_BENCH=${DXT24_BENCH:-build/bench/dxt24/dxt24_bench}
+DXT24_BENCH=${DXT24_BENCH:-build/bench/blocks/dxt24_bench}
 FRAMES=${FRAMES:-60}
 RUNS=${RUNS:-5}
 THREADS=${THREADS:-$(nproc)}

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "codec_host.h"
-#include "dxt24/dxt24_threaded.h"
+#include "compressor/dxt24_threaded.h"
 #include "host/host_compression.h"
 #include "platform/system_info.h"
 #include "settings_file.h"

@@ -15,7 +15,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include "dxt24/dxt24_threaded.h"
+#include "compressor/dxt24_threaded.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The DXT decode programs and their uniforms.
 #include "decode_shaders.h"
 
-#include "dxt24/dxt24_gpu_shader.h"
+#include "decompressor/dxt24_gpu_shader.h"
 
 // One line each: statements separated by runs of spaces, no newline anywhere.
 const char kKELOneTextureShaderSource[] = "      uniform sampler2D TEX0;"

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "dxt24/dxt24_decode.h"
+#include "blocks/dxt24_decode.h"
 #include "gl_frame_render.h"
 #include "platform/little_endian.h"
 #include "platform/mac_types.h"

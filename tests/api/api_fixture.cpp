@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "dxt24/dxt24_image.h"
+#include "blocks/dxt24_image.h"
 #include "pixel/synthetic_image.h"
 #include "stream/kel_header.h"
 

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "compressor/debug_dumps.h"
+#include "blocks/dxt1_image.h"
 #include "compressor/frame_encoder.h"
 #include "compressor_fixture.h"
 #include "platform/image_compression.h"

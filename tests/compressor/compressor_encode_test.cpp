@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "compressor_fixture.h"
-#include "dxt24/dxt24_image.h"
+#include "blocks/dxt24_image.h"
 #include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
 #include "platform/image_compression.h"

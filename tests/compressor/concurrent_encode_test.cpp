@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "compressor/compressor_component.h"
-#include "dxt24/dxt24_threaded.h"
+#include "compressor/dxt24_threaded.h"
 #include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
 #include "platform/preferences_directory.h"

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "dxt24/dxt24_decode.h"
+#include "blocks/dxt24_decode.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <lzf.h>
 #include <stb/stb_dxt.h>
 
-#include "dxt24/dxt24_image.h"
+#include "blocks/dxt24_image.h"
 #include "media/qzkt_movie.h"
 #include "stream/kel_header.h"
 

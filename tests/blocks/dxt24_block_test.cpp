@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 
-#include "dxt24/dxt24_block.h"
+#include "blocks/dxt24_block.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include <hwy/tests/hwy_gtest.h>
 
-#include "dxt24/dxt24_decode.h"
+#include "blocks/dxt24_decode.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 // writes each pixel row with one byte shuffle of the palette. Same bytes as the plain
 // decoder (dxt24_decode.cpp); compiled once per Highway target, picked at run time.
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "dxt24/dxt24_decode_simd.cpp"
+#define HWY_TARGET_INCLUDE "blocks/dxt24_decode_simd.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 #include <hwy/highway.h>
 
-#include "dxt24/dxt24_decode.h"
-#include "dxt24/dxt24_simd.h"
+#include "blocks/dxt24_decode.h"
+#include "blocks/dxt24_simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dxt24 {

@@ -7,7 +7,7 @@
 #include <hwy/tests/hwy_gtest.h>
 
 #include "block_coder_check.h"
-#include "compressor/frame_encoder.h"
+#include "blocks/dxt1_image.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 
 #include <hwy/highway.h>
 
-#include "dxt24/block_lanes_simd-inl.h"
-#include "dxt24/stb_dxt_tables.h"
+#include "blocks/block_lanes_simd-inl.h"
+#include "blocks/stb_dxt_tables.h"
 
 #if QZKT_BLOCK_LANE_ENCODERS
 

@@ -6,7 +6,7 @@
 #include <hwy/tests/hwy_gtest.h>
 
 #include "block_coder_check.h"
-#include "dxt24/dxt24_image.h"
+#include "blocks/dxt24_image.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <new>
 #include <unistd.h>
 
-#include "dxt24_image.h"
+#include "blocks/dxt24_image.h"
 #include "pixel/kel_timer.h"
 
 std::atomic<int> KELSemaphore::semaphoreCount{0};

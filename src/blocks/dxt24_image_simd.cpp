@@ -2,7 +2,7 @@
 // plain walker's edge padding), encodes them at once with the lane encoder and stores their
 // 10 bytes. Compiled once per Highway target; the best one is picked at run time.
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "dxt24/dxt24_image_simd.cpp"
+#define HWY_TARGET_INCLUDE "blocks/dxt24_image_simd.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 
 #include <algorithm>
@@ -12,9 +12,9 @@
 #include <hwy/highway.h>
 #include <stb/stb_dxt.h>
 
-#include "dxt24/dxt24_block_simd-inl.h"
-#include "dxt24/dxt24_image.h"
-#include "dxt24/dxt24_simd.h"
+#include "blocks/dxt24_block_simd-inl.h"
+#include "blocks/dxt24_image.h"
+#include "blocks/dxt24_simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dxt24 {

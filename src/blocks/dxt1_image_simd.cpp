@@ -4,7 +4,7 @@
 // one block at a time, as stb makes them. Compiled once per Highway target; the best one is
 // picked at run time.
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "dxt24/dxt1_image_simd.cpp"
+#define HWY_TARGET_INCLUDE "blocks/dxt1_image_simd.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 
 #include <cstdint>
@@ -13,9 +13,9 @@
 #include <hwy/highway.h>
 #include <stb/stb_dxt.h>
 
-#include "dxt24/dxt1_block_simd-inl.h"
-#include "dxt24/dxt24_simd.h"
-#include "dxt24/stb_dxt_tables.h"
+#include "blocks/dxt1_block_simd-inl.h"
+#include "blocks/dxt24_simd.h"
+#include "blocks/stb_dxt_tables.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace dxt24 {

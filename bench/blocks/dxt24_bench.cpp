@@ -5,8 +5,8 @@
 // same for the DXT1 walker against stb_dxt one block at a time; and the unpacking of the
 // LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf).
 //
-//   build/bench/dxt24/dxt24_bench
-//   build/bench/dxt24/dxt24_bench --benchmark_filter='Plain|Target'   # per-target speedups
+//   build/bench/blocks/dxt24_bench
+//   build/bench/blocks/dxt24_bench --benchmark_filter='Plain|Target'   # per-target speedups
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstring>
@@ -18,10 +18,11 @@
 #include <hwy/targets.h>
 
 #include "baseline.h"
+#include "blocks/dxt1_image.h"
 #include "compressor/frame_encoder.h"
-#include "dxt24/dxt24_decode.h"
-#include "dxt24/dxt24_image.h"
-#include "dxt24/dxt24_threaded.h"
+#include "blocks/dxt24_decode.h"
+#include "blocks/dxt24_image.h"
+#include "compressor/dxt24_threaded.h"
 #include "pixel/synthetic_image.h"
 #include "stream/lzf_unpack.h"
 

@@ -22,7 +22,7 @@
 
 #include <hwy/highway.h>
 
-#include "dxt24/block_lanes_simd-inl.h"
+#include "blocks/block_lanes_simd-inl.h"
 
 #if QZKT_BLOCK_LANE_ENCODERS
 

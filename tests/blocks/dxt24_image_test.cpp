@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "dxt24/dxt24_block.h"
-#include "dxt24/dxt24_image.h"
+#include "blocks/dxt24_block.h"
+#include "blocks/dxt24_image.h"
 #include "pixel/synthetic_image.h"
 
 namespace {
