@@ -5,6 +5,8 @@
 
 #include <gst/video/video.h>
 
+#include "gstqzktcaps.h"
+
 GST_DEBUG_CATEGORY_STATIC(gst_qzkt_dec_debug);
 #define GST_CAT_DEFAULT gst_qzkt_dec_debug
 
@@ -14,9 +16,6 @@ enum { PROP_0, PROP_RENDERER };
 
 /* qtdemux names a 'QZKT' track video/x-gst-fourcc-QZKT; video/x-qzkt is the plain name for
    other sources. Frames carry no size of their own, so the caps must. */
-#define QZKT_CAPS_FIELDS                                                                                     \
-    "width = (int) [ 1, 32767 ], height = (int) [ 1, 32767 ], framerate = (fraction) [ 0/1, MAX ]"
-
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("video/x-gst-fourcc-QZKT, " QZKT_CAPS_FIELDS "; video/x-qzkt, " QZKT_CAPS_FIELDS));

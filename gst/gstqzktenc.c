@@ -4,6 +4,8 @@
 
 #include <gst/video/video.h>
 
+#include "gstqzktcaps.h"
+
 GST_DEBUG_CATEGORY_STATIC(gst_qzkt_enc_debug);
 #define GST_CAT_DEFAULT gst_qzkt_enc_debug
 
@@ -18,8 +20,6 @@ enum { PROP_0, PROP_ALPHA, PROP_DXT1, PROP_NO_LZF, PROP_THREADS };
 
 #define QZKT_FOURCC GST_MAKE_FOURCC('Q', 'Z', 'K', 'T')
 
-#define QZKT_CAPS_FIELDS                                                                                     \
-    "width = (int) [ 1, 32767 ], height = (int) [ 1, 32767 ], framerate = (fraction) [ 0/1, MAX ]"
 
 static GstStaticPadTemplate sink_template =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS,

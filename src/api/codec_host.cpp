@@ -1,28 +1,17 @@
-// Component registration, status translation and argument rules.
+// Status translation, settings conversion and the problem line of the last compressor open.
 #include "codec_host.h"
 
-#include "compressor/compressor_bundle.h"
-#include "compressor/compressor_component.h"
-#include "decompressor/decompressor_component.h"
+#include "host/host_components.h"
 #include "host/host_decompression.h"
+#include "stream/kel_header.h"
 
 namespace {
 
-const int kLargestSide = QZKT_MAX_SIDE;
+static_assert(QZKT_MAX_SIDE == kKELMaxSide, "the public and the internal largest side are one");
 
 thread_local const char* t_lastProblem = "";
 
 } // namespace
-
-void RegisterCodecComponents() {
-    // A function-local static: the first caller registers, concurrent callers wait for it.
-    static const bool registered = [] {
-        ZQN_CompressorRegister();
-        ZQN_CodecRegister();
-        return true;
-    }();
-    (void)registered;
-}
 
 qzkt_result ResultOfStatus(OSStatus status) {
     switch (status) {
@@ -43,16 +32,12 @@ qzkt_result ResultOfStatus(OSStatus status) {
 
 qzkt_result ResultOfCompressorStatus(OSStatus status) {
     // The loader's text lives in thread-local storage too, until its next run on this thread.
-    t_lastProblem = status == noErr ? "" : CompressorBundleLoadProblem();
+    t_lastProblem = status == noErr ? "" : HostCompressorLoadProblem();
     return ResultOfStatus(status);
 }
 
 const char* qzkt_last_problem(void) {
     return t_lastProblem;
-}
-
-bool IsFrameSide(int side) {
-    return side >= 1 && side <= kLargestSide;
 }
 
 bool AreValidSettings(const qzkt_settings& s) {

@@ -9,7 +9,6 @@
 
 struct qzkt_decoder {
     HostDecompression* decompression = nullptr;
-    int width = 0;
     std::string problem;
 };
 
@@ -42,13 +41,11 @@ qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer renderer, q
     if (decoder == nullptr) return QZKT_BAD_ARGUMENTS;
     *decoder = nullptr;
     HostRendererChoice choice;
-    if (!IsFrameSide(width) || !IsFrameSide(height) || !RendererChoiceFor(renderer, &choice))
-        return QZKT_BAD_ARGUMENTS;
+    if (!RendererChoiceFor(renderer, &choice)) return QZKT_BAD_ARGUMENTS;
 
     auto* created = new (std::nothrow) qzkt_decoder();
     if (created == nullptr) return QZKT_OUT_OF_MEMORY;
-    created->width = width;
-    RegisterCodecComponents();
+    HostRegisterComponents();
     const qzkt_result result =
         ResultOfStatus(HostDecompressionCreate(width, height, &created->decompression));
     if (result != QZKT_OK) {
@@ -64,24 +61,7 @@ qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t fram
                         size_t row_bytes) {
     if (decoder == nullptr) return QZKT_BAD_ARGUMENTS;
     decoder->problem.clear();
-    const size_t tightRowBytes = static_cast<size_t>(decoder->width) * 4;
-    if (row_bytes == 0) row_bytes = tightRowBytes;
-    const char* mistake = nullptr;
-    if ((frame == nullptr && frame_size != 0) || argb == nullptr)
-        mistake = "a null frame with a size, or a null destination";
-    else if (row_bytes < tightRowBytes)
-        mistake = "row_bytes below width * 4";
-    else if (row_bytes > INT32_MAX || frame_size > INT32_MAX)
-        mistake = "row_bytes or frame_size above 2^31 - 1";
-    if (mistake != nullptr) {
-        decoder->problem = mistake;
-        return QZKT_BAD_ARGUMENTS;
-    }
-
-    // No bytes at all (a zero-byte buffer from upstream, which may come without an address) are
-    // data too: a frame shorter than a header, so damaged, never a caller mistake.
-    static const uint8_t kNoBytes[1] = {0};
-    if (frame == nullptr) frame = kNoBytes;
+    // The adapter checks the arguments and names a mistake in its problem line.
     const qzkt_result result = ResultOfStatus(
         HostDecompressionDecodeFrame(decoder->decompression, frame, frame_size, argb, row_bytes));
     if (result != QZKT_OK) {

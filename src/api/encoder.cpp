@@ -5,11 +5,11 @@
 #include <new>
 
 #include "codec_host.h"
+#include "host/host_checks.h"
 #include "host/host_compression.h"
 
 struct qzkt_encoder {
     HostCompression* compression = nullptr;
-    int width = 0;
     qzkt_settings settings{};
     // Where the frame being encoded goes, and what the compressor delivered.
     uint8_t* destination = nullptr;
@@ -35,12 +35,12 @@ qzkt_result qzkt_encoder_create(int width, int height, const qzkt_settings* sett
                                 qzkt_encoder** encoder) {
     if (encoder == nullptr) return QZKT_BAD_ARGUMENTS;
     *encoder = nullptr;
-    if (!IsFrameSide(width) || !IsFrameSide(height)) return QZKT_BAD_ARGUMENTS;
+    // Sizes before the settings are read: a wrong size costs no file access.
+    if (!IsHostFrameSide(width) || !IsHostFrameSide(height)) return QZKT_BAD_ARGUMENTS;
     if (settings != nullptr && !AreValidSettings(*settings)) return QZKT_BAD_ARGUMENTS;
 
     auto* created = new (std::nothrow) qzkt_encoder();
     if (created == nullptr) return QZKT_OUT_OF_MEMORY;
-    created->width = width;
     qzkt_result result = QZKT_OK;
     if (settings != nullptr) {
         created->settings = *settings;
@@ -50,7 +50,7 @@ qzkt_result qzkt_encoder_create(int width, int height, const qzkt_settings* sett
         result = qzkt_read_settings(&created->settings);
     }
     if (result == QZKT_OK) {
-        RegisterCodecComponents();
+        HostRegisterComponents();
         const KELSettingsValues values = ToCodecSettings(created->settings);
         result = ResultOfCompressorStatus(
             HostCompressionCreate(width, height, &values, ReceiveFrame, created, &created->compression));
@@ -74,11 +74,7 @@ qzkt_result qzkt_encode(qzkt_encoder* encoder, const uint8_t* argb, size_t row_b
     if (frame_size != nullptr) *frame_size = 0;
     if (encoder == nullptr || argb == nullptr || frame == nullptr || frame_size == nullptr)
         return QZKT_BAD_ARGUMENTS;
-    const size_t tightRowBytes = static_cast<size_t>(encoder->width) * 4;
-    if (row_bytes == 0) row_bytes = tightRowBytes;
-    // The compressor keeps row strides in an int.
-    if (row_bytes < tightRowBytes || row_bytes > INT32_MAX) return QZKT_BAD_ARGUMENTS;
-
+    // The adapter checks the row stride.
     encoder->destination = frame;
     encoder->capacity = capacity;
     encoder->delivered = 0;

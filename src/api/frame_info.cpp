@@ -11,7 +11,8 @@ static_assert(sizeof(qzkt_settings) == 16, "qzkt.h gives 16 bytes");
 namespace {
 
 qzkt_block_kind KindOf(const KELHeader& header) {
-    if (header.blockKind == 1) return header.alpha != 0 ? QZKT_BLOCKS_DXT24_ALPHA_FLAG : QZKT_BLOCKS_DXT24;
+    if (header.blockKind == kKELBlockKindDXT24)
+        return header.alpha != 0 ? QZKT_BLOCKS_DXT24_ALPHA_FLAG : QZKT_BLOCKS_DXT24;
     return header.alpha != 0 ? QZKT_BLOCKS_DXT5 : QZKT_BLOCKS_DXT1;
 }
 
@@ -21,7 +22,7 @@ qzkt_result qzkt_inspect_frame(const uint8_t* frame, size_t frame_size, int widt
                                qzkt_frame_info* info) {
     if (info == nullptr) return QZKT_BAD_ARGUMENTS;
     std::memset(info, 0, sizeof *info);
-    if ((frame == nullptr && frame_size != 0) || !IsFrameSide(width) || !IsFrameSide(height)) {
+    if ((frame == nullptr && frame_size != 0) || !IsHostFrameSide(width) || !IsHostFrameSide(height)) {
         info->problem = "bad arguments";
         return QZKT_BAD_ARGUMENTS;
     }
@@ -46,7 +47,7 @@ qzkt_result qzkt_inspect_frame(const uint8_t* frame, size_t frame_size, int widt
         info->reserved_byte = h.reserved;
         info->kind = KindOf(h);
         info->payload_size = static_cast<size_t>(KELBlockCount(width, height)) *
-                             KELBytesPerBlock(h.blockKind == 1, h.alpha != 0);
+                             KELBytesPerBlock(h.blockKind == kKELBlockKindDXT24, h.alpha != 0);
     }
     return info->intact ? QZKT_OK : QZKT_DAMAGED_FRAME;
 }

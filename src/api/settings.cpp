@@ -9,9 +9,7 @@
 #include <unistd.h>
 
 #include "codec_host.h"
-#include "compressor/dxt24_threaded.h"
 #include "host/host_compression.h"
-#include "platform/system_info.h"
 #include "settings_file.h"
 #include "settings_folder.h"
 #include "stream/kel_header.h"
@@ -27,14 +25,6 @@ bool SettingsFileExists(const SettingsFolder& folder) {
     return access((std::string(folder.path) + kSettingsFileName).c_str(), F_OK) == 0;
 }
 
-int PhysicalCores() {
-    // The count the compressor asks for when it sizes its DXT24 pool.
-    int cores = 0;
-    size_t size = sizeof cores;
-    if (sysctlbyname("hw.physicalcpu", &cores, &size, nullptr, 0) != 0 || cores < 1) cores = 1;
-    return cores;
-}
-
 } // namespace
 
 void qzkt_default_settings(qzkt_settings* settings) {
@@ -43,7 +33,7 @@ void qzkt_default_settings(qzkt_settings* settings) {
 
 qzkt_result qzkt_read_settings(qzkt_settings* settings) {
     if (settings == nullptr) return QZKT_BAD_ARGUMENTS;
-    RegisterCodecComponents();
+    HostRegisterComponents();
     UseSettingsFolder();
     KELSettingsValues values{};
     const qzkt_result result = ResultOfCompressorStatus(HostReadCompressorSettings(&values));
@@ -87,7 +77,7 @@ qzkt_result qzkt_settings_dialog(qzkt_settings* settings, int* saved) {
     // terminal.
     static std::mutex dialogMutex;
     std::lock_guard<std::mutex> lock(dialogMutex);
-    RegisterCodecComponents();
+    HostRegisterComponents();
     const SettingsFolder folder = UseSettingsFolder();
 
     KELSettingsValues chosen{};
@@ -118,8 +108,7 @@ const char* qzkt_settings_folder(void) {
 
 int qzkt_thread_count(int thread_setting) {
     if (thread_setting < 1 || thread_setting > 9) return 0;
-    const int workers = KELThreadCountForSetting(thread_setting, PhysicalCores());
-    return workers < kMaxDXT24Threads ? workers : kMaxDXT24Threads;
+    return HostDXT24WorkerCount(thread_setting);
 }
 
 int qzkt_thread_setting_for(int workers) {
@@ -134,7 +123,7 @@ int qzkt_thread_setting_for(int workers) {
 }
 
 size_t qzkt_max_frame_size(int width, int height, const qzkt_settings* settings) {
-    if (!IsFrameSide(width) || !IsFrameSide(height)) return 0;
+    if (!IsHostFrameSide(width) || !IsHostFrameSide(height)) return 0;
     qzkt_settings chosen;
     if (settings != nullptr) {
         chosen = *settings;

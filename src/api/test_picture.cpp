@@ -22,7 +22,7 @@ bool RowBytesFor(int width, size_t given, int* rowBytes) {
 qzkt_result qzkt_test_picture(uint8_t* argb, int width, int height, size_t row_bytes, int frame,
                               int with_alpha) {
     int rowBytes = 0;
-    if (argb == nullptr || !IsFrameSide(width) || !IsFrameSide(height) ||
+    if (argb == nullptr || !IsHostFrameSide(width) || !IsHostFrameSide(height) ||
         !RowBytesFor(width, row_bytes, &rowBytes))
         return QZKT_BAD_ARGUMENTS;
     FillSyntheticARGB(argb, width, height, rowBytes, frame, with_alpha != 0);
@@ -32,7 +32,7 @@ qzkt_result qzkt_test_picture(uint8_t* argb, int width, int height, size_t row_b
 double qzkt_psnr(const uint8_t* a, size_t a_row_bytes, const uint8_t* b, size_t b_row_bytes, int width,
                  int height) {
     int aRowBytes = 0, bRowBytes = 0;
-    if (a == nullptr || b == nullptr || !IsFrameSide(width) || !IsFrameSide(height) ||
+    if (a == nullptr || b == nullptr || !IsHostFrameSide(width) || !IsHostFrameSide(height) ||
         !RowBytesFor(width, a_row_bytes, &aRowBytes) || !RowBytesFor(width, b_row_bytes, &bRowBytes))
         return -1.0;
     return PSNRofARGB(a, aRowBytes, b, bRowBytes, width, height);

@@ -37,6 +37,10 @@ int DXT24ThreadCount(int32_t threadSetting) {
     return KELThreadCountForSetting(threadSetting, CachedPhysicalCoreCount());
 }
 
+int DXT24PoolWorkerCount(int32_t threadSetting) {
+    return std::min(std::max(DXT24ThreadCount(threadSetting), 1), kMaxDXT24Threads);
+}
+
 ComponentResult KEL_CEncodeFrame(KELCompressorGlobalsPtr globals, ICMCompressorSourceFrameRef sourceFrame,
                                  uint32_t) {
     // Alpha wins: with alpha on the frame is DXT5 whatever the DXT24 setting says.
@@ -91,7 +95,7 @@ ComponentResult CompressDXTOnly(KELCompressorGlobalsPtr globals, ICMCompressorSo
     header.version = kKELFormatVersion;
     header.alpha = globals->alpha;
     header.blockColourPlane = globals->dxt24 ^ 1;
-    header.blockKind = useDXT24 ? 1 : 0;
+    header.blockKind = useDXT24 ? kKELBlockKindDXT24 : kKELBlockKindS3TC;
 
     // An output limit equal to the input makes LZF give up (0) whenever packing would not
     // shrink the payload; the payload is then stored raw.

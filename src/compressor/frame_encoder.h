@@ -17,5 +17,9 @@ ComponentResult CompressDXTOnly(KELCompressorGlobalsPtr globals, ICMCompressorSo
 // not 2), 3..9 = 2, 4, 6, 8, 12, 16, 24; anything else 1.
 int DXT24ThreadCount(int32_t threadSetting);
 
+// The workers the DXT24 pool runs for a thread setting: DXT24ThreadCount within the pool's
+// 1..kMaxDXT24Threads. What the library reports a setting to mean.
+int DXT24PoolWorkerCount(int32_t threadSetting);
+
 // The machine's physical core count, asked of the system once per process (1 if it says 0).
 int CachedPhysicalCoreCount();

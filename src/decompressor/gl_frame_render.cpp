@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "decode_shaders.h"
+#include "stream/kel_header.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ void Corner(GLExtensions& ext, float s, float t, float x, float y) {
 
 void UploadBlocks(GLDecompressorResources* r, GLExtensions& ext, const UnpackedFrame& f) {
     GLTexture& texture = r->blockTexture;
-    if (f.blockKind != 0) {
+    if (f.blockKind != kKELBlockKindS3TC) {
         if (f.alpha == 0)
             texture.UploadDXT24Image(ext, f.blocks, f.width, f.height, f.blockWidth, f.blockHeight,
                                      GL_TEXTURE_RECTANGLE_ARB);
@@ -92,7 +93,7 @@ void RenderFrameWithGL(GLDecompressorResources* r, const UnpackedFrame& f, void*
     r->blockTexture.SetTextureMatrix();
 
     // The one-texture program: the second plane, although uploaded, never reaches the output.
-    if (f.blockKind == 1)
+    if (f.blockKind == kKELBlockKindDXT24)
         ApplyDXT24Shader(r, ext, f.alpha != 0);
     else
         ApplyKELShader(r, ext, 0.0, false);

@@ -82,7 +82,7 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
 
     const unsigned char alpha = frame[kKELAlphaOffset];
     const unsigned char blockKind = frame[kKELBlockKindOffset];
-    const uint32_t bytesPerBlock = KELBytesPerBlock(blockKind == 1, alpha != 0);
+    const uint32_t bytesPerBlock = KELBytesPerBlock(blockKind == kKELBlockKindDXT24, alpha != 0);
     const int32_t mainSize = blocks * static_cast<int32_t>(bytesPerBlock);
 
     const int32_t planeWidth = static_cast<int32_t>(ReadLE32(frame + kKELPlaneWidthOffset));
@@ -93,7 +93,8 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     // Block kinds other than 0 and 1 go to the GPU as integer blocks of 10 bytes, more than
     // their 8-byte blocks hold; the buffer is made large enough for what the upload reads.
     int32_t capacity = mainSize;
-    if (blockKind > 1 && alpha == 0) capacity = blocks * static_cast<int32_t>(kDXT24BlockBytes);
+    if (blockKind > kKELBlockKindDXT24 && alpha == 0)
+        capacity = blocks * static_cast<int32_t>(kDXT24BlockBytes);
 
     unsigned char* blocksBuffer = t_blockBuffer.Zeroed(static_cast<size_t>(std::max(capacity, 1)));
     if (blocksBuffer == nullptr) return memFullErr;
@@ -108,7 +109,7 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     const unsigned char* payload = frame + headerSize;
     UnpackPart(frame[kKELPackingOffset], payload, storedSize, blocksBuffer, mainSize);
 
-    if (blockKind == 1) {
+    if (blockKind == kKELBlockKindDXT24) {
         // CPU path: the alpha flag is not passed on; DXT24 frames with alpha are read with the
         // decoder's own 10-byte block stride. The plane is not unpacked and GL is not touched.
         DecodeDXT24(blocksBuffer, static_cast<unsigned char*>(destination), width, height, rowBytes);

@@ -1,6 +1,8 @@
 // The host compression entry over the Image Compression Manager's session.
 #include "host_compression.h"
 
+#include "host_checks.h"
+
 #include <new>
 
 #include "platform/component_manager.h"
@@ -56,8 +58,7 @@ OSStatus HostCompressionCreate(int width, int height, const KELSettingsValues* s
                                HostCompression** compressionOut) {
     if (compressionOut == nullptr) return paramErr;
     *compressionOut = nullptr;
-    if (onFrame == nullptr || width < 1 || height < 1 || width > INT16_MAX || height > INT16_MAX)
-        return paramErr;
+    if (onFrame == nullptr || !IsHostFrameSide(width) || !IsHostFrameSide(height)) return paramErr;
     auto* compression = new (std::nothrow) HostCompression();
     if (compression == nullptr) return memFullErr;
     compression->width = width;
@@ -101,9 +102,8 @@ OSStatus HostCompressionCreate(int width, int height, const KELSettingsValues* s
 
 OSStatus HostCompressionEncodeFrame(HostCompression* compression, const uint8_t* argb, size_t rowBytes) {
     if (compression == nullptr || argb == nullptr) return paramErr;
-    const size_t tightRowBytes = static_cast<size_t>(compression->width) * 4;
-    if (rowBytes == 0) rowBytes = tightRowBytes;
-    if (rowBytes < tightRowBytes) return paramErr;
+    rowBytes = HostRowBytes(rowBytes, compression->width);
+    if (rowBytes == 0) return paramErr;
     CVPixelBufferRef pixelBuffer = nullptr;
     // The encoder only reads the pixels; the buffer wraps them without a copy.
     OSStatus status = CVPixelBufferCreateWithBytes(

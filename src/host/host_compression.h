@@ -35,8 +35,8 @@ OSStatus HostCompressionCreate(int width, int height, const KELSettingsValues* s
                                HostCompression** compressionOut);
 
 // Compresses one frame of 32-bit ARGB pixels (bytes A, R, G, B) whose rows are rowBytes apart
-// (0 means width * 4; otherwise at least width * 4). The callback has run when this returns.
-// paramErr for a null compression or pixels, or a short row stride.
+// (0 means width * 4; otherwise width * 4 to 2^31 - 1). The callback has run when this returns.
+// paramErr for a null compression or pixels, or a row stride out of range.
 OSStatus HostCompressionEncodeFrame(HostCompression* compression, const uint8_t* argb, size_t rowBytes);
 
 // The largest frame these settings and this size can produce (the compressor's bound).

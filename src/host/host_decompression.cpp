@@ -10,6 +10,7 @@
 #include "decompressor/gpu_size_rule.h"
 #include "gl/gl_context.h"
 #include "gl/gl_renderer_limits.h"
+#include "host_checks.h"
 #include "platform/image_compression.h"
 #include "platform/image_decompression.h"
 #include "platform/memory_manager.h"
@@ -78,7 +79,7 @@ void FreeDecompression(HostDecompression* d) {
 OSStatus HostDecompressionCreate(int width, int height, HostDecompression** decompressionOut) {
     if (decompressionOut == nullptr) return paramErr;
     *decompressionOut = nullptr;
-    if (width < 1 || height < 1 || width > kKELMaxSide || height > kKELMaxSide) return paramErr;
+    if (!IsHostFrameSide(width) || !IsHostFrameSide(height)) return paramErr;
     RegisterBaseImageDecompressor();
 
     auto* d = static_cast<HostDecompression*>(std::calloc(1, sizeof(HostDecompression)));
@@ -106,11 +107,24 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 
 OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame, size_t size, uint8_t* argb,
                                       size_t rowBytes) {
-    if (d == nullptr || argb == nullptr || (frame == nullptr && size != 0)) return paramErr;
+    if (d == nullptr) return paramErr;
     d->problem->clear();
-    if (rowBytes == 0) rowBytes = static_cast<size_t>(d->width) * 4;
-    if (rowBytes < static_cast<size_t>(d->width) * 4 || rowBytes > INT32_MAX || size > INT32_MAX)
+    const char* mistake = nullptr;
+    if ((frame == nullptr && size != 0) || argb == nullptr)
+        mistake = "a null frame with a size, or a null destination";
+    else if (HostRowBytes(rowBytes, d->width) == 0 && rowBytes <= INT32_MAX)
+        mistake = "row_bytes below width * 4";
+    else if (rowBytes > INT32_MAX || size > INT32_MAX)
+        mistake = "row_bytes or frame_size above 2^31 - 1";
+    if (mistake != nullptr) {
+        *d->problem = mistake;
         return paramErr;
+    }
+    rowBytes = HostRowBytes(rowBytes, d->width);
+    // No bytes at all (a zero-byte buffer from upstream, which may come without an address) are
+    // data too: a frame shorter than a header, so damaged, never a caller mistake.
+    static const uint8_t kNoBytes[1] = {0};
+    if (frame == nullptr) frame = kNoBytes;
 
     // Damaged frames are declined before the decompressor sees them: nothing is sized or
     // allocated from their headers.
@@ -122,7 +136,7 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     // DXT1/DXT5 frames (block kind 0; the frame check declined the others but DXT24's) decode
     // on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
-    if (blockKind != 1) {
+    if (blockKind != kKELBlockKindDXT24) {
         const std::string gpuProblem = GPUPathProblem(d->width, d->height, AcceptsSoftware(d));
         if (!gpuProblem.empty()) {
             *d->problem = gpuProblem;
@@ -153,7 +167,7 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     }
     const ComponentResult decoded = ImageCodecBandDecompress(d->instance, &p);
     if (decoded != noErr) return decoded;
-    if (blockKind != 1 && !d->rendererFixed) {
+    if (blockKind != kKELBlockKindDXT24 && !d->rendererFixed) {
         d->rendererFixed = true;
         d->acceptSoftware = acceptSoftware;
         *d->rendererName = ProbeGLRenderer(acceptSoftware).renderer;

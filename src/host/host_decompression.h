@@ -59,8 +59,10 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 // (0 means width * 4; otherwise at least width * 4). Exactly width x height pixels are
 // written. codecBadDataErr for a damaged frame (CheckKELFrame), codecNoRendererErr for a
 // DXT1/DXT5 frame the GPU path cannot decode; both leave the destination untouched and are
-// found before the decompressor sees the frame. paramErr for a null decompression or
-// destination, or a short row stride.
+// found before the decompressor sees the frame. A null frame of size 0 is such a damaged frame.
+// paramErr for a null decompression or destination, a null frame with a size, a row stride
+// out of range (below width * 4 or above 2^31 - 1) or a size above 2^31 - 1; the problem line
+// then names the mistake.
 OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const uint8_t* frame, size_t size,
                                       uint8_t* argb, size_t rowBytes);
 
@@ -68,8 +70,8 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const ui
 // (its GL context is made then and kept). DXT24 frames need no renderer.
 void HostDecompressionSetRenderer(HostDecompression* decompression, HostRendererChoice choice);
 
-// One line saying why the last HostDecompressionDecodeFrame returned codecBadDataErr or
-// codecNoRendererErr, such as "payload reaches past the frame's end", "no OpenGL renderer
+// One line saying why the last HostDecompressionDecodeFrame returned paramErr, codecBadDataErr
+// or codecNoRendererErr, such as "payload reaches past the frame's end", "no OpenGL renderer
 // (hardware only was asked for)" or "the frame needs a 32768x8 texture (16400x8 rounded up to
 // powers of two); the OpenGL renderer (llvmpipe (LLVM 15.0.6, 256 bits)) allows at most 16384
 // a side"; "" after noErr. Valid until the next call on this decompression.

@@ -29,7 +29,8 @@ KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, 
     const size_t afterHeader = size - h.headerSize;
     if (h.storedSize > afterHeader) return KELFrameProblem::kPayloadPastEnd;
     if (h.planeStoredSize > afterHeader - h.storedSize) return KELFrameProblem::kPlanePastEnd;
-    if (depth == KELFrameCheckDepth::kWhole && h.blockKind > 1) return KELFrameProblem::kBlockKind;
+    if (depth == KELFrameCheckDepth::kWhole && h.blockKind > kKELBlockKindDXT24)
+        return KELFrameProblem::kBlockKind;
 
     const int64_t blocksAcross = width > 0 ? (static_cast<int64_t>(width) + 3) / 4 : 0;
     const int64_t blocksDown = height > 0 ? (static_cast<int64_t>(height) + 3) / 4 : 0;
@@ -42,8 +43,8 @@ KELFrameProblem CheckKELFrame(const uint8_t* frame, size_t size, int32_t width, 
         return KELFrameProblem::kPlaneLargerThanFrame;
 
     const uint8_t* payload = frame + h.headerSize;
-    const uint64_t payloadSize =
-        static_cast<uint64_t>(blocksAcross * blocksDown) * KELBytesPerBlock(h.blockKind == 1, h.alpha != 0);
+    const uint64_t payloadSize = static_cast<uint64_t>(blocksAcross * blocksDown) *
+                                 KELBytesPerBlock(h.blockKind == kKELBlockKindDXT24, h.alpha != 0);
     if (!YieldsExactly(h.packing, payload, h.storedSize, payloadSize, depth))
         return h.packing == kKELPackingLZF ? KELFrameProblem::kPayloadUnpack
                                            : KELFrameProblem::kPayloadTooShort;

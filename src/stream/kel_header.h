@@ -31,6 +31,13 @@ const int32_t kKELMaxSide = 32767;
 const uint8_t kKELFormatVersion = 1;
 const uint8_t kKELPackingLZF = 1;
 
+// Values of the block-kind byte (offset 26) that the encoder writes. Readers differ on the
+// others on purpose: the frame reader unpacks any value but kKELBlockKindDXT24 as DXT1/DXT5
+// blocks, while the GPU path uploads any value but kKELBlockKindS3TC as DXT24 and draws only
+// kKELBlockKindDXT24 with the DXT24 program.
+const uint8_t kKELBlockKindS3TC = 0;
+const uint8_t kKELBlockKindDXT24 = 1;
+
 // Byte offsets of the header fields.
 const uint32_t kKELHeaderSizeOffset = 0;
 const uint32_t kKELVersionOffset = 4;
