@@ -35,17 +35,20 @@ const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
                     "decoding takes twice as long as a memcpy of the frame, below 1 it is faster.\n"
                     "A row that cannot be measured says why, and the bench then ends with status 1:\n"
                     "with --gl hardware on a machine without a GPU renderer, the DXT1 and DXT5 rows.\n"
+                    "The row of the saved settings (those qzkt encode uses) is marked *; they get a row\n"
+                    "of their own when no other row has them.\n"
                     "\n"
                     "  --frames N       how many frames (default 30)\n"
                     "  --gl MODE        renderer for DXT1/DXT5 decoding: auto (the GPU, else Mesa's\n"
                     "                   software renderer), hardware (the GPU only), software (Mesa's\n"
                     "                   renderer accepted too)\n"
-                    "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
+                    "  --prefs-dir DIR  folder of the settings file whose settings are marked\n";
 
 struct Config {
     const char* blocks;
     qzkt_settings settings;
-    int workers; // for the table
+    int workers;        // for the table
+    bool saved = false; // the saved settings: the row is marked
 };
 
 struct Result {
@@ -163,6 +166,45 @@ qzkt_settings Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
     return {alpha, dxt24, noLZF, threadSetting};
 }
 
+// The rows: DXT1, DXT5, DXT24 at each worker count a thread setting gives (1, 2, 4, 8, 16, 24,
+// and one per physical core) up to twice the logical processors, each count once, then DXT24
+// without LZF. The saved settings mark the row that encodes as they do (DXT1/DXT5 ignore the
+// thread setting; DXT24 rows compare by worker count), or are a row of their own.
+std::vector<Config> BenchConfigs(int logical, const qzkt_settings& saved) {
+    std::vector<Config> configs = {{"DXT1", Settings(0, 0, 0, 2), 1}, {"DXT5", Settings(1, 0, 0, 2), 1}};
+    std::vector<Config> dxt24;
+    for (int setting : {2, 3, 4, 6, 8, 9, 1}) {
+        const int workers = qzkt_thread_count(setting);
+        if (workers > std::max(2, 2 * logical)) continue;
+        const bool measured = std::any_of(dxt24.begin(), dxt24.end(),
+                                          [workers](const Config& c) { return c.workers == workers; });
+        if (!measured) dxt24.push_back({"DXT24", Settings(0, 1, 0, setting), workers});
+    }
+    std::sort(dxt24.begin(), dxt24.end(),
+              [](const Config& a, const Config& b) { return a.workers < b.workers; });
+    configs.insert(configs.end(), dxt24.begin(), dxt24.end());
+    configs.push_back({"DXT24", Settings(0, 1, 1, 2), 1});
+
+    const auto encodesAsSaved = [&saved](const Config& c) {
+        const qzkt_settings& s = c.settings;
+        if (s.alpha != saved.alpha || s.no_lzf != saved.no_lzf) return false;
+        if (saved.alpha) return true; // DXT5 whatever dxt24 and the thread setting say
+        if (s.dxt24 != saved.dxt24) return false;
+        return !saved.dxt24 || c.workers == qzkt_thread_count(saved.thread_setting);
+    };
+    const auto row = std::find_if(configs.begin(), configs.end(), encodesAsSaved);
+    if (row != configs.end()) {
+        row->saved = true;
+    } else {
+        const bool dxt24Row = saved.dxt24 && !saved.alpha;
+        configs.push_back({saved.alpha   ? "DXT5"
+                           : saved.dxt24 ? "DXT24"
+                                         : "DXT1",
+                           saved, dxt24Row ? qzkt_thread_count(saved.thread_setting) : 1, true});
+    }
+    return configs;
+}
+
 } // namespace
 
 int RunBench(const Args& args) {
@@ -203,17 +245,7 @@ int RunBench(const Args& args) {
     const int physicalCores = qzkt_thread_count(1);
     const int logical = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 
-    std::vector<Config> configs = {{"DXT1", Settings(0, 0, 0, 2), 1}, {"DXT5", Settings(1, 0, 0, 2), 1}};
-    // DXT24 at 1, 2, 4 ... workers up to twice the logical processors, and at one per
-    // physical core (thread setting 1) when that is another count.
-    for (int setting : {2, 3, 4, 6, 8, 9, 1}) {
-        const int workers = qzkt_thread_count(setting);
-        if (workers > std::max(2, 2 * logical)) continue;
-        if (setting == 1 && (workers == 1 || workers == 2 || workers == 4 || workers == 8 || workers == 24))
-            continue;
-        configs.push_back({"DXT24", Settings(0, 1, 0, setting), workers});
-    }
-    configs.push_back({"DXT24", Settings(0, 1, 1, 2), 1});
+    const std::vector<Config> configs = BenchConfigs(logical, ResolveSettings(SettingsChoice()));
 
     const double frameBytes = 4.0 * width * height;
     const double copySeconds = MemcpySeconds(frames[0]);
@@ -245,12 +277,13 @@ int RunBench(const Args& args) {
         }
         const double n = static_cast<double>(frames.size());
         const double decodeFrame = r.decodeSeconds / n;
-        std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f  %-11s %12.2fx\n", config.blocks,
+        std::printf("%-6s %-4s %7s  %11.0f %6.1f:1 %6.2f dB %10.1f %10.1f  %-11s %12.2fx%s\n", config.blocks,
                     lzf, threads.c_str(), r.bytes / n, frameBytes * n / r.bytes, r.psnrSum / n,
                     n / r.encodeSeconds, 1.0 / decodeFrame, usesGL ? gl.decoder.c_str() : "CPU",
-                    decodeFrame / copySeconds);
+                    decodeFrame / copySeconds, config.saved ? " *" : "");
         std::fflush(stdout);
     }
+    std::printf("\n* the saved settings: %s\n", DescribeSettings(ResolveSettings(SettingsChoice())).c_str());
     if (gl.decoder == "GPU")
         std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on the GPU.\n");
     else if (!gl.decoder.empty())
