@@ -11,7 +11,8 @@ extern unsigned char thirdsTable[65536];
 extern bool initThirds;
 
 // Fills thirdsTable once per process (thread-safe); later calls return at once. The
-// decoder does this itself, so no caller needs to call it first.
+// decoder does this itself, so no caller needs to call it first. Kept on purpose as an entry
+// point (docs/kept-on-purpose.md).
 void InitThirdsTable();
 
 // Decodes ceil(width/4) x ceil(height/4) blocks from src into dst, whose rows are rowBytes

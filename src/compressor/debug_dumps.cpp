@@ -1,4 +1,5 @@
 // BMP dumps through stb_image_write.
+// Kept on purpose with no product caller (docs/kept-on-purpose.md).
 #include "debug_dumps.h"
 
 #include <cstdio>

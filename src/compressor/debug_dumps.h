@@ -1,5 +1,6 @@
 // Diagnostic image dumps for developing the encoder: write 8-bit images to standard 24-bit BMP
 // files without ever overwriting an existing file. No codec path calls them.
+// Kept on purpose with no product caller (docs/kept-on-purpose.md).
 #pragma once
 
 #include <cstdint>

@@ -92,7 +92,7 @@ void* compressThread(void* info);
 
 // Sets g_numDXT24Threads to count clamped to 1..32 and starts that many workers; returns the
 // result of the last pthread_create (EAGAIN when the slots are not loaded). Does not mark the
-// pool ready; kept as an entry point.
+// pool ready. Kept on purpose as an entry point with no product caller (docs/kept-on-purpose.md).
 int SetupThreads(int count);
 
 extern "C" {

@@ -1,4 +1,5 @@
 // BMP file load and save with the codec's 16-byte file header.
+// Kept on purpose with no product caller (docs/kept-on-purpose.md).
 #include "bmp_file.h"
 
 #include <cstdint>

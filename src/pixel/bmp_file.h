@@ -13,6 +13,7 @@
 //   10      2     reserved, 0
 //   12      4     offset of bits = 16 + info size
 //   16      ...   info block, then the bits
+// Kept on purpose with no product caller (docs/kept-on-purpose.md).
 #pragma once
 
 // Reads path. Returns the pixel bits in a new heap block and stores a new heap block

@@ -1,4 +1,5 @@
 // Planar 4:2:0 buffers and the 4:2:2 <-> 4:2:0 copies.
+// The YUV copies are kept on purpose with no product caller (docs/kept-on-purpose.md).
 #include "internal_pixel_buffer.h"
 
 #include <sys/mman.h>

@@ -1,5 +1,6 @@
 // Planar Y'CbCr 4:2:0 pixel buffers (three separately allocated, zero-filled planes with
 // strides rounded to multiples of 16) and copies between that layout and chunky 4:2:2.
+// The YUV copies are kept on purpose with no product caller (docs/kept-on-purpose.md).
 #pragma once
 
 #include <cstdint>

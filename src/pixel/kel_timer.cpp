@@ -1,4 +1,5 @@
 // Elapsed-time timer over the platform's Mach-style tick counter and its timebase.
+// Kept on purpose: the threaded encoder makes one and nothing reads it (docs/kept-on-purpose.md).
 #include "kel_timer.h"
 
 #include <mutex>

@@ -1,4 +1,5 @@
 // Elapsed wall-clock time in seconds from the system's monotonic tick counter.
+// Kept on purpose: the threaded encoder makes one and nothing reads it (docs/kept-on-purpose.md).
 #pragma once
 
 #include <cstdint>

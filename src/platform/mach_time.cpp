@@ -1,4 +1,5 @@
 // Mach-style ticks over CLOCK_MONOTONIC, whose ticks are nanoseconds (timebase 1/1).
+// Kept on purpose: only the encoder's unread KELTimer uses it (docs/kept-on-purpose.md).
 #include "mach_time.h"
 
 #include <ctime>

@@ -1,5 +1,6 @@
 // The monotonic tick counter the components time with: nanoseconds since an arbitrary start
 // (CLOCK_MONOTONIC), so the timebase is 1/1.
+// Kept on purpose: only the encoder's unread KELTimer uses it (docs/kept-on-purpose.md).
 #pragma once
 
 #include <cstdint>

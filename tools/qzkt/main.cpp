@@ -68,8 +68,8 @@ int main(int argc, char** argv) {
     // Past a file-size limit (ulimit -f) a write then fails with EFBIG, and the tool removes
     // its partial output and says so, instead of being ended by the signal with files left behind.
     std::signal(SIGXFSZ, SIG_IGN);
-    // Frame-sized buffers come and go with every frame (the decoder's reader callocs its own
-    // too): keep them in the heap and keep the heap, so that each frame reuses the memory the
+    // Frame-sized buffers come and go with every frame (the decoder's frame reader allocates
+    // its own too): keep them in the heap and keep the heap, so that each frame reuses the memory the
     // last one freed instead of faulting in fresh zero pages (7% of a DXT24 decode's time).
     // Peak memory is unchanged; 32 MB is glibc's largest mmap threshold.
     mallopt(M_MMAP_THRESHOLD, 32 << 20);

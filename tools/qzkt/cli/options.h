@@ -11,7 +11,7 @@
 class Options {
   public:
     // valueFlags take a value ("--threads 4" or "--threads=4"); plainFlags do not.
-    // Throws ToolError (a usage error) for unknown flags and missing values.
+    // Throws UsageError for unknown flags, missing values and values given to plain flags.
     Options(const std::vector<std::string>& args, const std::set<std::string>& plainFlags,
             const std::set<std::string>& valueFlags);
 
