@@ -11,7 +11,6 @@
 
 namespace {
 
-const uint8_t kGuard = 0xA5;
 const size_t kPrefixSize = 5;
 
 // The frame in a block of exactly its size; null for an empty frame, as a caller may pass.
@@ -20,13 +19,6 @@ std::unique_ptr<uint8_t[]> ExactCopy(const uint8_t* bytes, size_t size) {
     std::unique_ptr<uint8_t[]> copy(new uint8_t[size]);
     std::copy(bytes, bytes + size, copy.get());
     return copy;
-}
-
-bool Touched(const std::vector<uint8_t>& destination, size_t rowBytes, int width, bool outsideOnly) {
-    const size_t pictureBytes = static_cast<size_t>(width) * 4;
-    for (size_t i = 0; i < destination.size(); ++i)
-        if (destination[i] != kGuard && (!outsideOnly || i % rowBytes >= pictureBytes)) return true;
-    return false;
 }
 
 struct Decoded {
@@ -52,9 +44,9 @@ std::string DecodeChecked(qzkt_decoder* decoder, const uint8_t* bytes, size_t si
     if (inspected == QZKT_DAMAGED_FRAME && out.result != QZKT_DAMAGED_FRAME)
         return std::string("a frame qzkt_inspect_frame calls damaged (") + info.problem +
                ") was not declined";
-    if (declined && Touched(out.picture, rowBytes, width, false))
+    if (declined && DestinationTouched(out.picture, rowBytes, width, false))
         return "a declined frame changed the destination";
-    if (!declined && Touched(out.picture, rowBytes, width, true))
+    if (!declined && DestinationTouched(out.picture, rowBytes, width, true))
         return "a decoded frame wrote outside its picture";
     return "";
 }

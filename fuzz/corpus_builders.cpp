@@ -13,11 +13,11 @@
 #include "compressor/compressor_component.h"
 #include "compressor/compressor_settings.h"
 #include "host/host_compression.h"
+#include "media/qzkt_movie.h"
 #include "pixel/bmp_file.h"
 #include "pixel/synthetic_image.h"
 #include "platform/little_endian.h"
 #include "platform/preferences_directory.h"
-#include "media/qzkt_movie.h"
 
 namespace {
 

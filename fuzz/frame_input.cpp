@@ -8,21 +8,6 @@
 #include "host/host_decompression.h"
 #include "platform/little_endian.h"
 
-namespace {
-
-const uint8_t kGuard = 0xA5;
-
-// Bytes of the destination that no longer hold the guard: all of them, or only those
-// outside the picture.
-bool Touched(const std::vector<uint8_t>& destination, size_t rowBytes, int width, bool outsideOnly) {
-    const size_t pictureBytes = static_cast<size_t>(width) * 4;
-    for (size_t i = 0; i < destination.size(); ++i)
-        if (destination[i] != kGuard && (!outsideOnly || i % rowBytes >= pictureBytes)) return true;
-    return false;
-}
-
-} // namespace
-
 void PrepareFrameInputs() {
     ZQN_CodecRegister();
     HostDecompressionAllowSoftwareRenderer(true);
@@ -63,9 +48,9 @@ FrameRun RunFrameInput(const uint8_t* data, size_t size) {
         run.fault = "a declined frame without a problem line";
     else if (!declined && !run.problem.empty())
         run.fault = "a problem line after noErr: " + run.problem;
-    else if (declined && Touched(destination, rowBytes, run.width, false))
+    else if (declined && DestinationTouched(destination, rowBytes, run.width, false))
         run.fault = "a declined frame changed the destination";
-    else if (!declined && Touched(destination, rowBytes, run.width, true))
+    else if (!declined && DestinationTouched(destination, rowBytes, run.width, true))
         run.fault = "a decoded frame wrote outside its picture";
     else if (againStatus != run.status || again != destination)
         run.fault = "the same frame decoded twice gave different results";

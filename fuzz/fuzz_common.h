@@ -7,9 +7,23 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 // Pictures of more pixels than this are not decoded (a 1024x1024 frame, or 16400x8).
 const int64_t kMaxFuzzPixels = int64_t(1) << 20;
+
+// What a destination is filled with before a decode, to see which bytes the decode wrote.
+const uint8_t kGuard = 0xA5;
+
+// Whether bytes of a destination of rows rowBytes apart no longer hold the guard: any of them,
+// or (outsideOnly) any outside its width x 4 bytes a row.
+inline bool DestinationTouched(const std::vector<uint8_t>& destination, size_t rowBytes, int width,
+                               bool outsideOnly) {
+    const size_t pictureBytes = static_cast<size_t>(width) * 4;
+    for (size_t i = 0; i < destination.size(); ++i)
+        if (destination[i] != kGuard && (!outsideOnly || i % rowBytes >= pictureBytes)) return true;
+    return false;
+}
 
 // Ends the process as a crash does, so that libFuzzer keeps the input.
 [[noreturn]] inline void ReportFault(const char* target, const std::string& fault) {

@@ -5,12 +5,12 @@
 #include <memory>
 #include <vector>
 
+#include "cli/tool_error.h"
 #include "codec/codec.h"
 #include "codec/frame_check.h"
 #include "fuzz_common.h"
 #include "input_file.h"
 #include "media/qzkt_movie.h"
-#include "cli/tool_error.h"
 
 namespace {
 
