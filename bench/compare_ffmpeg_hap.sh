@@ -12,6 +12,7 @@
 #
 # Environment: QZKT (default build/tools/qzkt/qzkt), DXT24_BENCH (build/bench/blocks/dxt24_bench),
 # FRAMES (60), RUNS (5 timed runs of each command; the median counts), THREADS (nproc),
+# DXT24_BENCH_ARGS (more arguments for dxt24_bench, such as --benchmark_min_time=0.001),
 # WORK (scratch folder, default a new one under ${TMPDIR:-/tmp}; needs about 2.5 GB).
 #
 # Needs: a built tree (scripts/build.sh) and Debian's ffmpeg (scripts/setup.sh installs it).
@@ -145,5 +146,5 @@ echo "In process (dxt24_bench, one 1920x1080 frame): x_plain = plain thread time
 echo "(block encoder and decoder per core, goal: encoder >= 5x); x_memcpy = time / a memcpy"
 echo "of the frame (goal: BM_DXT24DecodeCPU, the decoder the codec uses, <= 1.5); x_liblzf ="
 echo "lzf_decompress's time / the decoder's LZF unpacker's on the frame's payload (BM_LZFUnpack)"
-"$DXT24_BENCH" --benchmark_filter='Plain|Target|Memcpy|DecodeCPU|LZF' 2>/dev/null |
+"$DXT24_BENCH" --benchmark_filter='Plain|Target|Memcpy|DecodeCPU|LZF' ${DXT24_BENCH_ARGS:-} 2>/dev/null |
     grep -E '^(BM_|Benchmark|-)'

@@ -20,7 +20,6 @@ enum { PROP_0, PROP_ALPHA, PROP_DXT1, PROP_NO_LZF, PROP_THREADS };
 
 #define QZKT_FOURCC GST_MAKE_FOURCC('Q', 'Z', 'K', 'T')
 
-
 static GstStaticPadTemplate sink_template =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS,
                             GST_STATIC_CAPS("video/x-raw, format = (string) ARGB, " QZKT_CAPS_FIELDS));

@@ -20,6 +20,8 @@ packages=(
   # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
   # runtime (libtsan2) comes with g++.
   clang libclang-rt-14-dev llvm
+  # scripts/check_format.sh
+  clang-format
 )
 
 as_root=()

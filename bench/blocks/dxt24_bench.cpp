@@ -19,10 +19,10 @@
 
 #include "baseline.h"
 #include "blocks/dxt1_image.h"
-#include "compressor/frame_encoder.h"
 #include "blocks/dxt24_decode.h"
 #include "blocks/dxt24_image.h"
 #include "compressor/dxt24_threaded.h"
+#include "compressor/frame_encoder.h"
 #include "pixel/synthetic_image.h"
 #include "stream/lzf_unpack.h"
 

@@ -248,7 +248,8 @@ void stbCompressARGB32_to24_threaded(int threadCount, unsigned short* dst, unsig
     const int slice = SliceHeight(height, workers);
     const long blockRowBytes = static_cast<long>((width + 3) / 4) * 10;
 
-    KELTimer timer; // the encoder's defined steps make one per frame; nothing reads it (docs/kept-on-purpose.md)
+    KELTimer
+        timer; // the encoder's defined steps make one per frame; nothing reads it (docs/kept-on-purpose.md)
 
     // Every slice is clipped to the image, and slices that start at or past its end are not
     // dispatched: with few rows and many workers the plain split would run past the image

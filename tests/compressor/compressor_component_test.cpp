@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "compressor/debug_dumps.h"
 #include "blocks/dxt1_image.h"
+#include "compressor/debug_dumps.h"
 #include "compressor/frame_encoder.h"
 #include "compressor_fixture.h"
 #include "platform/image_compression.h"

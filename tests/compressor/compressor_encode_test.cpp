@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "compressor_fixture.h"
 #include "blocks/dxt24_image.h"
+#include "compressor_fixture.h"
 #include "host/host_compression.h"
 #include "pixel/synthetic_image.h"
 #include "platform/image_compression.h"

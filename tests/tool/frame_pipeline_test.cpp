@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "cli/options.h"
 #include "media/frame_buffer.h"
 #include "pipeline/frame_pipeline.h"
-#include "cli/options.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <regex>
 #include <sys/stat.h>
 
-#include "media/qzkt_movie.h"
-#include "tool_fixture.h"
-#include "media/increasing_times.h"
-#include "media/time_range.h"
-#include "media/colour_matrix.h"
 #include "cli/report_text.h"
+#include "media/colour_matrix.h"
+#include "media/increasing_times.h"
+#include "media/qzkt_movie.h"
+#include "media/time_range.h"
 #include "output/output_check.h"
+#include "tool_fixture.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 
 #include <qzkt/qzkt.h>
 
-#include "commands/commands.h"
-#include "media/ffmpeg_util.h"
 #include "cli/options.h"
 #include "cli/tool_error.h"
+#include "commands/commands.h"
+#include "media/ffmpeg_util.h"
 
 namespace {
 
