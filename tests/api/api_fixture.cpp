@@ -92,27 +92,6 @@ Bytes ReferenceFrame(const Bytes& picture, int width, int height, size_t rowByte
     return frame;
 }
 
-Bytes ReferencePicture(const Bytes& frame, int width, int height) {
-    const KELHeader header = ReadKELHeader(frame.data());
-    const bool dxt24 = header.blockKind == 1, alpha = header.alpha != 0;
-    Bytes payload(static_cast<size_t>(KELBlockCount(width, height)) * KELBytesPerBlock(dxt24, alpha));
-    const uint8_t* stored = frame.data() + header.headerSize;
-    if (header.packing == kKELPackingLZF)
-        lzf_decompress(stored, header.storedSize, payload.data(), static_cast<unsigned>(payload.size()));
-    else
-        std::copy(stored, stored + std::min<size_t>(header.storedSize, payload.size()), payload.begin());
-    return dxt24 ? DecodeDXT24Picture(payload.data(), width, height)
-                 : DecodeS3TCPicture(payload.data(), alpha, width, height);
-}
-
-size_t TouchedOutside(const Bytes& buffer, size_t rowBytes, int width, int height, uint8_t guard) {
-    size_t touched = 0;
-    for (size_t i = 0; i < buffer.size(); ++i)
-        touched +=
-            buffer[i] != guard && (i / rowBytes >= size_t(height) || i % rowBytes >= size_t(width) * 4);
-    return touched;
-}
-
 qzkt_settings Settings(int alpha, int dxt24, int noLZF, int threadSetting) {
     return {alpha, dxt24, noLZF, threadSetting};
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "qzkt/qzkt.h"
+#include "support/frame_builders.h"
 #include "support/reference_pictures.h"
 
 // A generated picture (bytes A, R, G, B) in rows rowBytes apart (0: width * 4); padding bytes
@@ -24,13 +25,6 @@ Bytes EncodeThroughApi(const Bytes& picture, int width, int height, size_t rowBy
 // and no_lzf is 0, and the 28-byte header.
 Bytes ReferenceFrame(const Bytes& picture, int width, int height, size_t rowBytes,
                      const qzkt_settings& settings);
-
-// The visible width x height picture a frame decodes to, by the reference decoders.
-Bytes ReferencePicture(const Bytes& frame, int width, int height);
-
-// Bytes of a buffer with rows rowBytes apart outside the width x height picture that no
-// longer hold guard.
-size_t TouchedOutside(const Bytes& buffer, size_t rowBytes, int width, int height, uint8_t guard);
 
 qzkt_settings Settings(int alpha, int dxt24, int noLZF, int threadSetting);
 

@@ -63,7 +63,7 @@ TEST(ApiThreads, FourDXT24DecodersMatchOneThread) {
     std::vector<Bytes> frames, expected;
     for (const Bytes& picture : pictures) {
         frames.push_back(EncodeThroughApi(picture, kWidth, kHeight, 0, Settings(0, 1, 0, 2)));
-        expected.push_back(ReferencePicture(frames.back(), kWidth, kHeight));
+        expected.push_back(ExpectedPicture(frames.back(), kWidth, kHeight));
     }
     std::atomic<int> mismatches{0}, failures{0};
     std::vector<std::thread> threads;

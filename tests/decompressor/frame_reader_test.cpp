@@ -32,24 +32,13 @@ Bytes Prefix(const Bytes& bytes, size_t size) {
     return Bytes(bytes.begin(), bytes.begin() + size);
 }
 
-// Header, stored payload and stored plane; the header's stored sizes are those of the parts.
-Bytes HandFrame(uint8_t blockKind, uint8_t alpha, uint8_t packing, const Bytes& stored, KELHeader header = {},
-                const Bytes& plane = {}) {
-    header.headerSize = kKELHeaderSize, header.version = kKELFormatVersion, header.blockKind = blockKind;
-    header.alpha = alpha, header.packing = packing;
+// A frame of these block kind, alpha and packing bytes (header's other fields as given), its
+// stored payload and stored plane; the header's stored sizes are those of the parts.
+Bytes Frame(uint8_t blockKind, uint8_t alpha, uint8_t packing, const Bytes& stored, KELHeader header = {},
+            const Bytes& plane = {}) {
+    header.blockKind = blockKind, header.alpha = alpha, header.packing = packing;
     header.storedSize = uint32_t(stored.size()), header.planeStoredSize = uint32_t(plane.size());
-    Bytes frame(kKELHeaderSize);
-    WriteKELHeader(frame.data(), header);
-    frame.insert(frame.end(), stored.begin(), stored.end());
-    frame.insert(frame.end(), plane.begin(), plane.end());
-    return frame;
-}
-
-Bytes Packed(const Bytes& bytes) {
-    Bytes packed(bytes.size() + 16);
-    packed.resize(lzf_compress(bytes.data(), static_cast<unsigned>(bytes.size()), packed.data(),
-                               static_cast<unsigned>(packed.size())));
-    return packed;
+    return HandFrame(header, stored, plane);
 }
 
 bool AllOpaqueBlack(const Bytes& picture) {
@@ -115,31 +104,31 @@ TEST_F(FrameReaderTest, PackingBytesAndShortOrFailedPayloads) {
     for (int k = 0; k < 16; ++k)
         for (int b : {k * 16, k * 16, k * 16, 255 - k, 255 - k, 255 - k, 0x1B, 0x1B, 0xE4, 0xE4})
             payload.push_back(static_cast<uint8_t>(b));
-    const Bytes packed = Packed(payload), intact = Decode(HandFrame(1, 0, 0, payload), w, h);
+    const Bytes packed = Packed(payload), intact = Decode(Frame(1, 0, 0, payload), w, h);
     ASSERT_GT(packed.size(), 0u);
-    EXPECT_EQ(intact, ExpectedPicture(HandFrame(1, 0, 0, payload), w, h));
+    EXPECT_EQ(intact, ExpectedPicture(Frame(1, 0, 0, payload), w, h));
 
     // Only a packing byte of 1 means LZF; 2 is stored. Stored bytes past the buffer are cut off.
-    EXPECT_EQ(Decode(HandFrame(1, 0, 1, packed), w, h), intact);
-    EXPECT_EQ(Decode(HandFrame(1, 0, 2, payload), w, h), intact);
+    EXPECT_EQ(Decode(Frame(1, 0, 1, packed), w, h), intact);
+    EXPECT_EQ(Decode(Frame(1, 0, 2, payload), w, h), intact);
     Bytes longer = payload;
     longer.resize(payload.size() + 50, 0x77);
-    EXPECT_EQ(Decode(HandFrame(1, 0, 0, longer), w, h), intact);
+    EXPECT_EQ(Decode(Frame(1, 0, 0, longer), w, h), intact);
 
     // Short data leaves zeroed blocks, opaque black: one block row stored, or an LZF stream cut
     // in half, gives the first block row and not the last. (The block buffer is the one the
     // intact frames above used on this thread: nothing of theirs may show.)
     const size_t blockRow = size_t(w) * 4 * 4;
     for (const Bytes& frame :
-         {HandFrame(1, 0, 0, Prefix(payload, 40)), HandFrame(1, 0, 1, Prefix(packed, packed.size() / 2))}) {
+         {Frame(1, 0, 0, Prefix(payload, 40)), Frame(1, 0, 1, Prefix(packed, packed.size() / 2))}) {
         const Bytes picture = Decode(frame, w, h);
         EXPECT_EQ(Prefix(picture, blockRow), Prefix(intact, blockRow));
         EXPECT_TRUE(AllOpaqueBlack(Bytes(picture.end() - blockRow, picture.end())));
     }
     // A stream that fails at once (its first copy refers back before the output's start) leaves
     // every block zero, on the CPU and on the GPU path (an all-zero DXT1 block is black too).
-    EXPECT_TRUE(AllOpaqueBlack(Decode(HandFrame(1, 0, 1, {0x20, 0x00}), w, h)));
-    EXPECT_TRUE(AllOpaqueBlack(Decode(HandFrame(0, 0, 1, {0x20, 0x00}), w, h)));
+    EXPECT_TRUE(AllOpaqueBlack(Decode(Frame(1, 0, 1, {0x20, 0x00}), w, h)));
+    EXPECT_TRUE(AllOpaqueBlack(Decode(Frame(0, 0, 1, {0x20, 0x00}), w, h)));
 }
 
 TEST_F(FrameReaderTest, SecondPlaneIsUploadedButDoesNotReachTheOutput) {
@@ -152,24 +141,24 @@ TEST_F(FrameReaderTest, SecondPlaneIsUploadedButDoesNotReachTheOutput) {
 
     // DXT24 frames allocate the plane but never read or upload it.
     const Bytes dxt24 = RandomBytes(8 * 10, 3);
-    EXPECT_EQ(Decode(HandFrame(1, 0, 0, dxt24, rgba, Bytes(32, 0x40)), w, h),
-              Decode(HandFrame(1, 0, 0, dxt24), w, h));
+    EXPECT_EQ(Decode(Frame(1, 0, 0, dxt24, rgba, Bytes(32, 0x40)), w, h),
+              Decode(Frame(1, 0, 0, dxt24), w, h));
     EXPECT_EQ(resources_->planeTexture.name, 0u);
 
     // DXT1 frames upload it (a transparent RGBA plane, and a packed RGB one) and draw the same.
-    const Bytes blocks = RandomBytes(8 * 8, 2), plain = Decode(HandFrame(0, 0, 0, blocks), w, h);
-    EXPECT_EQ(Decode(HandFrame(0, 0, 0, blocks, rgba, Bytes(32, 0x40)), w, h), plain);
+    const Bytes blocks = RandomBytes(8 * 8, 2), plain = Decode(Frame(0, 0, 0, blocks), w, h);
+    EXPECT_EQ(Decode(Frame(0, 0, 0, blocks, rgba, Bytes(32, 0x40)), w, h), plain);
     EXPECT_NE(resources_->planeTexture.name, 0u);
-    EXPECT_EQ(Decode(HandFrame(0, 0, 0, blocks, rgb, Packed(Bytes(24, 0xC8))), w, h), plain);
+    EXPECT_EQ(Decode(Frame(0, 0, 0, blocks, rgb, Packed(Bytes(24, 0xC8))), w, h), plain);
     EXPECT_EQ(resources_->planeTexture.sourceWidth, 4);
     EXPECT_EQ(resources_->planeTexture.sourceHeight, 2);
 }
 
 TEST_F(FrameReaderTest, FramebufferKeepsTheFirstFramesSize) {
-    Decode(HandFrame(0, 0, 0, RandomBytes(4 * 2 * 8, 4)), 16, 8);
+    Decode(Frame(0, 0, 0, RandomBytes(4 * 2 * 8, 4)), 16, 8);
     // A larger frame renders into the 16 x 8 framebuffer: its first 8 rows of 16 pixels, the
     // bottom-left corner of the render, come out right.
-    const Bytes large = HandFrame(0, 0, 0, RandomBytes(8 * 4 * 8, 5));
+    const Bytes large = Frame(0, 0, 0, RandomBytes(8 * 4 * 8, 5));
     const Bytes picture = Decode(large, 32, 16), expected = ExpectedPicture(large, 32, 16);
     EXPECT_EQ(resources_->framebuffer.textureWidth, 16);
     EXPECT_EQ(resources_->framebuffer.textureHeight, 8);
@@ -179,7 +168,7 @@ TEST_F(FrameReaderTest, FramebufferKeepsTheFirstFramesSize) {
 
 TEST_F(FrameReaderTest, ReadBackRowLengthFollowsTheDestinationStride) {
     const int w = 1280, h = 720;
-    const Bytes frame = HandFrame(0, 0, 0, RandomBytes(320 * 180 * 8, 6)),
+    const Bytes frame = Frame(0, 0, 0, RandomBytes(320 * 180 * 8, 6)),
                 expected = ExpectedPicture(frame, w, h);
     // A tight stride sets no row length; 5376-byte rows set 1344 pixels, and 0 again after.
     gRecording = true;

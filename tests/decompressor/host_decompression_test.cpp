@@ -10,18 +10,6 @@
 
 namespace {
 
-// A raw frame of `blockBytes` bytes a block with these block kind and alpha bytes.
-Bytes RawFrame(int w, int h, uint8_t blockKind, uint8_t alpha, uint8_t fill = 0x6C) {
-    KELHeader header{};
-    header.headerSize = kKELHeaderSize;
-    header.blockKind = blockKind;
-    header.alpha = alpha;
-    header.storedSize = uint32_t(KELBlockCount(w, h)) * KELBytesPerBlock(blockKind == 1, alpha != 0);
-    Bytes frame(kKELHeaderSize + header.storedSize, fill);
-    WriteKELHeader(frame.data(), header);
-    return frame;
-}
-
 class HostDecompressionTest : public testing::Test {
   protected:
     void SetUp() override {

@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include <lzf.h>
+
 #include "blocks/dxt24_decode.h"
+#include "stream/kel_header.h"
 
 namespace {
 
@@ -78,4 +81,16 @@ int LargestDifference(const Bytes& a, const Bytes& b) {
     for (size_t i = 0; i < std::min(a.size(), b.size()); ++i)
         largest = std::max(largest, std::abs(a[i] - b[i]));
     return largest;
+}
+
+Bytes ExpectedPicture(const Bytes& frame, int w, int h) {
+    const KELHeader header = ReadKELHeader(frame.data());
+    const bool dxt24 = header.blockKind == kKELBlockKindDXT24, alpha = header.alpha != 0;
+    Bytes payload(KELBlockCount(w, h) * KELBytesPerBlock(dxt24, alpha));
+    const uint8_t* stored = frame.data() + header.headerSize;
+    if (header.packing == kKELPackingLZF)
+        lzf_decompress(stored, header.storedSize, payload.data(), static_cast<unsigned>(payload.size()));
+    else
+        std::copy(stored, stored + std::min<size_t>(header.storedSize, payload.size()), payload.begin());
+    return dxt24 ? DecodeDXT24Picture(payload.data(), w, h) : DecodeS3TCPicture(payload.data(), alpha, w, h);
 }

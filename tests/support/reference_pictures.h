@@ -16,6 +16,11 @@ Bytes DecodeS3TCPicture(const uint8_t* blocks, bool dxt5, int width, int height)
 // ceil(width/4) x ceil(height/4) 10-byte DXT24 blocks through DecodeDXT24.
 Bytes DecodeDXT24Picture(const uint8_t* blocks, int width, int height);
 
+// The visible width x height picture a frame should decode to: its payload unpacked (zero-filled
+// past the stored data), decoded by DecodeDXT24Picture when the block kind is DXT24, else as
+// DXT1/DXT5.
+Bytes ExpectedPicture(const Bytes& frame, int width, int height);
+
 // The first width pixels of each of height rows of an image whose rows are stride bytes apart.
 Bytes Visible(const uint8_t* image, size_t stride, int width, int height);
 

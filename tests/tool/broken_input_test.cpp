@@ -8,22 +8,15 @@
 #include <unistd.h>
 
 #include "platform/little_endian.h"
-#include "reference_frames.h"
 #include "stream/kel_header.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {
 
 const int kWidth = 20, kHeight = 12; // 15 blocks
-
-Bytes WithField(Bytes frame, uint32_t offset, uint32_t value) {
-    WriteLE32(&frame[offset], value);
-    return frame;
-}
-
-size_t AtomOffset(const Bytes& movie, const char* tag) {
-    return std::search(movie.begin(), movie.end(), tag, tag + 4) - movie.begin() - 4;
-}
 
 // Waits until the tool has drained its input pipe and holds its output file open in
 // `folder`: it is then mid-way, waiting for input that does not come.
@@ -106,10 +99,10 @@ TEST_F(ToolTest, BrokenInputGetsOneLineAndNoOutput) {
 TEST_F(ToolTest, DamagedFramesAreReplacedAndCounted) {
     const Bytes blocksA = ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, 0), kWidth, kHeight);
     const Bytes blocksB = ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, 5), kWidth, kHeight);
-    const Bytes frameA = EncodedFrame(true, blocksA, false), frameB = EncodedFrame(true, blocksB, true);
+    const Bytes frameA = StoredFrame(true, blocksA, false), frameB = StoredFrame(true, blocksB, true);
     // LZF data that unpacks to half the blocks cannot give the frame: damaged too.
     const Bytes shortLZF =
-        EncodedFrame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
+        StoredFrame(true, Bytes(blocksA.begin(), blocksA.begin() + blocksA.size() / 2), true);
 
     const Bytes black = DecodeBlocks(BlockKind::kDXT24, Bytes(blocksA.size()), kWidth, kHeight);
     const Bytes a = DecodeBlocks(BlockKind::kDXT24, blocksA, kWidth, kHeight);
@@ -120,7 +113,7 @@ TEST_F(ToolTest, DamagedFramesAreReplacedAndCounted) {
         {WithField(frameA, kKELStoredSizeOffset, 100000), a},
         {frameB, b},
         {Bytes(frameB.begin(), frameB.end() - 10), b},
-        {WithField(EncodedFrame(false, Bytes(8 * 15), false), kKELStoredSizeOffset, 5000), b}, // DXT1
+        {WithField(StoredFrame(false, Bytes(8 * 15), false), kKELStoredSizeOffset, 5000), b}, // DXT1
         {WithField(frameB, kKELHeaderSizeOffset, 5000), b},
         {shortLZF, b},
         {Bytes(1), b}, // made empty below

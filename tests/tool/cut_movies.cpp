@@ -1,6 +1,8 @@
 // Movies cut short in their samples, for the suites that read them (info and decode). Only
 // tool_tests links this file: the other suites that share the fixture do not need it.
-#include "reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 std::vector<Bytes> ToolTest::WriteCutMovies() {

@@ -8,8 +8,10 @@
 
 #include "gl/gl_context.h"
 #include "platform/little_endian.h"
-#include "reference_frames.h"
 #include "stream/kel_header.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {
@@ -19,17 +21,6 @@ namespace {
 // would take 4 GiB).
 const long kAddressSpaceCap = 1L << 30;
 const long kPeakRssCapKiB = 300 * 1024;
-
-Bytes Frame(const KELHeader& fields, const Bytes& stored) {
-    KELHeader h = fields;
-    h.headerSize = kKELHeaderSize;
-    h.version = kKELFormatVersion;
-    h.storedSize = static_cast<uint32_t>(stored.size());
-    Bytes frame(kKELHeaderSize);
-    WriteKELHeader(frame.data(), h);
-    frame.insert(frame.end(), stored.begin(), stored.end());
-    return frame;
-}
 
 bool SanitizerBuild() {
 #if defined(__SANITIZE_ADDRESS__)
@@ -51,7 +42,7 @@ TEST_F(ToolTest, HugeClaimedSizeCostsNoFrameSizedMemory) {
     lzf.blockKind = raw.blockKind = 1;
     lzf.packing = kKELPackingLZF;
     WriteMovie(Path("huge.mov"), kKELMaxSide, kKELMaxSide,
-               {Frame(lzf, stream), Frame(raw, stream), Frame(lzf, stream)});
+               {HandFrame(lzf, stream), HandFrame(raw, stream), HandFrame(lzf, stream)});
     ASSERT_LT(ReadFile(Path("huge.mov")).size(), 6000u);
     const std::vector<std::string> inputs = FolderListing();
 
@@ -85,7 +76,7 @@ TEST_F(ToolTest, HugeClaimedSizeCostsNoFrameSizedMemory) {
     EXPECT_EQ(text.find("DXT24 "), std::string::npos) << text;
 
     // One size limit everywhere: a track one pixel wider is refused as unusable.
-    WriteMovie(Path("wider.mov"), kKELMaxSide + 1, 8, {Frame(raw, Bytes(8))});
+    WriteMovie(Path("wider.mov"), kKELMaxSide + 1, 8, {HandFrame(raw, Bytes(8))});
     const RunResult wider = Run({"qzkt", "decode", "wider.mov", "wider.mkv"});
     EXPECT_EQ(wider.status, 1);
     EXPECT_EQ(wider.err, "qzkt decode: wider.mov has a QZKT track of unusable size 32768x8\n");
@@ -101,10 +92,11 @@ TEST_F(ToolTest, NegativePlaneFramesAreDamagedAndReplaced) {
     dxt24.blockKind = plane24.blockKind = 1;
     plane24.planeWidth = dxt1.planeWidth = static_cast<uint32_t>(-285212671);
     plane24.planeHeight = dxt1.planeHeight = 59;
-    const Bytes dxt1Frame = Frame(dxt1, ReferenceBlocks(BlockKind::kDXT1, ClipFrame(w, h, 1), w, h));
+    const Bytes dxt1Frame = HandFrame(dxt1, ReferenceBlocks(BlockKind::kDXT1, ClipFrame(w, h, 1), w, h));
     ASSERT_EQ(dxt1Frame.size(), 60u);
-    WriteMovie(Path("plane.mov"), w, h,
-               {Frame(dxt24, blocksA), dxt1Frame, Frame(plane24, blocksB), Frame(dxt24, blocksB)});
+    WriteMovie(
+        Path("plane.mov"), w, h,
+        {HandFrame(dxt24, blocksA), dxt1Frame, HandFrame(plane24, blocksB), HandFrame(dxt24, blocksB)});
 
     const RunResult r = Run({"qzkt", "decode", "--gl", "software", "plane.mov", "plane.argb"});
     EXPECT_EQ(r.status, 3);

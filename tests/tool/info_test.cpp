@@ -4,7 +4,9 @@
 
 #include <string>
 
-#include "reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {

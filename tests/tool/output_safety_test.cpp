@@ -10,7 +10,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {

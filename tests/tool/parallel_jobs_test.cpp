@@ -5,8 +5,10 @@
 
 #include "gl/gl_context.h"
 #include "platform/little_endian.h"
-#include "reference_frames.h"
 #include "stream/kel_header.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {
@@ -65,7 +67,7 @@ TEST_F(ToolTest, DecodedFramesAreTheSameForEveryJobCountWithDamagedFrames) {
     for (size_t i = 0; i < pattern.size(); ++i) {
         const Bytes blocks =
             ReferenceBlocks(BlockKind::kDXT24, ClipFrame(kWidth, kHeight, i), kWidth, kHeight);
-        Bytes frame = EncodedFrame(true, blocks, i % 3 != 0);
+        Bytes frame = StoredFrame(true, blocks, i % 3 != 0);
         if (pattern[i] == 'x') {
             if (i % 2 == 0)
                 frame.resize(frame.size() - 7); // cut short
@@ -114,7 +116,7 @@ TEST_F(ToolTest, AnErrorInTheMiddleWithSeveralJobsLeavesNothingBehind) {
     if (limit + 16 > kKELMaxSide) GTEST_SKIP() << "the renderer takes every frame size";
     const int w = limit + 16, h = 8;
     const Bytes picture = ClipFrame(w, h, 0);
-    const Bytes dxt24 = EncodedFrame(true, ReferenceBlocks(BlockKind::kDXT24, picture, w, h), true);
+    const Bytes dxt24 = StoredFrame(true, ReferenceBlocks(BlockKind::kDXT24, picture, w, h), true);
     KELHeader dxt1Header{};
     dxt1Header.headerSize = kKELHeaderSize;
     dxt1Header.version = kKELFormatVersion;

@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include "media/qzkt_movie.h"
-#include "reference_frames.h"
 #include "stream/kel_header.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 namespace {

@@ -3,7 +3,9 @@
 // a --set that gives every setting.
 #include <sys/stat.h>
 
-#include "reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 TEST_F(ToolTest, SettingsFileThatCannotBeReadIsSaidAndKeptUnlessEverythingIsSet) {

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
+#include "support/reference_frames.h"
 #include "tool_fixture.h"
 
 extern "C" {

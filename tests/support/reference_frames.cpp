@@ -1,12 +1,12 @@
-// Reference frames from the DXT24 codec and stb_dxt.
-#include "reference_frames.h"
+// Reference blocks from the DXT24 codec and stb_dxt, and the pictures they stand for.
+#include "support/reference_frames.h"
+#include "support/frame_builders.h"
+#include "support/movie_builders.h"
 
 #include <algorithm>
-#include <lzf.h>
 #include <stb/stb_dxt.h>
 
 #include "blocks/dxt24_image.h"
-#include "media/qzkt_movie.h"
 #include "stream/kel_header.h"
 
 Bytes ClipFrame(int width, int height, int index) {
@@ -50,37 +50,4 @@ Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height) 
 Bytes DecodeBlocks(BlockKind kind, const Bytes& blocks, int width, int height) {
     if (kind == BlockKind::kDXT24) return DecodeDXT24Picture(blocks.data(), width, height);
     return DecodeS3TCPicture(blocks.data(), kind == BlockKind::kDXT5, width, height);
-}
-
-Bytes EncodedFrame(bool dxt24, const Bytes& blocks, bool lzf) {
-    KELHeader h{};
-    h.headerSize = kKELHeaderSize;
-    h.version = kKELFormatVersion;
-    h.packing = lzf ? kKELPackingLZF : 0;
-    h.blockKind = dxt24 ? 1 : 0;
-    h.storedSize = static_cast<uint32_t>(blocks.size());
-    Bytes frame(kKELHeaderSize + blocks.size() + 64);
-    if (lzf)
-        h.storedSize = lzf_compress(blocks.data(), h.storedSize, &frame[kKELHeaderSize], h.storedSize + 64);
-    else
-        std::copy(blocks.begin(), blocks.end(), &frame[kKELHeaderSize]);
-    frame.resize(kKELHeaderSize + h.storedSize);
-    WriteKELHeader(frame.data(), h);
-    return frame;
-}
-
-void WriteMovie(const std::string& path, int width, int height, const std::vector<Bytes>& samples) {
-    QZKTMovieWriter movie(path, width, height, AVRational{1, 10}, AVRational{10, 1});
-    for (size_t i = 0; i < samples.size(); ++i)
-        movie.WriteFrame(samples[i].data(), samples[i].size(), static_cast<int64_t>(i));
-    movie.Finish();
-}
-
-std::vector<Bytes> MovieSamples(const std::string& movie) {
-    std::vector<Bytes> samples;
-    QZKTMovieReader reader(movie);
-    QZKTSample sample;
-    while (reader.Next(sample))
-        samples.emplace_back(sample.data, sample.data + sample.size);
-    return samples;
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/reference_pictures.h"
+#include "reference_pictures.h"
 
 enum class BlockKind { kDXT24, kDXT1, kDXT5 };
 
@@ -20,13 +20,3 @@ Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height);
 
 // The width x height ARGB picture the blocks stand for (alpha 255 except in DXT5).
 Bytes DecodeBlocks(BlockKind kind, const Bytes& blocks, int width, int height);
-
-// A frame as the compressor writes these blocks (DXT24, or opaque DXT1): the header, then the
-// blocks packed with LZF or stored.
-Bytes EncodedFrame(bool dxt24, const Bytes& blocks, bool lzf);
-
-// A QuickTime movie of these samples as the tool writes one, at 10 frames per second.
-void WriteMovie(const std::string& path, int width, int height, const std::vector<Bytes>& samples);
-
-// Every sample of a movie's QZKT track, in order.
-std::vector<Bytes> MovieSamples(const std::string& movie);
