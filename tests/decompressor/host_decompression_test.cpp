@@ -47,22 +47,12 @@ class HostDecompressionTest : public testing::Test {
 } // namespace
 
 TEST_F(HostDecompressionTest, InconsistentFramesAreDeclinedBeforeTheDecompressor) {
-    // The audit's frame: 60 bytes of DXT1 for 8 x 8 pixels with a second plane of
-    // -285212671 x 59 pixels (the reader's 32-bit product would ask for 1.4 GB), and the
-    // same plane on DXT24 frames, which never read it; then payloads that cannot yield the
-    // frame's blocks.
+    // Payloads that cannot yield the frame's blocks. (Impossible second planes are the frame
+    // check's own suite and the malformed corpus's frame/negative_plane_* cases, replayed
+    // through this entry.)
     const int w = 8, h = 8;
     HostDecompression* d = Open(w, h);
-    Bytes dxt1 = RawFrame(w, h, 0, 0), dxt24 = RawFrame(w, h, 1, 0);
-    ASSERT_EQ(dxt1.size(), 60u);
-    for (Bytes* frame : {&dxt1, &dxt24}) {
-        Bytes damaged = *frame;
-        WriteLE32(&damaged[kKELPlaneWidthOffset], uint32_t(-285212671));
-        WriteLE32(&damaged[kKELPlaneHeightOffset], 59);
-        EXPECT_EQ(Decode(d, damaged, w, h), codecBadDataErr);
-        EXPECT_TRUE(Untouched());
-        EXPECT_STREQ(HostDecompressionProblem(d), "second plane has a negative side");
-    }
+    const Bytes dxt24 = RawFrame(w, h, 1, 0);
     Bytes shortRaw = dxt24;
     WriteLE32(&shortRaw[kKELStoredSizeOffset], 39);
     EXPECT_EQ(Decode(d, shortRaw, w, h), codecBadDataErr);

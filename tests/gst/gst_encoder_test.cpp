@@ -57,16 +57,9 @@ class GstEncoderTest : public GstTest {
     }
 };
 
-TEST_F(GstEncoderTest, QtmuxMovieHoldsTheToolsFramesForEverySetting) {
-    for (const EncoderSetting& setting :
-         std::vector<EncoderSetting>{{"", {}},
-                                     {"no-lzf=true", {"--no-lzf"}},
-                                     {"dxt1=true", {"--dxt1"}},
-                                     {"dxt1=true no-lzf=true", {"--dxt1", "--no-lzf"}},
-                                     {"alpha=true", {"--alpha"}},
-                                     {"threads=0", {"--threads", "auto"}},
-                                     {"threads=5", {"--threads", "4"}}})
-        ExpectMovieMatchesToolEncode(37, 29, 3, setting);
+// Every setting: gst_harness_test.cpp, in one process. Here through qtmux into a movie.
+TEST_F(GstEncoderTest, QtmuxMovieHoldsTheToolsFramesOfPartialBlocks) {
+    ExpectMovieMatchesToolEncode(37, 29, 3, {"dxt1=true no-lzf=true", {"--dxt1", "--no-lzf"}});
 }
 
 TEST_F(GstEncoderTest, QtmuxMovieHoldsTheToolsFramesAtNearlyFullHd) {

@@ -1,4 +1,5 @@
-// The Component Manager: open/close, delegation, can-do and targets.
+// The Component Manager: open/close, delegation, can-do, targets, and the checks a call must
+// pass before a handler runs (procedure information, parameter block size, table entries).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -14,8 +15,9 @@ struct Probe {
     ComponentInstance target = nullptr;
     int16_t lastShort = 0;
     Point lastPoint{};
-    long closes = 0;
 };
+
+int g_mixedCalls = 0;
 
 long g_closeCount = 0;
 ComponentResult g_openResult = noErr;
@@ -40,6 +42,7 @@ ComponentResult ProbeCanDo(Probe*, int16_t selector) {
 }
 // A 16-bit parameter between two words, and a Point by value: the thunk must unpack each.
 ComponentResult ProbeMixed(Probe* probe, int16_t value, Point point, int32_t* out) {
+    ++g_mixedCalls;
     probe->lastShort = value;
     probe->lastPoint = point;
     *out = value * 1000 + point.h;
@@ -79,15 +82,7 @@ ComponentResult ForwardingDispatch(ComponentParameters* params, Handle storage) 
     return DelegateComponentCall(params, reinterpret_cast<ComponentInstance>(storage));
 }
 
-const uint8_t kFirstInfo[] = {1, 2, 3};
-const uint8_t kSecondInfo[] = {9, 9};
-const ComponentResource kFirstResources[] = {{FourCC("cdci"), 256, kFirstInfo, sizeof kFirstInfo},
-                                             {FourCC("STR "), 5, "first", 5}};
-const ComponentResource kSecondResources[] = {{FourCC("cdci"), 256, kSecondInfo, sizeof kSecondInfo}};
-const ComponentResourceSet kFirstSet = {kFirstResources, 2};
-const ComponentResourceSet kSecondSet = {kSecondResources, 1};
-
-Component Register(const char* subtype, const ComponentResourceSet* resources,
+Component Register(const char* subtype, const ComponentResourceSet* resources = nullptr,
                    ComponentRoutineUPP entry = ProbeDispatch) {
     char code[5];
     std::memcpy(code, subtype, 5);
@@ -122,4 +117,38 @@ TEST(ComponentManagerTest, FailedOpenClosesAndDelegationPassesCallsOn) {
     CloseComponent(outer);
     CloseComponent(inner);
     EXPECT_EQ(UnregisterComponent(component), noErr);
+}
+
+TEST(ComponentManagerTest, ACallReachesItsHandlerOnlyWhenItsWordsMatchTheHandler) {
+    Register("mixd");
+    ComponentInstance instance = nullptr;
+    ASSERT_EQ(OpenADefaultComponent(FourCC("test"), FourCC("mixd"), &instance), noErr);
+    int32_t result = 0;
+    g_mixedCalls = 0;
+    // Selector 1: the table's word is the handler's own (result, storage, a 16-bit value, a
+    // Point and a pointer: 0x3EF0), so the call runs and each parameter arrives unpacked.
+    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(-3), Point{7, 42}, &result), noErr);
+    EXPECT_EQ(result, -3 * 1000 + 42);
+    EXPECT_EQ(g_mixedCalls, 1);
+    // Selector 2: the same handler under a word that claims a full word for the 16-bit value
+    // (0x3FF0): refused before the handler runs.
+    result = 0;
+    EXPECT_EQ(CallComponentSelector(instance, 2, static_cast<int16_t>(5), Point{0, 1}, &result),
+              badComponentSelector);
+    EXPECT_EQ(g_mixedCalls, 1);
+    EXPECT_EQ(result, 0);
+    // A parameter block of the wrong size for the handler: paramErr, the handler not run.
+    EXPECT_EQ(CallComponentSelector(instance, 1, static_cast<int16_t>(5), Point{0, 1}), paramErr);
+    EXPECT_EQ(g_mixedCalls, 1);
+    // Entries marked not implemented, no-op entries, and selectors past the table.
+    EXPECT_EQ(CallComponentSelector(instance, 3), badComponentSelector);
+    EXPECT_EQ(CallComponentSelector(instance, 4), noErr);
+    EXPECT_EQ(CallComponentSelector(instance, 5), badComponentSelector);
+    EXPECT_EQ(CallComponentCanDo(instance, 7), 1);
+    EXPECT_EQ(CallComponentCanDo(instance, 8), 0);
+    // The target selector hands the instance to the handler.
+    ComponentInstance other = reinterpret_cast<ComponentInstance>(0x40);
+    EXPECT_EQ(ComponentSetTarget(instance, other), noErr);
+    EXPECT_EQ(reinterpret_cast<Probe*>(GetComponentInstanceStorage(instance))->target, other);
+    CloseComponent(instance);
 }

@@ -2,6 +2,7 @@
 // exit status it shares with qzkt decode for a movie whose index overstates a sample.
 #include <nlohmann/json.hpp>
 
+#include <map>
 #include <string>
 
 #include "support/frame_builders.h"
@@ -12,6 +13,30 @@
 namespace {
 
 const std::string kReplacement = "\xEF\xBF\xBD"; // U+FFFD in UTF-8
+
+using Json = nlohmann::json;
+using Shape = std::map<std::string, Json::value_t>;
+const Json::value_t kText = Json::value_t::string, kInt = Json::value_t::number_unsigned,
+                    kNumber = Json::value_t::number_float, kBool = Json::value_t::boolean,
+                    kObject = Json::value_t::object;
+
+// Whether value's type is the shape's: any number for kNumber (whole seconds print as integers).
+bool SameType(const Json& value, Json::value_t type) {
+    if (type == kNumber) return value.is_number();
+    if (type == kInt) return value.is_number_integer();
+    return value.type() == type;
+}
+
+// object holds every key of shape with its type; with exact, no other key.
+void ExpectShape(const Json& object, const Shape& shape, bool exact, const std::string& where) {
+    for (const auto& [key, type] : shape) {
+        ASSERT_EQ(object.count(key), 1u) << where << "." << key;
+        EXPECT_TRUE(SameType(object[key], type)) << where << "." << key << " is " << object[key].type_name();
+    }
+    if (!exact) return;
+    for (const auto& item : object.items())
+        EXPECT_EQ(shape.count(item.key()), 1u) << where << " has an unexpected key " << item.key();
+}
 
 // The movie's bytes with the size of sample `index` in its 'stsz' table grown by `extra`.
 Bytes OverstateSample(Bytes movie, size_t index, uint32_t extra) {
@@ -51,15 +76,49 @@ TEST_F(ToolTest, InfoJsonIsWrittenForAnyBytesAndHasItsShape) {
     EXPECT_EQ(document["files"][2]["status"], 1);
     EXPECT_EQ(document["files"][2].count("error"), 1u);
 
-    // The shape the man page gives, for the good files.
+    // The shape the man page gives, for the good files: keys and their types.
+    const Shape fileShape = {{"filename", kText},  {"status", kInt},
+                             {"format", kObject},  {"streams", Json::value_t::array},
+                             {"summary", kObject}, {"frames", Json::value_t::array}};
+    const Shape formatShape = {
+        {"format_name", kText}, {"duration", kNumber}, {"size", kInt}, {"tags", kObject}};
+    const Shape videoShape = {{"index", kInt},       {"codec_type", kText}, {"codec_name", kText},
+                              {"duration", kNumber}, {"width", kInt},       {"height", kInt},
+                              {"qzkt", kBool},       {"nb_frames", kInt},   {"avg_frame_rate", kNumber}};
+    const Shape summaryShape = {{"frames", kInt},
+                                {"damaged", kInt},
+                                {"dxt1", kInt},
+                                {"dxt5", kInt},
+                                {"dxt24", kInt},
+                                {"dxt24_alpha_flag", kInt},
+                                {"stored_bytes", kInt},
+                                {"smallest", kInt},
+                                {"largest", kInt},
+                                {"ratio", kNumber},
+                                {"mbit_per_second", kNumber}};
+    const Shape frameShape = {{"frame", kInt},
+                              {"time", kNumber},
+                              {"stored_size", kInt},
+                              {"intact", kBool},
+                              {"problem", kText},
+                              {"ratio", kNumber},
+                              {"blocks", kText},
+                              {"alpha", kInt},
+                              {"packing", kText},
+                              {"payload_size", kInt},
+                              {"header_size", kInt},
+                              {"version", kInt},
+                              {"block_colour_plane", kInt}};
     for (int i = 0; i < 2; ++i) {
         const nlohmann::json& file = document["files"][i];
-        for (const char* key : {"filename", "status", "format", "streams", "summary", "frames"})
-            EXPECT_EQ(file.count(key), 1u) << key;
-        EXPECT_EQ(file.count("error"), 0u);
-        for (const char* key : {"format_name", "duration", "size", "tags"})
-            EXPECT_EQ(file["format"].count(key), 1u) << key;
+        const std::string where = "files[" + std::to_string(i) + "]";
+        ExpectShape(file, fileShape, true, where);
+        ExpectShape(file["format"], formatShape, false, where + ".format");
+        ExpectShape(file["summary"], summaryShape, true, where + ".summary");
+        for (const Json& frame : file["frames"])
+            ExpectShape(frame, frameShape, true, where + ".frames[]");
         ASSERT_EQ(file["streams"].size(), 1u);
+        ExpectShape(file["streams"][0], videoShape, false, where + ".streams[0]");
         const nlohmann::json& video = file["streams"][0];
         EXPECT_EQ(video["codec_type"], "video");
         EXPECT_EQ(video["qzkt"], true);
