@@ -160,6 +160,22 @@ class PictureEncoder {
 // ---------------------------------------------------------------------------------------
 // One image file per frame.
 
+// Shows the signal handler (interrupt_cleanup.h) the file of an image that is taking its name,
+// through a descriptor of its own that stays valid whatever Commit() closes.
+class ImageNameWatch {
+  public:
+    explicit ImageNameWatch(int fd) : fd_(dup(fd)) { SetImageTakingName(fd_); }
+    ~ImageNameWatch() {
+        SetImageTakingName(-1);
+        if (fd_ >= 0) close(fd_);
+    }
+    ImageNameWatch(const ImageNameWatch&) = delete;
+    ImageNameWatch& operator=(const ImageNameWatch&) = delete;
+
+  private:
+    int fd_;
+};
+
 class ImageSequenceSink : public FrameSink {
   public:
     // single: pattern is the name of the one image to write.
@@ -233,9 +249,12 @@ class ImageSequenceSink : public FrameSink {
                             std::to_string(written_.size() + 1));
         AtomicOutputFile file(name);
         file.Write(packet->data, static_cast<size_t>(packet->size));
-        // Counted before it gets its name, so that a signal arriving in between removes it too.
-        SetImagesWritten(static_cast<int>(written_.size()) + 1);
-        file.Commit();
+        {
+            // A signal while the image takes its name asks the file itself whether it has it.
+            const ImageNameWatch watch(file.fd());
+            file.Commit();
+            SetImagesWritten(static_cast<int>(written_.size()) + 1);
+        }
         written_.push_back(name);
     }
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -18,6 +19,7 @@ char imagePrefix[kPathSize];
 char imageSuffix[kPathSize];
 int imageWidth = 0;
 std::atomic<int> imagesWritten{0};
+std::atomic<int> imageTakingName{-1};
 std::atomic<bool> haveImages{false};
 
 // Builds prefix + number + suffix into out with plain byte copies (no stdio in a handler).
@@ -47,8 +49,13 @@ void Say(const char* text) {
 void RemovePartialOutput(int signal) {
     if (haveTemporary.load()) unlink(temporaryPath);
     // The images written so far are whole: they are kept, and the line says which they are.
-    const int written = imagesWritten.load();
+    int written = imagesWritten.load();
+    const int taking = imageTakingName.load();
     char first[kPathSize], last[kPathSize];
+    struct stat file, named;
+    if (taking >= 0 && ImageName(last, written + 1) && fstat(taking, &file) == 0 && stat(last, &named) == 0 &&
+        file.st_dev == named.st_dev && file.st_ino == named.st_ino)
+        ++written; // the image took its name before the count could say so
     if (haveImages.load() && written > 0 && ImageName(first, 1) && ImageName(last, written)) {
         Say("qzkt decode: interrupted; ");
         Say(first);
@@ -123,6 +130,10 @@ void RegisterImageSequence(const std::string& pattern) {
 
 void SetImagesWritten(int count) {
     imagesWritten.store(count);
+}
+
+void SetImageTakingName(int fd) {
+    imageTakingName.store(fd);
 }
 
 void ForgetImageSequence() {

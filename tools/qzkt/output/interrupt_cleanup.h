@@ -15,4 +15,9 @@ void ForgetTemporaryFile();
 // An image sequence being written by pattern (one %d or %0Nd); images 1..count exist.
 void RegisterImageSequence(const std::string& pattern);
 void SetImagesWritten(int count);
+// The image after the count is taking its name: fd (-1 for none) is a descriptor of its file,
+// kept open by the caller until the count includes it. A signal meanwhile (on any thread)
+// counts the image only when its name already holds that very file, so the line never names
+// an image that is not there, nor leaves out one that is.
+void SetImageTakingName(int fd);
 void ForgetImageSequence();
