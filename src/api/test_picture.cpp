@@ -7,14 +7,12 @@
 
 namespace {
 
-// The row stride for width pixels: 0 means tightly packed; false when it is too short or
-// does not fit the picture code's int.
+// The row stride for width pixels by the adapters' rule (HostRowBytes), as the picture code's
+// int; false when the rule refuses it.
 bool RowBytesFor(int width, size_t given, int* rowBytes) {
-    const size_t tight = static_cast<size_t>(width) * 4;
-    const size_t used = given == 0 ? tight : given;
-    if (used < tight || used > INT32_MAX) return false;
+    const size_t used = HostRowBytes(given, width);
     *rowBytes = static_cast<int>(used);
-    return true;
+    return used != 0;
 }
 
 } // namespace

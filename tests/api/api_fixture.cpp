@@ -12,13 +12,12 @@
 #include <unistd.h>
 
 #include "blocks/dxt24_image.h"
-#include "pixel/synthetic_image.h"
 #include "stream/kel_header.h"
 
 Bytes MakePicture(int width, int height, size_t rowBytes, int frame, bool alpha) {
     if (rowBytes == 0) rowBytes = static_cast<size_t>(width) * 4;
     Bytes picture(rowBytes * height, 0xEE);
-    FillSyntheticARGB(picture.data(), width, height, static_cast<int>(rowBytes), frame, alpha);
+    EXPECT_EQ(qzkt_test_picture(picture.data(), width, height, rowBytes, frame, alpha), QZKT_OK);
     return picture;
 }
 
