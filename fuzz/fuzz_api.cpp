@@ -8,7 +8,5 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const ApiRun run = RunApiInput(data, size);
-    if (!run.fault.empty()) ReportFault("fuzz_api", run.fault);
-    return 0;
+    return CheckOneInput("fuzz_api", RunApiInput, data, size);
 }

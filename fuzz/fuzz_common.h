@@ -30,3 +30,11 @@ inline bool DestinationTouched(const std::vector<uint8_t>& destination, size_t r
     std::fprintf(stderr, "%s: %s\n", target, fault.c_str());
     std::abort();
 }
+
+// Runs one input through run (which returns a record with a `fault` field) and reports the
+// fault it found, if any, as target: the body of the targets' LLVMFuzzerTestOneInput.
+template <typename Run> int CheckOneInput(const char* target, Run run, const uint8_t* data, size_t size) {
+    const auto record = run(data, size);
+    if (!record.fault.empty()) ReportFault(target, record.fault);
+    return 0;
+}

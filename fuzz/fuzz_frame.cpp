@@ -9,7 +9,5 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const FrameRun run = RunFrameInput(data, size);
-    if (!run.fault.empty()) ReportFault("fuzz_frame", run.fault);
-    return 0;
+    return CheckOneInput("fuzz_frame", RunFrameInput, data, size);
 }

@@ -9,7 +9,5 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const SettingsRun run = RunSettingsInput(data, size);
-    if (!run.fault.empty()) ReportFault("fuzz_settings", run.fault);
-    return 0;
+    return CheckOneInput("fuzz_settings", RunSettingsInput, data, size);
 }

@@ -23,6 +23,15 @@ Bytes ClipFrame(int width, int height, int index) {
     return argb;
 }
 
+Bytes ClipFrames(int width, int height, int count) {
+    Bytes clip;
+    for (int i = 0; i < count; ++i) {
+        const Bytes frame = ClipFrame(width, height, i);
+        clip.insert(clip.end(), frame.begin(), frame.end());
+    }
+    return clip;
+}
+
 Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height) {
     const int across = (width + 3) / 4, down = (height + 3) / 4;
     if (kind == BlockKind::kDXT24) {

@@ -15,6 +15,9 @@ enum class BlockKind { kDXT24, kDXT1, kDXT5 };
 // an alpha ramp, so that every block kind has work to do at every edge of the picture.
 Bytes ClipFrame(int width, int height, int index);
 
+// Frames 0..count-1 of that clip, back to back (a raw ARGB file).
+Bytes ClipFrames(int width, int height, int count);
+
 // The unpacked payload the compressor makes of an ARGB frame.
 Bytes ReferenceBlocks(BlockKind kind, const Bytes& argb, int width, int height);
 

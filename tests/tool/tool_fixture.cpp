@@ -167,3 +167,22 @@ Bytes ReadFile(const std::string& path) {
 void WriteFile(const std::string& path, const Bytes& bytes) {
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
+
+bool HoldsFileIn(pid_t pid, const std::string& folder) {
+    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
+    DIR* dir = opendir(fds.c_str());
+    bool found = false;
+    while (const dirent* entry = dir != nullptr ? readdir(dir) : nullptr) {
+        char target[4096] = {};
+        if (readlink((fds + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0)
+            found |= std::string(target).rfind(folder + "/", 0) == 0;
+    }
+    if (dir != nullptr) closedir(dir);
+    return found;
+}
+
+bool WaitUntilHoldsFileIn(pid_t pid, const std::string& folder) {
+    for (int tries = 0; tries < 3000; ++tries, usleep(10000))
+        if (HoldsFileIn(pid, folder)) return true;
+    return false;
+}

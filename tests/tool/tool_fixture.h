@@ -73,5 +73,10 @@ class ToolTest : public testing::Test {
 // Sets result's err and summary from a child's standard error.
 void SplitSummary(const std::string& err, RunResult& result);
 
+// Whether process pid holds a file of folder open (an output still without a name), and a wait
+// of up to 30 s for it.
+bool HoldsFileIn(pid_t pid, const std::string& folder);
+bool WaitUntilHoldsFileIn(pid_t pid, const std::string& folder);
+
 Bytes ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const Bytes& bytes);

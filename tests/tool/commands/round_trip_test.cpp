@@ -49,11 +49,7 @@ void ExpectSamples(const std::string& movie, const Encoding& e, const std::vecto
 } // namespace
 
 TEST_F(ToolTest, EncodesEachBlockKindAndDecodesToTheCodecsPictures) {
-    Bytes clip;
-    for (int i = 0; i < kFrames; ++i) {
-        const Bytes frame = ClipFrame(kWidth, kHeight, i);
-        clip.insert(clip.end(), frame.begin(), frame.end());
-    }
+    const Bytes clip = ClipFrames(kWidth, kHeight, kFrames);
     WriteFile(Path("clip.argb"), clip);
     const std::vector<Encoding> encodings = {
         {"dxt24", {}, BlockKind::kDXT24, true, 0},

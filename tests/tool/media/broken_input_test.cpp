@@ -2,7 +2,6 @@
 // damaged frames replaced with timing intact, and nothing left behind.
 #include <csignal>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -21,19 +20,10 @@ const int kWidth = 20, kHeight = 12; // 15 blocks
 // Waits until the tool has drained its input pipe and holds its output file open in
 // `folder`: it is then mid-way, waiting for input that does not come.
 bool WaitUntilMidWay(pid_t pid, int pipeIn, const std::string& folder) {
-    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
     for (int tries = 0; tries < 3000; ++tries, usleep(10000)) {
         int unread = 1;
         if (ioctl(pipeIn, FIONREAD, &unread) != 0 || unread != 0) continue;
-        bool open = false;
-        DIR* dir = opendir(fds.c_str());
-        while (const dirent* entry = dir != nullptr ? readdir(dir) : nullptr) {
-            char target[4096] = {};
-            if (readlink((fds + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0)
-                open |= std::string(target).rfind(folder + "/", 0) == 0;
-        }
-        if (dir != nullptr) closedir(dir);
-        if (open) return true;
+        if (HoldsFileIn(pid, folder)) return true;
     }
     return false;
 }

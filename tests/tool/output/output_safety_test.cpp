@@ -1,7 +1,6 @@
 // Outputs that would destroy data are refused, and outputs that cannot be written fail: one
 // line, a failure status, the inputs byte for byte as they were, and no partial files.
 #include <csignal>
-#include <dirent.h>
 #include <fcntl.h>
 #include <map>
 #include <sys/socket.h>
@@ -31,33 +30,12 @@ std::map<std::string, std::pair<mode_t, Bytes>> Snapshot(const std::string& dir,
     return snapshot;
 }
 
-// Waits until process pid holds a file of folder open (its output, still without a name).
-bool HoldsFileIn(pid_t pid, const std::string& folder) {
-    const std::string fds = "/proc/" + std::to_string(pid) + "/fd";
-    for (int tries = 0; tries < 3000; ++tries, usleep(10000)) {
-        DIR* dir = opendir(fds.c_str());
-        bool found = false;
-        while (const dirent* entry = dir != nullptr ? readdir(dir) : nullptr) {
-            char target[4096] = {};
-            if (readlink((fds + "/" + entry->d_name).c_str(), target, sizeof target - 1) > 0)
-                found |= std::string(target).rfind(folder + "/", 0) == 0;
-        }
-        if (dir != nullptr) closedir(dir);
-        if (found) return true;
-    }
-    return false;
-}
-
 } // namespace
 
 // Writes clip.argb, three 16x8 frames, and x.mov, their movie; returns the frames (empty when
 // the encode failed, which fails the test).
 Bytes ToolTest::WriteClipAndMovie() {
-    Bytes clip;
-    for (int i = 0; i < 3; ++i) {
-        const Bytes frame = ClipFrame(kWidth, kHeight, i);
-        clip.insert(clip.end(), frame.begin(), frame.end());
-    }
+    const Bytes clip = ClipFrames(kWidth, kHeight, 3);
     WriteFile(Path("clip.argb"), clip);
     const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "--raw", "16x8", "clip.argb", "x.mov"});
     EXPECT_EQ(encoded.status, 0) << encoded.err;
@@ -155,7 +133,7 @@ TEST_F(ToolTest, RefusesOutputsThatAreInputsOrNotFiles) {
     ASSERT_EQ(pipe2(pipeFds, O_CLOEXEC), 0);
     const pid_t pid = Spawn({"qzkt", "encode", prefsArg_, "--raw", "16x8", "-", "late.mov"}, pipeFds[0]);
     close(pipeFds[0]);
-    ASSERT_TRUE(HoldsFileIn(pid, dir_));
+    ASSERT_TRUE(WaitUntilHoldsFileIn(pid, dir_));
     ASSERT_EQ(mkfifo(Path("late.mov").c_str(), 0644), 0);
     EXPECT_EQ(write(pipeFds[1], clip.data(), clip.size()), static_cast<ssize_t>(clip.size()));
     close(pipeFds[1]);
@@ -275,7 +253,7 @@ TEST_F(ToolTest, WithoutYesNoFileIsEverReplaced) {
         if (!flag.empty()) args.insert(args.begin() + 2, flag);
         const pid_t pid = Spawn(args, pipeFds[0]);
         close(pipeFds[0]);
-        ASSERT_TRUE(HoldsFileIn(pid, dir_));
+        ASSERT_TRUE(WaitUntilHoldsFileIn(pid, dir_));
         WriteFile(Path("race.mov"), theirs); // the other run finishes first
         EXPECT_EQ(write(pipeFds[1], clip.data(), clip.size()), static_cast<ssize_t>(clip.size()));
         close(pipeFds[1]);

@@ -319,12 +319,7 @@ class VideoSink : public FrameSink {
         stream_->avg_frame_rate = frameRate;
         if (avcodec_parameters_from_context(stream_->codecpar, encoder_->context()) < 0)
             throw ToolError("out of memory");
-        if (carry != nullptr)
-            copier_ = StreamCopier(carry->input, carry->videoIndex, format_.get(), stream_, carry->keepAudio,
-                                   carry->who);
-        const int written = avformat_write_header(format_.get(), nullptr);
-        if (written < 0) throw ToolError("cannot write " + output + ": " + AvErrorText(written));
-        copier_.Start();
+        copier_ = WriteHeaderCarrying(format_.get(), stream_, carry, output);
         description_ = std::string(codec->name) + " video in " + container->name + " to " + output;
     }
 
@@ -336,12 +331,7 @@ class VideoSink : public FrameSink {
 
     void Finish() override {
         encoder_->Encode(nullptr, 0, 0, [&](AVPacket* packet) { Mux(packet); });
-        copier_.Flush();
-        const int finished = av_write_trailer(format_.get());
-        avio_flush(format_->pb);
-        if (finished < 0 || format_->pb->error < 0)
-            throw ToolError("cannot write " + path_ + ": " +
-                            AvErrorText(finished < 0 ? finished : format_->pb->error));
+        WriteTrailerCarrying(format_.get(), copier_, path_);
         file_->Commit();
     }
 

@@ -30,13 +30,7 @@ QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height,
     stream_->r_frame_rate = frameRate;
     frameDuration_ = av_rescale_q(1, av_inv_q(frameRate), timeBase);
     if (frameDuration_ < 1) frameDuration_ = 1;
-    if (carry != nullptr)
-        copier_ = StreamCopier(carry->input, carry->videoIndex, format_.get(), stream_, carry->keepAudio,
-                               carry->who);
-
-    const int written = avformat_write_header(format_.get(), nullptr);
-    if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
-    copier_.Start();
+    copier_ = WriteHeaderCarrying(format_.get(), stream_, carry, path);
 }
 
 void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) {
@@ -66,12 +60,7 @@ void QZKTMovieWriter::WriteFrame(const uint8_t* data, size_t size, int64_t pts) 
 }
 
 void QZKTMovieWriter::Finish() {
-    copier_.Flush();
-    const int finished = av_write_trailer(format_.get());
-    avio_flush(format_->pb);
-    if (finished < 0 || format_->pb->error < 0)
-        throw ToolError("cannot write " + path_ + ": " +
-                        AvErrorText(finished < 0 ? finished : format_->pb->error));
+    WriteTrailerCarrying(format_.get(), copier_, path_);
     file_.Commit();
 }
 

@@ -35,14 +35,6 @@ inline bool IsQZKTTrack(const AVCodecParameters* track) {
 // other tracks (audio to carry over) get FFmpeg's whole look.
 int FindStreamInfo(AVFormatContext* format);
 
-// What a movie carries over from its input besides the pictures (see StreamCopier).
-struct CarryOver {
-    const AVFormatContext* input = nullptr;
-    int videoIndex = -1;
-    bool keepAudio = true;
-    std::string who; // prefixes the notes
-};
-
 // Writes a .mov that appears only when Finish() succeeds.
 class QZKTMovieWriter {
   public:

@@ -104,6 +104,26 @@ void StreamCopier::Take(const AVPacket* packet) {
     Write(copy.get());
 }
 
+StreamCopier WriteHeaderCarrying(AVFormatContext* output, AVStream* video, const CarryOver* carry,
+                                 const std::string& path) {
+    StreamCopier copier;
+    if (carry != nullptr)
+        copier = StreamCopier(carry->input, carry->videoIndex, output, video, carry->keepAudio, carry->who);
+    const int written = avformat_write_header(output, nullptr);
+    if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
+    copier.Start();
+    return copier;
+}
+
+void WriteTrailerCarrying(AVFormatContext* output, StreamCopier& copier, const std::string& path) {
+    copier.Flush();
+    const int finished = av_write_trailer(output);
+    avio_flush(output->pb);
+    if (finished < 0 || output->pb->error < 0)
+        throw ToolError("cannot write " + path + ": " +
+                        AvErrorText(finished < 0 ? finished : output->pb->error));
+}
+
 void StreamCopier::Start() {
     started_ = true;
     if (!holdAll_) Flush();

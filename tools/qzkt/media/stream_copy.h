@@ -61,5 +61,24 @@ class StreamCopier {
     std::deque<AvPacketPtr> held_;
 };
 
+// What a movie carries over from its input besides the pictures (see StreamCopier).
+struct CarryOver {
+    const AVFormatContext* input = nullptr;
+    int videoIndex = -1;
+    bool keepAudio = true;
+    std::string who; // prefixes the notes
+};
+
+// Makes the copier for carry (an empty one when carry is null), writes output's header, and
+// starts the copier: what an output with a video stream does before its first frame. Throws
+// ToolError ("cannot write PATH: ...") when the header cannot be written.
+StreamCopier WriteHeaderCarrying(AVFormatContext* output, AVStream* video, const CarryOver* carry,
+                                 const std::string& path);
+
+// Writes what copier still holds and output's trailer, and flushes its I/O: what an output with a
+// video stream does after its last frame, before its file takes its name. Throws ToolError
+// ("cannot write PATH: ...").
+void WriteTrailerCarrying(AVFormatContext* output, StreamCopier& copier, const std::string& path);
+
 // Copies the display matrix (rotation) side data of one stream to another.
 void CopyDisplayMatrix(const AVStream* from, AVStream* to);
