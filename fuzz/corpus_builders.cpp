@@ -12,35 +12,11 @@
 
 #include "compressor/compressor_component.h"
 #include "compressor/compressor_settings.h"
-#include "host/host_compression.h"
 #include "pixel/bmp_file.h"
-#include "pixel/synthetic_image.h"
 #include "platform/little_endian.h"
 #include "platform/preferences_directory.h"
 
-namespace {
-
-void Receive(void* refCon, const uint8_t* data, size_t size) {
-    static_cast<Bytes*>(refCon)->assign(data, data + size);
-}
-
-} // namespace
-
-Bytes EncodedFrame(int width, int height, const KELSettingsValues& settings, int frame) {
-    ZQN_CompressorRegister();
-    Bytes encoded;
-    HostCompression* compression = nullptr;
-    OSStatus status = HostCompressionCreate(width, height, &settings, Receive, &encoded, &compression);
-    if (status == noErr) {
-        Bytes picture(static_cast<size_t>(width) * height * 4);
-        FillSyntheticARGB(picture.data(), width, height, width * 4, frame, settings.alpha != 0);
-        status = HostCompressionEncodeFrame(compression, picture.data(), 0);
-    }
-    HostCompressionClose(compression);
-    if (status != noErr || encoded.empty())
-        throw std::runtime_error("the compressor answered " + std::to_string(status));
-    return encoded;
-}
+namespace {} // namespace
 
 Bytes BitmapFile(int32_t width, int32_t height, uint16_t bitCount, uint32_t compression, uint32_t imageSize,
                  uint32_t colorsUsed, const Bytes& extraInfo, const Bytes& bits) {

@@ -1,5 +1,5 @@
-// Building blocks of the fuzz corpora: frames encoded by the compressor, settings, and bitmap
-// files written by SaveDIBitmap; hand-made frames and movies come from tests/support.
+// Building blocks of the fuzz corpora: settings and bitmap files written by SaveDIBitmap;
+// frames (the compressor's and hand-made ones) and movies come from tests/support.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,10 @@
 #include "stream/kel_header.h"
 #include "stream/kel_settings.h"
 #include "support/frame_builders.h"
+#include "support/host_frames.h"
 #include "support/movie_builders.h"
 
 using Bytes = std::vector<uint8_t>;
-
-// A picture of width x height encoded through the host compression entry with these settings
-// (frame moves the generated picture). Throws std::runtime_error when the compressor fails.
-Bytes EncodedFrame(int width, int height, const KELSettingsValues& settings, int frame = 0);
 
 // A bitmap file written by SaveDIBitmap: the BITMAPINFOHEADER of these fields, then
 // extraInfo (masks, palette), then bits.

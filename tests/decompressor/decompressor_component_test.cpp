@@ -12,8 +12,10 @@
 #include "host/host_decompression.h"
 #include "platform/image_compression.h"
 #include "platform/memory_manager.h"
-#include "reference_decoder.h"
 #include "resources/codec_info.h"
+#include "support/frame_builders.h"
+#include "support/host_frames.h"
+#include "support/reference_pictures.h"
 
 namespace {
 
@@ -57,7 +59,7 @@ TEST_F(DecompressorComponentTest, DamagedFramesAreDeclinedWithoutReadingPastThem
         return HostDecompressionDecodeFrame(decompression, exact.get(), size, destination.data(), 0);
     };
     for (KELSettingsValues settings : {KELSettingsValues{0, 0, 0, 1}, {0, 1, 1, 1}, {1, 0, 0, 1}}) {
-        const Bytes frame = EncodedSynthetic(w, h, settings);
+        const Bytes frame = EncodedFrame(w, h, settings, 1);
         for (size_t size = 0; size < frame.size(); ++size)
             ASSERT_EQ(decode(frame, size), codecBadDataErr) << "cut at " << size;
         ASSERT_EQ(destination, untouched);
@@ -88,7 +90,7 @@ TEST_F(DecompressorComponentTest, DamagedFramesAreDeclinedWithoutReadingPastThem
 TEST_F(DecompressorComponentTest, ManyInstancesOpenedAndClosedLeaveNothingBehind) {
     const Component decompressor = ZQN_CodecRegister(), base = RegisterBaseImageDecompressor();
     const long decompressors = CountComponentInstances(decompressor), bases = CountComponentInstances(base);
-    const Bytes dxt1 = EncodedSynthetic(30, 18, {0, 0, 0, 1}), dxt24 = EncodedSynthetic(30, 18, {0, 1, 0, 1});
+    const Bytes dxt1 = EncodedFrame(30, 18, {0, 0, 0, 1}, 1), dxt24 = EncodedFrame(30, 18, {0, 1, 0, 1}, 1);
     Bytes destination(30 * 18 * 4);
     gDeletesWithContext = gDeletesWithoutContext = 0;
     for (int i = 0; i < 24; ++i) {

@@ -13,7 +13,9 @@
 
 #include "decompressor/gl_decompressor_resources.h"
 #include "decompressor/kel_decompress.h"
-#include "reference_decoder.h"
+#include "support/frame_builders.h"
+#include "support/host_frames.h"
+#include "support/reference_pictures.h"
 
 namespace {
 

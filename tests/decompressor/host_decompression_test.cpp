@@ -6,7 +6,9 @@
 #include "gl/gl_context.h"
 #include "host/host_decompression.h"
 #include "platform/little_endian.h"
-#include "reference_decoder.h"
+#include "support/frame_builders.h"
+#include "support/host_frames.h"
+#include "support/reference_pictures.h"
 
 namespace {
 
