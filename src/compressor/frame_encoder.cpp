@@ -7,7 +7,7 @@
 #include <cstring>
 #include <lzf.h>
 
-#include "blocks/dxt1_image.h"
+#include "blocks/block_coders.h"
 #include "compressor/dxt24_threaded.h"
 #include "platform/core_video.h"
 #include "platform/image_compression.h"
@@ -86,7 +86,8 @@ ComponentResult CompressDXTOnly(KELCompressorGlobalsPtr globals, ICMCompressorSo
                                         reinterpret_cast<unsigned short*>(payload), base, width, height,
                                         rowBytes, globals->alpha != 0);
     } else {
-        stbCompressARGB32(payload, base, width, height, rowBytes, globals->alpha);
+        CodersFor(globals->alpha ? BlockKind::kDXT5 : BlockKind::kDXT1)
+            .encode(payload, base, width, height, rowBytes);
     }
     CVPixelBufferUnlockBaseAddress(pixelBuffer, 0);
 

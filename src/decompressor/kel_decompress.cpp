@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "blocks/dxt24_decode.h"
+#include "blocks/block_coders.h"
 #include "gl_frame_render.h"
 #include "platform/little_endian.h"
 #include "platform/mac_types.h"
@@ -112,7 +112,8 @@ int KEL_DecompressImageData(GLDecompressorResources* resources, int width, int h
     if (blockKind == kKELBlockKindDXT24) {
         // CPU path: the alpha flag is not passed on; DXT24 frames with alpha are read with the
         // decoder's own 10-byte block stride. The plane is not unpacked and GL is not touched.
-        DecodeDXT24(blocksBuffer, static_cast<unsigned char*>(destination), width, height, rowBytes);
+        CodersFor(BlockKind::kDXT24)
+            .decode(blocksBuffer, static_cast<unsigned char*>(destination), width, height, rowBytes);
     } else {
         if (planeBuffer != nullptr) {
             const int32_t planeStored = static_cast<int32_t>(ReadLE32(frame + kKELPlaneStoredSizeOffset));

@@ -221,3 +221,13 @@ void ExpectSameBytesAtEveryEdgeAndPitch(const BlockCoder& coder) {
         }
     }
 }
+
+BlockCoder TableCoder(BlockKind kind) {
+    const BlockCoders& coders = CodersFor(kind);
+    const auto call = [](BlockImageEncoder encode) {
+        return [encode](unsigned char* out, unsigned char* image, int width, int height, int rowBytes) {
+            encode(out, image, width, height, rowBytes != 0 ? rowBytes : width * 4);
+        };
+    };
+    return {coders.name, coders.blockBytes, call(coders.encode), call(coders.encodePlain)};
+}

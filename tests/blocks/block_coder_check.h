@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "blocks/block_coders.h"
+
 using Bytes = std::vector<unsigned char>;
 using Rng = std::mt19937;
 
@@ -20,6 +22,10 @@ struct BlockCoder {
     using Encode = std::function<void(unsigned char*, unsigned char*, int, int, int)>;
     Encode simd, plain;
 };
+
+// A block kind's fast and plain image encoders from the codec's table (block_coders.h), with the
+// harness's rowBytes 0 as packed rows.
+BlockCoder TableCoder(BlockKind kind);
 
 // Both encodings of the width x height image at image + offset are identical (a gtest
 // failure names the first different block otherwise).

@@ -1,29 +1,20 @@
 // The SIMD DXT1/DXT5 image walker against stb_compress_dxt_block one block at a time (the
-// compressor's plain walker), on every Highway target compiled in and supported here: the
-// generated blocks of every kind, every edge padding, row pitches and misaligned rows, and
-// alpha that varies, is solid, or differs only where stb's solid test would see it.
+// plain walker), both from the block kinds' table, on every Highway target compiled in and supported here:
+// the generated blocks of every kind, every edge padding, row pitches and misaligned rows, and alpha that
+// varies, is solid, or differs only where stb's solid test would see it.
 #include <gtest/gtest.h>
 
 #include <hwy/tests/hwy_gtest.h>
 
 #include "block_coder_check.h"
-#include "blocks/dxt1_image.h"
 
 namespace {
 
 class DXT1SimdEncode : public hwy::TestWithParamTarget {};
 HWY_TARGET_INSTANTIATE_TEST_SUITE_P(DXT1SimdEncode);
 
-// The compressor's walkers take the pitch as it is; the harness's 0 means packed rows.
 BlockCoder DXTCoder(bool alpha) {
-    return {alpha ? "DXT5" : "DXT1", alpha ? 16u : 8u,
-            [alpha](unsigned char* out, unsigned char* image, int width, int height, int rowBytes) {
-                stbCompressARGB32(out, image, width, height, rowBytes != 0 ? rowBytes : width * 4, alpha);
-            },
-            [alpha](unsigned char* out, unsigned char* image, int width, int height, int rowBytes) {
-                stbCompressARGB32_plain(out, image, width, height, rowBytes != 0 ? rowBytes : width * 4,
-                                        alpha);
-            }};
+    return TableCoder(alpha ? BlockKind::kDXT5 : BlockKind::kDXT1);
 }
 
 } // namespace

@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "blocks/block_coders.h"
 #include "reference_pictures.h"
-
-enum class BlockKind { kDXT24, kDXT1, kDXT5 };
 
 // Frame `index` of a width x height ARGB clip: gradients that move, hard edges, noise and
 // an alpha ramp, so that every block kind has work to do at every edge of the picture.
