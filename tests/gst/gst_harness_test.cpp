@@ -100,7 +100,17 @@ class GstHarnessTest : public testing::Test {
         setenv("GST_PLUGIN_PATH", QZKT_GST_PLUGIN_DIR, 1);
         setenv("GST_REGISTRY", QZKT_GST_HARNESS_REGISTRY, 1);
         setenv("XDG_CONFIG_HOME", "/nonexistent/qzkt-gst-harness", 1);
+        // Plugins load in this process, not in GStreamer's scanner helper: in a sanitizer build
+        // only this process has the runtimes the plugin needs.
+        setenv("GST_REGISTRY_FORK", "no", 1);
         gst_init(nullptr, nullptr);
+    }
+    void SetUp() override {
+        for (const char* element : {"qzktdec", "qzktenc"}) {
+            GstElementFactory* factory = gst_element_factory_find(element);
+            ASSERT_NE(factory, nullptr) << element << " is not in " << QZKT_GST_PLUGIN_DIR;
+            gst_object_unref(factory);
+        }
     }
 };
 
