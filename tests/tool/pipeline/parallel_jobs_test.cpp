@@ -113,14 +113,7 @@ TEST_F(ToolTest, AnErrorInTheMiddleWithSeveralJobsLeavesNothingBehind) {
     const int w = limit + 16, h = 8;
     const Bytes picture = ClipFrame(w, h, 0);
     const Bytes dxt24 = StoredFrame(true, ReferenceBlocks(BlockKind::kDXT24, picture, w, h), true);
-    KELHeader dxt1Header{};
-    dxt1Header.headerSize = kKELHeaderSize;
-    dxt1Header.version = kKELFormatVersion;
-    const Bytes dxt1Blocks = ReferenceBlocks(BlockKind::kDXT1, picture, w, h);
-    dxt1Header.storedSize = static_cast<uint32_t>(dxt1Blocks.size());
-    Bytes dxt1(kKELHeaderSize);
-    WriteKELHeader(dxt1.data(), dxt1Header);
-    dxt1.insert(dxt1.end(), dxt1Blocks.begin(), dxt1Blocks.end());
+    const Bytes dxt1 = StoredFrame(false, ReferenceBlocks(BlockKind::kDXT1, picture, w, h), false);
     std::vector<Bytes> samples(12, dxt24);
     samples[5] = dxt1;
     WriteMovie(Path("mixed.mov"), w, h, samples);
