@@ -81,7 +81,8 @@ void ParseSize(const std::string& text, int& width, int& height) {
     char extra = 0;
     if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &extra) != 3 || (x != 'x' && x != 'X') ||
         width < 1 || height < 1 || width > QZKT_MAX_SIDE || height > QZKT_MAX_SIDE)
-        throw UsageError("--raw takes WIDTHxHEIGHT (each 1..32767), such as 1920x1080, not '" + text + "'");
+        throw UsageError("--raw takes WIDTHxHEIGHT (each 1.." + std::to_string(QZKT_MAX_SIDE) +
+                         "), such as 1920x1080, not '" + text + "'");
     if (static_cast<long long>(width) * height > (1LL << 28))
         throw UsageError("--raw " + text +
                          " is more than 2^28 pixels (268435456), the most a raw frame may have");
