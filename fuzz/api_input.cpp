@@ -44,6 +44,18 @@ std::string DecodeChecked(qzkt_decoder* decoder, const uint8_t* bytes, size_t si
     if (inspected == QZKT_DAMAGED_FRAME && out.result != QZKT_DAMAGED_FRAME)
         return std::string("a frame qzkt_inspect_frame calls damaged (") + info.problem +
                ") was not declined";
+    // qzkt_unpack_frame makes the same check: it unpacks exactly the frames qzkt_decode does not
+    // call damaged, into a buffer of exactly the size it asks for.
+    qzkt_blocks_info blocks{};
+    qzkt_result unpacked = qzkt_unpack_frame(frame.get(), size, width, height, nullptr, 0, &blocks);
+    if (unpacked == QZKT_BUFFER_TOO_SMALL) {
+        const std::unique_ptr<uint8_t[]> buffer(new uint8_t[blocks.size]);
+        unpacked = qzkt_unpack_frame(frame.get(), size, width, height, buffer.get(), blocks.size, &blocks);
+    }
+    if ((unpacked == QZKT_DAMAGED_FRAME) != (out.result == QZKT_DAMAGED_FRAME) ||
+        (unpacked != QZKT_OK && unpacked != QZKT_DAMAGED_FRAME))
+        return "qzkt_unpack_frame answered " + std::to_string(unpacked) + " where qzkt_decode answered " +
+               std::to_string(out.result);
     if (declined && DestinationTouched(out.picture, rowBytes, width, false))
         return "a declined frame changed the destination";
     if (!declined && DestinationTouched(out.picture, rowBytes, width, true))

@@ -23,6 +23,8 @@ struct ApiRun {
 //     exactly when it is not QZKT_OK;
 //   - a frame that qzkt_inspect_frame calls damaged is never decoded, and a decoded one is one
 //     it calls intact;
+//   - qzkt_unpack_frame declines exactly the frames qzkt_decode calls damaged, and unpacks the
+//     others into a buffer of exactly the size it asks for;
 //   - a declined frame leaves the destination as it was; a decoded one writes nothing outside
 //     its width x height pixels;
 //   - the whole frame decoded again after the cut one gives the same result and bytes.

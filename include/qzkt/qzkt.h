@@ -342,6 +342,40 @@ QZKT_API qzkt_result qzkt_inspect_frame(const uint8_t* frame, size_t frame_size,
                                         qzkt_frame_info* info);
 
 /* ---------------------------------------------------------------------------------------- */
+/* Unpacking frames (since 1.6): the blocks, for hosts that decode them themselves (a GPU
+   path that uploads DXT1/DXT5 blocks as compressed textures and decodes DXT24 blocks in a
+   shader, as docs/format.md describes them). */
+
+/* What qzkt_unpack_frame wrote (64 bytes): the frame's blocks as the decoder reads them, in raster order
+   (left to right, top to bottom), ceil(width/4) x ceil(height/4) of them. */
+typedef struct qzkt_blocks_info {
+    qzkt_block_kind kind;  /* as qzkt_frame_info.kind */
+    uint32_t block_bytes;  /* bytes a block: 8 (DXT1), 16 (DXT5) or 10 (DXT24; also for
+                              QZKT_BLOCKS_DXT24_ALPHA_FLAG, whose payload holds 18 bytes a
+                              block of which the decoder reads the first blocks * 10 as DXT24) */
+    int blocks_across;     /* ceil(width / 4) */
+    int blocks_down;       /* ceil(height / 4) */
+    size_t size;           /* blocks_across * blocks_down * block_bytes: the bytes written */
+    uint32_t reserved[10]; /* 0 */
+} qzkt_blocks_info;
+
+/* The largest blocks a width x height frame can hold (ceil(width/4) * ceil(height/4) * 16):
+   a buffer of this size takes any frame's blocks. 0 for a size out of range. */
+QZKT_API size_t qzkt_max_blocks_size(int width, int height);
+
+/* Checks the frame_size bytes at frame as qzkt_decode does, as a frame of width x height
+   pixels, and unpacks its payload (LZF-packed or stored) into blocks: the bytes the decoder
+   decodes, nothing of the second plane. Decodes nothing and needs no renderer.
+   QZKT_OK: info says what blocks holds (its first info->size bytes; the rest is untouched).
+   QZKT_DAMAGED_FRAME: the frame is damaged (as qzkt_inspect_frame tells why); blocks is
+   untouched and info is zeroed. QZKT_BUFFER_TOO_SMALL: capacity is below info->size; info
+   is filled, blocks untouched. QZKT_BAD_ARGUMENTS for a NULL info, a NULL frame with a
+   non-zero frame_size, NULL blocks with a non-zero capacity, or a size out of range (info
+   zeroed when not NULL). Any thread, no state: frames of any size may be unpacked at once. */
+QZKT_API qzkt_result qzkt_unpack_frame(const uint8_t* frame, size_t frame_size, int width, int height,
+                                       uint8_t* blocks, size_t capacity, qzkt_blocks_info* info);
+
+/* ---------------------------------------------------------------------------------------- */
 /* Test pictures and quality (since 1.3) */
 
 /* Fills a generated test picture of width x height pixels (1..QZKT_MAX_SIDE each side) into
