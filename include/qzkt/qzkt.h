@@ -375,6 +375,22 @@ QZKT_API size_t qzkt_max_blocks_size(int width, int height);
 QZKT_API qzkt_result qzkt_unpack_frame(const uint8_t* frame, size_t frame_size, int width, int height,
                                        uint8_t* blocks, size_t capacity, qzkt_blocks_info* info);
 
+/* The body of a GLSL fragment shader that draws the blocks of this kind, as qzkt_unpack_frame
+   writes them, into RGBA pixels; a static string, NULL for an unknown kind. Prepend the version
+   line: "#version 130" (desktop OpenGL 3.0 or later) or "#version 300 es" (OpenGL ES 3.0).
+   Pixel (x, y) of the picture is drawn at the fragment whose window coordinates are
+   (x + 0.5, y + 0.5): row 0 is the picture's top row and the first row of the target in
+   memory. Its one output is `out vec4 qzkt_rgba`.
+   DXT24 (either kind): `uniform usampler2D qzkt_blocks`, an R8UI texture of
+   (10 * blocks_across) x blocks_down texels, texel (10 bx + k, by) = byte k of block (bx, by)
+   (upload the blocks as they are, GL_UNPACK_ALIGNMENT 1, GL_RED_INTEGER). The palette is the
+   CPU decoder's integer one: an 8-bit target gets exactly qzkt_decode's bytes.
+   DXT1, DXT5: `uniform sampler2D qzkt_texture`, the blocks uploaded as one
+   GL_COMPRESSED_RGBA_S3TC_DXT1_EXT (DXT1) or GL_COMPRESSED_RGBA_S3TC_DXT5_EXT (DXT5) texture of
+   (4 * blocks_across) x (4 * blocks_down) texels: the GPU's own S3TC sampling, as the
+   decoder's OpenGL path uses it. */
+QZKT_API const char* qzkt_glsl_fragment_shader(qzkt_block_kind kind);
+
 /* ---------------------------------------------------------------------------------------- */
 /* Test pictures and quality (since 1.3) */
 

@@ -1,8 +1,9 @@
-// Unpacking a frame's blocks for hosts that decode them themselves: the frame check every
-// reader makes, then the payload unpacked as the decoder unpacks it.
+// For hosts that decode blocks themselves: a frame's blocks (the frame check every reader makes,
+// then the payload unpacked as the decoder unpacks it), and the GLSL decoders of src/blocks.
 #include <cstring>
 #include <vector>
 
+#include "blocks/block_glsl.h"
 #include "codec_host.h"
 #include "stream/kel_frame_check.h"
 #include "stream/kel_header.h"
@@ -59,4 +60,17 @@ qzkt_result qzkt_unpack_frame(const uint8_t* frame, size_t frame_size, int width
     LZFUnpack(stored, header.storedSize, payload.data(), payload.size());
     std::memcpy(blocks, payload.data(), info->size);
     return QZKT_OK;
+}
+
+const char* qzkt_glsl_fragment_shader(qzkt_block_kind kind) {
+    switch (kind) {
+    case QZKT_BLOCKS_DXT1:
+        return BlockFragmentShader(BlockKind::kDXT1);
+    case QZKT_BLOCKS_DXT5:
+        return BlockFragmentShader(BlockKind::kDXT5);
+    case QZKT_BLOCKS_DXT24:
+    case QZKT_BLOCKS_DXT24_ALPHA_FLAG:
+        return BlockFragmentShader(BlockKind::kDXT24);
+    }
+    return nullptr;
 }

@@ -147,3 +147,17 @@ TEST(ApiUnpackFrame, DamagedFramesAndBadArgumentsWriteNothing) {
     EXPECT_EQ(qzkt_max_blocks_size(0, h), 0u);
     EXPECT_EQ(qzkt_max_blocks_size(QZKT_MAX_SIDE, QZKT_MAX_SIDE), size_t(8192) * 8192 * 16);
 }
+
+TEST(ApiUnpackFrame, EveryKindHasItsGLSLDecoder) {
+    // The sources themselves are drawn and compared with the CPU decoders in block_glsl_test.
+    const char* dxt24 = qzkt_glsl_fragment_shader(QZKT_BLOCKS_DXT24);
+    ASSERT_NE(dxt24, nullptr);
+    EXPECT_NE(std::string(dxt24).find("uniform usampler2D qzkt_blocks;"), std::string::npos);
+    EXPECT_EQ(qzkt_glsl_fragment_shader(QZKT_BLOCKS_DXT24_ALPHA_FLAG), dxt24);
+    for (qzkt_block_kind kind : {QZKT_BLOCKS_DXT1, QZKT_BLOCKS_DXT5}) {
+        ASSERT_NE(qzkt_glsl_fragment_shader(kind), nullptr);
+        EXPECT_NE(std::string(qzkt_glsl_fragment_shader(kind)).find("uniform sampler2D qzkt_texture;"),
+                  std::string::npos);
+    }
+    EXPECT_EQ(qzkt_glsl_fragment_shader(static_cast<qzkt_block_kind>(7)), nullptr);
+}
