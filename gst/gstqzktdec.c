@@ -1,18 +1,26 @@
-/* qzktdec: a GstVideoDecoder that turns each QZKT frame into one ARGB picture through
-   qzkt_decode. DXT24 frames decode on the CPU, DXT1/DXT5 frames through OpenGL (the
-   renderer property says which renderers the decoder accepts). */
+/* qzktdec: a GstVideoDecoder that turns each QZKT frame into one picture.
+   - Where downstream takes OpenGL textures (glimagesink, glvideomixer, gldownload...), frames
+     stay on the GPU: their blocks, unpacked on the CPU, are drawn into RGBA GstGLMemory in the
+     pipeline's own GL context (gstqzktgl.h); a kind that context cannot draw is decoded on the
+     CPU and uploaded as RGBA.
+   - Otherwise each frame becomes system-memory ARGB through qzkt_decode: DXT24 on the CPU,
+     DXT1/DXT5 through the library's OpenGL path (the renderer property says which renderers
+     it accepts). */
 #include "gstqzktdec.h"
 
 #include <gst/video/video.h>
+#include <string.h>
 
 #include "gstqzktcaps.h"
 
-GST_DEBUG_CATEGORY_STATIC(gst_qzkt_dec_debug);
+GST_DEBUG_CATEGORY(gst_qzkt_dec_debug);
 #define GST_CAT_DEFAULT gst_qzkt_dec_debug
 
-enum { PROP_0, PROP_RENDERER };
+enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY };
 
 #define DEFAULT_RENDERER QZKT_RENDERER_AUTO
+#define DEFAULT_GL_MEMORY TRUE
+#define SUPPORTED_GL_APIS (GST_GL_API_OPENGL | GST_GL_API_OPENGL3 | GST_GL_API_GLES2)
 
 /* qtdemux names a 'QZKT' track video/x-gst-fourcc-QZKT; video/x-qzkt is the plain name for
    other sources. Frames carry no size of their own, so the caps must. */
@@ -20,10 +28,13 @@ static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("video/x-gst-fourcc-QZKT, " QZKT_CAPS_FIELDS "; video/x-qzkt, " QZKT_CAPS_FIELDS));
 
-/* ARGB is the codec's own layout: bytes A, R, G, B. */
-static GstStaticPadTemplate src_template =
-    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS,
-                            GST_STATIC_CAPS("video/x-raw, format = (string) ARGB, " QZKT_CAPS_FIELDS));
+/* RGBA textures for GL consumers; in system memory ARGB, the codec's own layout (bytes A, R, G,
+   B). */
+static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS,
+    GST_STATIC_CAPS("video/x-raw(" GST_CAPS_FEATURE_MEMORY_GL_MEMORY "), format = (string) RGBA, "
+                    "texture-target = (string) 2D, " QZKT_CAPS_FIELDS "; "
+                    "video/x-raw, format = (string) ARGB, " QZKT_CAPS_FIELDS));
 
 #define GST_TYPE_QZKT_RENDERER (gst_qzkt_renderer_get_type())
 static GType gst_qzkt_renderer_get_type(void) {
@@ -59,6 +70,11 @@ static void gst_qzkt_dec_set_property(GObject* object, guint id, const GValue* v
         self->renderer = g_value_get_enum(value);
         GST_OBJECT_UNLOCK(self);
         break;
+    case PROP_GL_MEMORY:
+        GST_OBJECT_LOCK(self);
+        self->gl_memory = g_value_get_boolean(value);
+        GST_OBJECT_UNLOCK(self);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
@@ -72,16 +88,177 @@ static void gst_qzkt_dec_get_property(GObject* object, guint id, GValue* value, 
         g_value_set_enum(value, self->renderer);
         GST_OBJECT_UNLOCK(self);
         break;
+    case PROP_GL_MEMORY:
+        GST_OBJECT_LOCK(self);
+        g_value_set_boolean(value, self->gl_memory);
+        GST_OBJECT_UNLOCK(self);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
 }
 
+/* The GL path's objects and the context they live in; the display stays until NULL. */
+static void release_gl(GstQzktDec* self) {
+    g_rec_mutex_lock(&self->context_lock);
+    g_clear_pointer(&self->gl_path, qzkt_gl_path_free);
+    gst_clear_object(&self->context);
+    g_rec_mutex_unlock(&self->context_lock);
+    g_clear_pointer(&self->blocks, g_free);
+    self->blocks_capacity = 0;
+    g_clear_pointer(&self->argb, g_free);
+    self->cpu_kinds_said = 0;
+}
+
 static gboolean gst_qzkt_dec_stop(GstVideoDecoder* decoder) {
     GstQzktDec* self = GST_QZKT_DEC(decoder);
     close_decoder(self);
+    release_gl(self);
     g_clear_pointer(&self->input_state, gst_video_codec_state_unref);
     return TRUE;
+}
+
+static void gst_qzkt_dec_set_context(GstElement* element, GstContext* context) {
+    GstQzktDec* self = GST_QZKT_DEC(element);
+    g_rec_mutex_lock(&self->context_lock);
+    gst_gl_handle_set_context(element, context, &self->display, &self->other_context);
+    if (self->display != NULL) gst_gl_display_filter_gl_api(self->display, SUPPORTED_GL_APIS);
+    g_rec_mutex_unlock(&self->context_lock);
+    GST_ELEMENT_CLASS(parent_class)->set_context(element, context);
+}
+
+static gboolean gst_qzkt_dec_src_query(GstVideoDecoder* decoder, GstQuery* query) {
+    GstQzktDec* self = GST_QZKT_DEC(decoder);
+    if (GST_QUERY_TYPE(query) == GST_QUERY_CONTEXT) {
+        GstGLDisplay* display = NULL;
+        GstGLContext *context = NULL, *other = NULL;
+        gboolean answered;
+        g_rec_mutex_lock(&self->context_lock);
+        if (self->display != NULL) display = gst_object_ref(self->display);
+        if (self->context != NULL) context = gst_object_ref(self->context);
+        if (self->other_context != NULL) other = gst_object_ref(self->other_context);
+        g_rec_mutex_unlock(&self->context_lock);
+        answered = gst_gl_handle_context_query(GST_ELEMENT(self), query, display, context, other);
+        gst_clear_object(&display);
+        gst_clear_object(&context);
+        gst_clear_object(&other);
+        if (answered) return TRUE;
+    }
+    return GST_VIDEO_DECODER_CLASS(parent_class)->src_query(decoder, query);
+}
+
+/* Finds the pipeline's GL context (asking the elements around and the application), or makes
+   one on the pipeline's display, as GStreamer's GL elements do. */
+static gboolean find_gl_context(GstQzktDec* self) {
+    GError* error = NULL;
+    GstGLContext* context = NULL;
+
+    g_rec_mutex_lock(&self->context_lock);
+    if (!gst_gl_ensure_element_data(self, &self->display, &self->other_context)) {
+        g_rec_mutex_unlock(&self->context_lock);
+        return FALSE;
+    }
+    gst_gl_display_filter_gl_api(self->display, SUPPORTED_GL_APIS);
+    if (self->context != NULL && self->context->display == self->display) {
+        g_rec_mutex_unlock(&self->context_lock);
+        return TRUE;
+    }
+    g_rec_mutex_unlock(&self->context_lock);
+    /* Without the lock: the element answering may ask this one in turn. */
+    gst_gl_query_local_gl_context(GST_ELEMENT(self), GST_PAD_SRC, &context);
+
+    g_rec_mutex_lock(&self->context_lock);
+    if (context != NULL && context->display != self->display) gst_clear_object(&context);
+    if (context == NULL) {
+        GST_OBJECT_LOCK(self->display);
+        do {
+            gst_clear_object(&context);
+            context = gst_gl_display_get_gl_context_for_thread(self->display, NULL);
+            if (context == NULL &&
+                !gst_gl_display_create_context(self->display, self->other_context, &context, &error)) {
+                GST_OBJECT_UNLOCK(self->display);
+                g_rec_mutex_unlock(&self->context_lock);
+                GST_ELEMENT_ERROR(self, RESOURCE, NOT_FOUND, ("Could not make an OpenGL context."),
+                                  ("%s", error != NULL ? error->message : "no reason given"));
+                g_clear_error(&error);
+                return FALSE;
+            }
+        } while (!gst_gl_display_add_context(self->display, context));
+        GST_OBJECT_UNLOCK(self->display);
+    }
+    if (context != self->context) {
+        g_clear_pointer(&self->gl_path, qzkt_gl_path_free);
+        gst_clear_object(&self->context);
+        self->context = context;
+        self->gl_path = qzkt_gl_path_new(context);
+        GST_INFO_OBJECT(self, "drawing frames in OpenGL context %" GST_PTR_FORMAT, context);
+    } else {
+        gst_object_unref(context);
+    }
+    g_rec_mutex_unlock(&self->context_lock);
+    return TRUE;
+}
+
+/* The GL path's buffers: textures from a GstGLBufferPool of the context (downstream's when it
+   offers one), with the sync meta downstream asks for. */
+static gboolean gst_qzkt_dec_decide_allocation(GstVideoDecoder* decoder, GstQuery* query) {
+    GstQzktDec* self = GST_QZKT_DEC(decoder);
+    GstBufferPool* pool = NULL;
+    GstStructure* config;
+    GstCaps* caps;
+    guint min = 0, max = 0, size = 0;
+    gboolean update_pool = FALSE;
+
+    if (!self->gl_output) return GST_VIDEO_DECODER_CLASS(parent_class)->decide_allocation(decoder, query);
+    if (!find_gl_context(self)) return FALSE;
+
+    gst_query_parse_allocation(query, &caps, NULL);
+    if (gst_query_get_n_allocation_pools(query) > 0) {
+        gst_query_parse_nth_allocation_pool(query, 0, &pool, &size, &min, &max);
+        update_pool = TRUE;
+    } else {
+        GstVideoInfo info;
+        gst_video_info_init(&info);
+        gst_video_info_from_caps(&info, caps);
+        size = (guint)info.size;
+    }
+    if (pool == NULL || !GST_IS_GL_BUFFER_POOL(pool)) {
+        gst_clear_object(&pool);
+        pool = gst_gl_buffer_pool_new(self->context);
+    }
+    config = gst_buffer_pool_get_config(pool);
+    gst_buffer_pool_config_set_params(config, caps, size, min, max);
+    gst_buffer_pool_config_add_option(config, GST_BUFFER_POOL_OPTION_VIDEO_META);
+    if (gst_query_find_allocation_meta(query, GST_GL_SYNC_META_API_TYPE, NULL))
+        gst_buffer_pool_config_add_option(config, GST_BUFFER_POOL_OPTION_GL_SYNC_META);
+    if (!gst_buffer_pool_set_config(pool, config)) {
+        gst_object_unref(pool);
+        GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, (NULL), ("the GL buffer pool refused its configuration"));
+        return FALSE;
+    }
+    if (update_pool)
+        gst_query_set_nth_allocation_pool(query, 0, pool, size, min, max);
+    else
+        gst_query_add_allocation_pool(query, pool, size, min, max);
+    gst_object_unref(pool);
+    return TRUE;
+}
+
+/* Whether the element downstream asks for RGBA textures of this size. */
+static gboolean downstream_takes_gl(GstQzktDec* self, int width, int height) {
+    GstCaps* wanted =
+        gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, "RGBA", "width", G_TYPE_INT, width,
+                            "height", G_TYPE_INT, height, "texture-target", G_TYPE_STRING, "2D", NULL);
+    GstCaps* offered;
+    gboolean takes;
+    gst_caps_set_features(wanted, 0, gst_caps_features_new(GST_CAPS_FEATURE_MEMORY_GL_MEMORY, NULL));
+    /* Only an element that names GL memory takes it: one that takes anything (filesink,
+       fakesink, appsink without caps) gets system memory, as before. */
+    offered = gst_pad_peer_query_caps(GST_VIDEO_DECODER_SRC_PAD(self), NULL);
+    takes = offered != NULL && !gst_caps_is_any(offered) && gst_caps_can_intersect(offered, wanted);
+    gst_clear_caps(&offered);
+    gst_caps_unref(wanted);
+    return takes;
 }
 
 /* Opens a decoder for the caps' size (a new one when the size changes) and offers ARGB of the
@@ -115,16 +292,29 @@ static gboolean gst_qzkt_dec_set_format(GstVideoDecoder* decoder, GstVideoCodecS
     if (self->input_state != NULL) gst_video_codec_state_unref(self->input_state);
     self->input_state = gst_video_codec_state_ref(state);
 
-    output = gst_video_decoder_set_output_state(decoder, GST_VIDEO_FORMAT_ARGB, width, height, state);
+    GST_OBJECT_LOCK(self);
+    self->gl_output = self->gl_memory;
+    GST_OBJECT_UNLOCK(self);
+    if (self->gl_output) self->gl_output = downstream_takes_gl(self, width, height);
+    if (self->gl_output) {
+        output = gst_video_decoder_set_output_state(decoder, GST_VIDEO_FORMAT_RGBA, width, height, state);
+        output->caps = gst_video_info_to_caps(&output->info);
+        gst_caps_set_features(output->caps, 0,
+                              gst_caps_features_new(GST_CAPS_FEATURE_MEMORY_GL_MEMORY, NULL));
+        gst_caps_set_simple(output->caps, "texture-target", G_TYPE_STRING, "2D", NULL);
+    } else {
+        output = gst_video_decoder_set_output_state(decoder, GST_VIDEO_FORMAT_ARGB, width, height, state);
+    }
+    GST_INFO_OBJECT(self, "output: %s", self->gl_output ? "RGBA OpenGL textures" : "ARGB in system memory");
     gst_video_codec_state_unref(output);
     return gst_video_decoder_negotiate(decoder);
 }
 
 /* Posts the message a failed qzkt_decode deserves. A damaged frame counts against max-errors
    (a warning, the frame dropped, the stream going on); anything else stops the stream. */
-static GstFlowReturn report_decode_failure(GstQzktDec* self, qzkt_result result, gsize frame_size) {
+static GstFlowReturn report_decode_failure(GstQzktDec* self, qzkt_result result, gsize frame_size,
+                                           const char* problem) {
     GstFlowReturn ret = GST_FLOW_ERROR;
-    const char* problem = qzkt_decoder_problem(self->decoder);
     qzkt_renderer renderer;
 
     switch (result) {
@@ -159,6 +349,8 @@ static GstFlowReturn report_decode_failure(GstQzktDec* self, qzkt_result result,
     return ret;
 }
 
+static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame);
+
 static GstFlowReturn gst_qzkt_dec_handle_frame(GstVideoDecoder* decoder, GstVideoCodecFrame* frame) {
     GstQzktDec* self = GST_QZKT_DEC(decoder);
     GstVideoCodecState* output_state;
@@ -173,6 +365,7 @@ static GstFlowReturn gst_qzkt_dec_handle_frame(GstVideoDecoder* decoder, GstVide
         gst_video_decoder_drop_frame(decoder, frame);
         return GST_FLOW_NOT_NEGOTIATED;
     }
+    if (self->gl_output) return handle_frame_gl(self, frame);
     ret = gst_video_decoder_allocate_output_frame(decoder, frame);
     if (ret != GST_FLOW_OK) {
         gst_video_decoder_drop_frame(decoder, frame);
@@ -199,16 +392,139 @@ static GstFlowReturn gst_qzkt_dec_handle_frame(GstVideoDecoder* decoder, GstVide
     gst_buffer_unmap(frame->input_buffer, &input);
 
     if (result != QZKT_OK) {
-        ret = report_decode_failure(self, result, input.size);
+        ret = report_decode_failure(self, result, input.size, qzkt_decoder_problem(self->decoder));
         gst_video_decoder_drop_frame(decoder, frame);
         return ret;
     }
     return gst_video_decoder_finish_frame(decoder, frame);
 }
 
+/* A kind the context cannot draw: decoded on the CPU (qzkt_decode) and written as RGBA into the
+   texture's memory, which GStreamer uploads. */
+static qzkt_result decode_on_cpu(GstQzktDec* self, const GstMapInfo* input, GstVideoFrame* picture) {
+    const gsize row = (gsize)self->width * 4;
+    int x, y;
+    qzkt_result result;
+    if (self->argb == NULL) self->argb = g_malloc(row * (gsize)self->height);
+    result = qzkt_decode(self->decoder, input->data, input->size, self->argb, row);
+    if (result != QZKT_OK) return result;
+    for (y = 0; y < self->height; ++y) {
+        const guint8* from = self->argb + row * (gsize)y;
+        guint8* to = (guint8*)GST_VIDEO_FRAME_PLANE_DATA(picture, 0) +
+                     (gsize)y * GST_VIDEO_FRAME_PLANE_STRIDE(picture, 0);
+        for (x = 0; x < self->width; ++x, from += 4, to += 4) {
+            to[0] = from[1];
+            to[1] = from[2];
+            to[2] = from[3];
+            to[3] = from[0];
+        }
+    }
+    return QZKT_OK;
+}
+
+static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame) {
+    GstVideoDecoder* decoder = GST_VIDEO_DECODER(self);
+    GstVideoCodecState* output_state;
+    GstVideoFrame picture;
+    GstMapInfo input;
+    GstFlowReturn ret;
+    qzkt_blocks_info info;
+    qzkt_result result;
+    const char* why = NULL;
+    gboolean on_gpu, mapped;
+    GError* error = NULL;
+
+    if (!gst_buffer_map(frame->input_buffer, &input, GST_MAP_READ)) {
+        GST_ELEMENT_ERROR(self, RESOURCE, READ, (NULL), ("could not map the input buffer"));
+        gst_video_decoder_drop_frame(decoder, frame);
+        return GST_FLOW_ERROR;
+    }
+    if (self->blocks == NULL) {
+        self->blocks_capacity = qzkt_max_blocks_size(self->width, self->height);
+        self->blocks = g_malloc(self->blocks_capacity);
+    }
+    result = qzkt_unpack_frame(input.data, input.size, self->width, self->height, self->blocks,
+                               self->blocks_capacity, &info);
+    if (result != QZKT_OK) {
+        qzkt_frame_info inspected;
+        qzkt_inspect_frame(input.data, input.size, self->width, self->height, &inspected);
+        ret = report_decode_failure(self, result, input.size,
+                                    inspected.intact ? qzkt_result_text(result) : inspected.problem);
+        gst_buffer_unmap(frame->input_buffer, &input);
+        gst_video_decoder_drop_frame(decoder, frame);
+        return ret;
+    }
+    on_gpu = qzkt_gl_path_supports(self->gl_path, info.kind, &why);
+    if (!on_gpu && !(self->cpu_kinds_said & (1u << info.kind))) {
+        self->cpu_kinds_said |= 1u << info.kind;
+        GST_INFO_OBJECT(self, "frames of block kind %d decode on the CPU and are uploaded as RGBA: %s",
+                        (int)info.kind, why);
+    }
+
+    ret = gst_video_decoder_allocate_output_frame(decoder, frame);
+    if (ret != GST_FLOW_OK) {
+        gst_buffer_unmap(frame->input_buffer, &input);
+        gst_video_decoder_drop_frame(decoder, frame);
+        return ret;
+    }
+    output_state = gst_video_decoder_get_output_state(decoder);
+    mapped = gst_video_frame_map(&picture, &output_state->info, frame->output_buffer,
+                                 on_gpu ? (GstMapFlags)(GST_MAP_WRITE | GST_MAP_GL) : GST_MAP_WRITE);
+    gst_video_codec_state_unref(output_state);
+    if (!mapped) {
+        gst_buffer_unmap(frame->input_buffer, &input);
+        GST_ELEMENT_ERROR(self, RESOURCE, WRITE, (NULL), ("could not map the output texture"));
+        gst_video_decoder_drop_frame(decoder, frame);
+        return GST_FLOW_ERROR;
+    }
+    if (on_gpu) {
+        const gboolean drawn = qzkt_gl_path_draw(self->gl_path, (GstGLMemory*)picture.map[0].memory,
+                                                 self->blocks, &info, &error);
+        gst_video_frame_unmap(&picture);
+        gst_buffer_unmap(frame->input_buffer, &input);
+        if (!drawn) {
+            GST_ELEMENT_ERROR(self, RESOURCE, FAILED, ("Could not draw a QZKT frame with OpenGL."),
+                              ("%s", error != NULL ? error->message : "no reason given"));
+            g_clear_error(&error);
+            gst_video_decoder_drop_frame(decoder, frame);
+            return GST_FLOW_ERROR;
+        }
+        {
+            GstGLSyncMeta* sync = gst_buffer_get_gl_sync_meta(frame->output_buffer);
+            if (sync != NULL) gst_gl_sync_meta_set_sync_point(sync, self->context);
+        }
+    } else {
+        result = decode_on_cpu(self, &input, &picture);
+        gst_video_frame_unmap(&picture);
+        gst_buffer_unmap(frame->input_buffer, &input);
+        if (result != QZKT_OK) {
+            ret = report_decode_failure(self, result, input.size, qzkt_decoder_problem(self->decoder));
+            gst_video_decoder_drop_frame(decoder, frame);
+            return ret;
+        }
+    }
+    return gst_video_decoder_finish_frame(decoder, frame);
+}
+
+static GstStateChangeReturn gst_qzkt_dec_change_state(GstElement* element, GstStateChange transition) {
+    GstQzktDec* self = GST_QZKT_DEC(element);
+    const GstStateChangeReturn ret = GST_ELEMENT_CLASS(parent_class)->change_state(element, transition);
+    if (ret != GST_STATE_CHANGE_FAILURE && transition == GST_STATE_CHANGE_READY_TO_NULL) {
+        g_rec_mutex_lock(&self->context_lock);
+        gst_clear_object(&self->other_context);
+        gst_clear_object(&self->display);
+        g_rec_mutex_unlock(&self->context_lock);
+    }
+    return ret;
+}
+
 static void gst_qzkt_dec_finalize(GObject* object) {
     GstQzktDec* self = GST_QZKT_DEC(object);
     close_decoder(self);
+    release_gl(self);
+    gst_clear_object(&self->other_context);
+    gst_clear_object(&self->display);
+    g_rec_mutex_clear(&self->context_lock);
     g_clear_pointer(&self->input_state, gst_video_codec_state_unref);
     G_OBJECT_CLASS(parent_class)->finalize(object);
 }
@@ -230,16 +546,28 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
                           GST_TYPE_QZKT_RENDERER, DEFAULT_RENDERER,
                           G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY));
 
+    g_object_class_install_property(
+        object_class, PROP_GL_MEMORY,
+        g_param_spec_boolean(
+            "gl-memory", "OpenGL textures",
+            "Output RGBA OpenGL textures, drawn in the pipeline's GL context, when downstream takes "
+            "them (false: always ARGB in system memory); read when the output is negotiated",
+            DEFAULT_GL_MEMORY, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY));
+
+    element_class->set_context = GST_DEBUG_FUNCPTR(gst_qzkt_dec_set_context);
+    element_class->change_state = GST_DEBUG_FUNCPTR(gst_qzkt_dec_change_state);
     gst_element_class_add_static_pad_template(element_class, &sink_template);
     gst_element_class_add_static_pad_template(element_class, &src_template);
     gst_element_class_set_static_metadata(element_class, "QZKT video decoder", "Codec/Decoder/Video",
-                                          "Decodes QZKT key frames (DXT24 on the CPU, DXT1/DXT5 through "
-                                          "OpenGL) to ARGB video",
+                                          "Decodes QZKT key frames to RGBA OpenGL textures where downstream "
+                                          "takes them (blocks drawn on the GPU), else to ARGB video",
                                           "qzkt developers");
 
     decoder_class->stop = GST_DEBUG_FUNCPTR(gst_qzkt_dec_stop);
     decoder_class->set_format = GST_DEBUG_FUNCPTR(gst_qzkt_dec_set_format);
     decoder_class->handle_frame = GST_DEBUG_FUNCPTR(gst_qzkt_dec_handle_frame);
+    decoder_class->decide_allocation = GST_DEBUG_FUNCPTR(gst_qzkt_dec_decide_allocation);
+    decoder_class->src_query = GST_DEBUG_FUNCPTR(gst_qzkt_dec_src_query);
 
     gst_type_mark_as_plugin_api(GST_TYPE_QZKT_RENDERER, 0);
     GST_DEBUG_CATEGORY_INIT(gst_qzkt_dec_debug, "qzktdec", 0, "QZKT video decoder");
@@ -249,6 +577,8 @@ static void gst_qzkt_dec_init(GstQzktDec* self) {
     GstVideoDecoder* decoder = GST_VIDEO_DECODER(self);
 
     self->renderer = DEFAULT_RENDERER;
+    self->gl_memory = DEFAULT_GL_MEMORY;
+    g_rec_mutex_init(&self->context_lock);
     /* One buffer is one frame, and every frame is a key frame: no parsing, and no waiting for
        a sync point after a seek, whatever the container says. */
     gst_video_decoder_set_packetized(decoder, TRUE);

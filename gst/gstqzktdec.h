@@ -3,8 +3,11 @@
 #ifndef GST_QZKT_DEC_H
 #define GST_QZKT_DEC_H
 
+#include <gst/gl/gl.h>
 #include <gst/video/gstvideodecoder.h>
 #include <qzkt/qzkt.h>
+
+#include "gstqzktgl.h"
 
 G_BEGIN_DECLS
 
@@ -14,13 +17,26 @@ G_DECLARE_FINAL_TYPE(GstQzktDec, gst_qzkt_dec, GST, QZKT_DEC, GstVideoDecoder)
 struct _GstQzktDec {
     GstVideoDecoder parent;
 
-    /* property, read when a decoder is opened */
+    /* properties, read when a decoder is opened and when the output is negotiated */
     qzkt_renderer renderer;
+    gboolean gl_memory; /* output OpenGL textures when downstream takes them */
 
     /* streaming state */
     qzkt_decoder* decoder; /* for width x height frames; NULL until the first caps */
     int width, height;
     GstVideoCodecState* input_state;
+
+    /* the GL path: RGBA GstGLMemory out, drawn in the pipeline's GL context */
+    gboolean gl_output;     /* negotiated */
+    GRecMutex context_lock; /* display, context and other_context */
+    GstGLDisplay* display;
+    GstGLContext* context;
+    GstGLContext* other_context; /* the application's, shared with ours */
+    QzktGLPath* gl_path;         /* for context */
+    guint8* blocks;              /* the frame's unpacked blocks */
+    gsize blocks_capacity;
+    guint8* argb;         /* a picture the CPU decoded, for kinds the context cannot draw */
+    guint cpu_kinds_said; /* bit per qzkt_block_kind: its CPU fallback was logged */
 };
 
 GST_ELEMENT_REGISTER_DECLARE(qzktdec);

@@ -16,6 +16,8 @@ packages=(
   # the GStreamer plugin (gst/) and its tests: qtdemux/qtmux come with -plugins-good
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+  # qzktdec's GL path: GStreamer's GL elements, and a display for their contexts in tests
+  gstreamer1.0-gl xvfb xauth
   # scripts/fuzz.sh: clang with libFuzzer and the sanitizer runtimes (libclang-rt-14-dev is only
   # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
   # runtime (libtsan2) comes with g++.

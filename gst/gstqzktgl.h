@@ -1,0 +1,34 @@
+/* qzktdec's GL path: a frame's blocks, unpacked on the CPU by qzkt_unpack_frame, drawn into
+   an RGBA GstGLMemory texture in the pipeline's own GL context by the library's GLSL decoders
+   (qzkt_glsl_fragment_shader). DXT24 blocks go up as an 8-bit integer texture, DXT1/DXT5
+   blocks as an S3TC compressed texture, through a pixel buffer object where the context has
+   them; nothing is read back. */
+#ifndef GST_QZKT_GL_H
+#define GST_QZKT_GL_H
+
+#include <gst/gl/gl.h>
+#include <qzkt/qzkt.h>
+
+G_BEGIN_DECLS
+
+typedef struct _QzktGLPath QzktGLPath;
+
+/* For drawing in context; GL objects are made at the first frame, in the context's thread. */
+QzktGLPath* qzkt_gl_path_new(GstGLContext* context);
+
+/* Releases the GL objects (in the context's thread) and the path. NULL is ignored. */
+void qzkt_gl_path_free(QzktGLPath* path);
+
+/* Whether the context can draw blocks of this kind: DXT24 needs integer textures and GLSL 1.30
+   (OpenGL 3.0 or OpenGL ES 3.0); DXT1/DXT5 need those and S3TC textures. Other kinds decode on
+   the CPU; the reason is in *why (a static string) when it is not NULL. */
+gboolean qzkt_gl_path_supports(QzktGLPath* path, qzkt_block_kind kind, const char** why);
+
+/* Draws the blocks described by info into out (RGBA, width x height, the picture's top row
+   first), in the context's thread. FALSE with a message in *error on a GL failure. */
+gboolean qzkt_gl_path_draw(QzktGLPath* path, GstGLMemory* out, const guint8* blocks,
+                           const qzkt_blocks_info* info, GError** error);
+
+G_END_DECLS
+
+#endif
