@@ -191,3 +191,62 @@ TEST_F(GstGLPathTest, GLMemoryFalseKeepsARGBInSystemMemory) {
     EXPECT_FALSE(picture.glMemory);
     gst_harness_teardown(harness);
 }
+
+namespace {
+
+// Runs the pipeline to EOS or an error; returns the error's text, "" at EOS, "timeout".
+std::string RunToEnd(GstElement* pipeline, GstClockTime timeout = 60 * GST_SECOND) {
+    GstBus* bus = gst_element_get_bus(pipeline);
+    GstMessage* message =
+        gst_bus_timed_pop_filtered(bus, timeout, GstMessageType(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+    std::string result = message == nullptr ? "timeout" : "";
+    if (message != nullptr && GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
+        GError* error = nullptr;
+        gst_message_parse_error(message, &error, nullptr);
+        result = error != nullptr ? error->message : "error";
+        g_clear_error(&error);
+    }
+    if (message != nullptr) gst_message_unref(message);
+    gst_object_unref(bus);
+    return result;
+}
+
+} // namespace
+
+TEST_F(GstGLPathTest, PlaybinWithGlimagesinkPlaysSeeksAndEnds) {
+    char folder[] = "/tmp/qzkt-gst-gl-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string movie = std::string(folder) + "/clip.mov";
+    GstElement* record = gst_parse_launch(("videotestsrc num-buffers=50 ! video/x-raw,width=64,height=48,"
+                                           "framerate=25/1 ! videoconvert ! qzktenc dxt1=true ! qtmux ! "
+                                           "filesink location=" +
+                                           movie)
+                                              .c_str(),
+                                          nullptr);
+    ASSERT_NE(record, nullptr);
+    gst_element_set_state(record, GST_STATE_PLAYING);
+    EXPECT_EQ(RunToEnd(record), "");
+    gst_element_set_state(record, GST_STATE_NULL);
+    gst_object_unref(record);
+
+    GstElement* playbin = gst_element_factory_make("playbin", nullptr);
+    GstElement* sink = gst_element_factory_make("glimagesink", nullptr);
+    ASSERT_NE(playbin, nullptr);
+    ASSERT_NE(sink, nullptr);
+    g_object_set(sink, "sync", FALSE, nullptr);
+    g_object_set(playbin, "uri", ("file://" + movie).c_str(), "video-sink", sink, nullptr);
+    // Paused, then a flushing seek to the middle, then to the end.
+    ASSERT_NE(gst_element_set_state(playbin, GST_STATE_PAUSED), GST_STATE_CHANGE_FAILURE);
+    ASSERT_EQ(gst_element_get_state(playbin, nullptr, nullptr, 30 * GST_SECOND), GST_STATE_CHANGE_SUCCESS);
+    EXPECT_TRUE(gst_element_seek_simple(
+        playbin, GST_FORMAT_TIME, GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE), GST_SECOND));
+    ASSERT_EQ(gst_element_get_state(playbin, nullptr, nullptr, 30 * GST_SECOND), GST_STATE_CHANGE_SUCCESS);
+    gint64 position = -1;
+    EXPECT_TRUE(gst_element_query_position(playbin, GST_FORMAT_TIME, &position));
+    EXPECT_GE(position, gint64(GST_SECOND) - gint64(kPeriod));
+    gst_element_set_state(playbin, GST_STATE_PLAYING);
+    EXPECT_EQ(RunToEnd(playbin), "");
+    gst_element_set_state(playbin, GST_STATE_NULL);
+    gst_object_unref(playbin);
+    std::system((std::string("rm -rf ") + folder).c_str());
+}

@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# Layers of QZKT movies composited through glvideomixer to a fake sink that keeps GL memory,
+# each movie through qzktdec's GL path (blocks drawn in the pipeline's GL context) against the
+# system-memory path (qzktdec gl-memory=false ! glupload ! glcolorconvert) in the same run:
+# frames per second, CPU time per frame of the whole process (user + system), and the bytes a
+# frame sends to the GL context (the blocks, against 4 bytes a pixel). Without a display it
+# runs itself under xvfb-run, where Mesa draws on the CPU: the GL path's CPU time then
+# includes the drawing. The runs alternate, best of ROUNDS.
+# Usage: bench/play_layers.sh [build dir]
+#   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt1 alpha"), LAYERS ("1 2 4 8"),
+#   FRAMES (60), ROUNDS (3)
+set -euo pipefail
+if [ -z "${DISPLAY:-}" ]; then exec xvfb-run -a "$0" "$@"; fi
+build=$(realpath "${1:-build}")
+sizes=${SIZES:-1920x1080 3840x2160}
+kinds=${KINDS:-dxt24 dxt1 alpha}
+layers=${LAYERS:-1 2 4 8}
+frames=${FRAMES:-60}
+rounds=${ROUNDS:-3}
+qzkt=$build/tools/qzkt/qzkt
+
+work=$(mktemp -d /tmp/qzkt-play-layers-XXXXXX)
+trap 'rm -rf "$work"' EXIT
+export GST_PLUGIN_PATH=$build/gst GST_REGISTRY=$work/registry.bin
+gst-inspect-1.0 qzktdec >/dev/null # the registry, outside the timed runs
+
+calc() { awk "BEGIN { printf \"%.4f\", $1 }"; }
+
+# run PATH MOVIE COUNT: prints "seconds cpu-seconds" of one run of COUNT layers.
+run() {
+  local path=$1 movie=$2 count=$3 branch pipeline=() i
+  if [ "$path" = gl ]; then branch="qzktdec"; else branch="qzktdec gl-memory=false ! glupload ! glcolorconvert"; fi
+  pipeline=(glvideomixer name=m ! fakesink sync=false)
+  for i in $(seq "$count"); do
+    # shellcheck disable=SC2206
+    pipeline+=(filesrc location="$movie" ! qtdemux ! $branch ! m.)
+  done
+  local TIMEFORMAT='%R %U %S'
+  { time gst-launch-1.0 -q "${pipeline[@]}" >/dev/null 2>"$work/err.txt"; } 2>"$work/time.txt" || {
+    cat "$work/err.txt" >&2
+    return 1
+  }
+  awk '{ printf "%.4f %.4f\n", $1, $2 + $3 }' "$work/time.txt"
+}
+
+printf '%-10s %-6s %6s  %9s %12s  %9s %12s  %9s  %12s %12s\n' size kind layers "GL fps" "GL CPU/fr" \
+  "sys fps" "sys CPU/fr" "CPU ratio" "GL bytes/fr" "sys bytes/fr"
+for size in $sizes; do
+  width=${size%x*} height=${size#*x}
+  ffmpeg -v error -f lavfi -i "testsrc2=size=${size}:rate=60" -frames:v "$frames" -f rawvideo -pix_fmt argb \
+    "$work/clip.argb"
+  for kind in $kinds; do
+    case $kind in
+      dxt24) options=() block=10 ;;
+      dxt1) options=(--dxt1) block=8 ;;
+      alpha) options=(--alpha) block=16 ;;
+      *) echo "unknown kind $kind (dxt24, dxt1 or alpha)" >&2; exit 2 ;;
+    esac
+    movie=$work/$kind-$size.mov
+    "$qzkt" encode --quiet -y --prefs-dir "$work/prefs" "${options[@]}" --raw "$size" --rate 60 \
+      "$work/clip.argb" "$movie"
+    gl_bytes=$(( (width + 3) / 4 * ((height + 3) / 4) * block ))
+    sys_bytes=$(( width * height * 4 ))
+    for count in $layers; do
+      best_gl=1e9 best_gl_cpu=1e9 best_sys=1e9 best_sys_cpu=1e9
+      for round in $(seq "$rounds"); do
+        read -r s c < <(run gl "$movie" "$count")
+        best_gl=$(calc "$s < $best_gl ? $s : $best_gl"); best_gl_cpu=$(calc "$c < $best_gl_cpu ? $c : $best_gl_cpu")
+        read -r s c < <(run sys "$movie" "$count")
+        best_sys=$(calc "$s < $best_sys ? $s : $best_sys"); best_sys_cpu=$(calc "$c < $best_sys_cpu ? $c : $best_sys_cpu")
+      done
+      printf '%-10s %-6s %6d  %9.1f %9.2f ms  %9.1f %9.2f ms  %9.2f  %12d %12d\n' "$size" "$kind" "$count" \
+        "$(calc "$frames / $best_gl")" "$(calc "1000 * $best_gl_cpu / $frames")" \
+        "$(calc "$frames / $best_sys")" "$(calc "1000 * $best_sys_cpu / $frames")" \
+        "$(calc "$best_gl_cpu / $best_sys_cpu")" "$((gl_bytes * count))" "$((sys_bytes * count))"
+    done
+  done
+  rm -f "$work/clip.argb"
+done
+echo "fps: composited frames a second (each of the layers' frames once); CPU/fr: the process's user +"
+echo "system time over the frames; CPU ratio: GL path over system-memory path (below 1: the GL path"
+echo "costs less); bytes/fr: what a composited frame sends to the GL context."
