@@ -1,19 +1,21 @@
 #!/usr/bin/env bash
 # Layers of QZKT movies composited through glvideomixer to a fake sink that keeps GL memory,
-# each movie through qzktdec's GL path (blocks drawn in the pipeline's GL context) against the
+# each movie through qzktdec's GL path (RGBA textures in the pipeline's GL context) against the
 # system-memory path (qzktdec gl-memory=false ! glupload ! glcolorconvert) in the same run:
 # frames per second, CPU time per frame of the whole process (user + system), and the bytes a
 # frame sends to the GL context (the blocks, against 4 bytes a pixel). Without a display it
 # runs itself under xvfb-run, where Mesa draws on the CPU: the GL path's CPU time then
-# includes the drawing. The runs alternate, best of ROUNDS.
+# includes the drawing, and DXT24 (kind dxt24, dxt24-decoding=auto) is decoded on the CPU into
+# the textures, which is faster there than the shader; kind dxt24-shader draws it with the
+# shader all the same. The runs alternate, best of ROUNDS.
 # Usage: bench/play_layers.sh [build dir]
-#   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt1 alpha"), LAYERS ("1 2 4 8"),
+#   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt24-shader dxt1 alpha"), LAYERS ("1 2 4 8"),
 #   FRAMES (60), ROUNDS (3)
 set -euo pipefail
 if [ -z "${DISPLAY:-}" ]; then exec xvfb-run -a "$0" "$@"; fi
 build=$(realpath "${1:-build}")
 sizes=${SIZES:-1920x1080 3840x2160}
-kinds=${KINDS:-dxt24 dxt1 alpha}
+kinds=${KINDS:-dxt24 dxt24-shader dxt1 alpha}
 layers=${LAYERS:-1 2 4 8}
 frames=${FRAMES:-60}
 rounds=${ROUNDS:-3}
@@ -23,13 +25,16 @@ work=$(mktemp -d /tmp/qzkt-play-layers-XXXXXX)
 trap 'rm -rf "$work"' EXIT
 export GST_PLUGIN_PATH=$build/gst GST_REGISTRY=$work/registry.bin
 gst-inspect-1.0 qzktdec >/dev/null # the registry, outside the timed runs
+# Whether the GL renderer draws on the CPU (then DXT24's GL path uploads RGBA pixels).
+software=$(GST_DEBUG=qzktdec:4 gst-launch-1.0 -q videotestsrc num-buffers=1 ! video/x-raw,width=64,height=48 \
+  ! videoconvert ! qzktenc ! qzktdec ! glimagesink 2>&1 | grep -c '(software)' || true)
 
 calc() { awk "BEGIN { printf \"%.4f\", $1 }"; }
 
 # run PATH MOVIE COUNT: prints "seconds cpu-seconds" of one run of COUNT layers.
 run() {
   local path=$1 movie=$2 count=$3 branch pipeline=() i
-  if [ "$path" = gl ]; then branch="qzktdec"; else branch="qzktdec gl-memory=false ! glupload ! glcolorconvert"; fi
+  if [ "$path" = gl ]; then branch="qzktdec $gl_options"; else branch="qzktdec gl-memory=false ! glupload ! glcolorconvert"; fi
   pipeline=(glvideomixer name=m ! fakesink sync=false)
   for i in $(seq "$count"); do
     # shellcheck disable=SC2206
@@ -43,23 +48,26 @@ run() {
   awk '{ printf "%.4f %.4f\n", $1, $2 + $3 }' "$work/time.txt"
 }
 
-printf '%-10s %-6s %6s  %9s %12s  %9s %12s  %9s  %12s %12s\n' size kind layers "GL fps" "GL CPU/fr" \
+printf '%-10s %-12s %6s  %9s %12s  %9s %12s  %9s  %12s %12s\n' size kind layers "GL fps" "GL CPU/fr" \
   "sys fps" "sys CPU/fr" "CPU ratio" "GL bytes/fr" "sys bytes/fr"
 for size in $sizes; do
   width=${size%x*} height=${size#*x}
   ffmpeg -v error -f lavfi -i "testsrc2=size=${size}:rate=60" -frames:v "$frames" -f rawvideo -pix_fmt argb \
     "$work/clip.argb"
   for kind in $kinds; do
+    gl_options=""
     case $kind in
       dxt24) options=() block=10 ;;
+      dxt24-shader) options=() block=10 gl_options="dxt24-decoding=shader" ;;
       dxt1) options=(--dxt1) block=8 ;;
       alpha) options=(--alpha) block=16 ;;
-      *) echo "unknown kind $kind (dxt24, dxt1 or alpha)" >&2; exit 2 ;;
+      *) echo "unknown kind $kind (dxt24, dxt24-shader, dxt1 or alpha)" >&2; exit 2 ;;
     esac
     movie=$work/$kind-$size.mov
     "$qzkt" encode --quiet -y --prefs-dir "$work/prefs" "${options[@]}" --raw "$size" --rate 60 \
       "$work/clip.argb" "$movie"
     gl_bytes=$(( (width + 3) / 4 * ((height + 3) / 4) * block ))
+    if [ "$kind" = dxt24 ] && [ "$software" != 0 ]; then gl_bytes=$(( width * height * 4 )); fi
     sys_bytes=$(( width * height * 4 ))
     for count in $layers; do
       best_gl=1e9 best_gl_cpu=1e9 best_sys=1e9 best_sys_cpu=1e9
@@ -69,7 +77,7 @@ for size in $sizes; do
         read -r s c < <(run sys "$movie" "$count")
         best_sys=$(calc "$s < $best_sys ? $s : $best_sys"); best_sys_cpu=$(calc "$c < $best_sys_cpu ? $c : $best_sys_cpu")
       done
-      printf '%-10s %-6s %6d  %9.1f %9.2f ms  %9.1f %9.2f ms  %9.2f  %12d %12d\n' "$size" "$kind" "$count" \
+      printf '%-10s %-12s %6d  %9.1f %9.2f ms  %9.1f %9.2f ms  %9.2f  %12d %12d\n' "$size" "$kind" "$count" \
         "$(calc "$frames / $best_gl")" "$(calc "1000 * $best_gl_cpu / $frames")" \
         "$(calc "$frames / $best_sys")" "$(calc "1000 * $best_sys_cpu / $frames")" \
         "$(calc "$best_gl_cpu / $best_sys_cpu")" "$((gl_bytes * count))" "$((sys_bytes * count))"

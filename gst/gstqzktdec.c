@@ -1,8 +1,8 @@
 /* qzktdec: a GstVideoDecoder that turns each QZKT frame into one picture.
    - Where downstream takes OpenGL textures (glimagesink, glvideomixer, gldownload...), frames
      stay on the GPU: their blocks, unpacked on the CPU, are drawn into RGBA GstGLMemory in the
-     pipeline's own GL context (gstqzktgl.h); a kind that context cannot draw is decoded on the
-     CPU and uploaded as RGBA.
+     pipeline's own GL context (gstqzktgl.h). A kind the context cannot draw, and DXT24 on a
+     software renderer (dxt24-decoding says), is decoded on the CPU into the texture's memory.
    - Otherwise each frame becomes system-memory ARGB through qzkt_decode: DXT24 on the CPU,
      DXT1/DXT5 through the library's OpenGL path (the renderer property says which renderers
      it accepts). */
@@ -16,10 +16,11 @@
 GST_DEBUG_CATEGORY(gst_qzkt_dec_debug);
 #define GST_CAT_DEFAULT gst_qzkt_dec_debug
 
-enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY };
+enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY, PROP_DXT24_DECODING };
 
 #define DEFAULT_RENDERER QZKT_RENDERER_AUTO
 #define DEFAULT_GL_MEMORY TRUE
+#define DEFAULT_DXT24_DECODING QZKT_DXT24_AUTO
 #define SUPPORTED_GL_APIS (GST_GL_API_OPENGL | GST_GL_API_OPENGL3 | GST_GL_API_GLES2)
 
 /* qtdemux names a 'QZKT' track video/x-gst-fourcc-QZKT; video/x-qzkt is the plain name for
@@ -52,6 +53,22 @@ static GType gst_qzkt_renderer_get_type(void) {
     return type;
 }
 
+#define GST_TYPE_QZKT_DXT24_DECODING (gst_qzkt_dxt24_decoding_get_type())
+static GType gst_qzkt_dxt24_decoding_get_type(void) {
+    static GType type = 0;
+    static const GEnumValue values[] = {
+        {QZKT_DXT24_AUTO, "A shader on a hardware renderer, the CPU on a software one (faster there)",
+         "auto"},
+        {QZKT_DXT24_SHADER, "A shader wherever the GL context can run it", "shader"},
+        {QZKT_DXT24_CPU, "The CPU, into the texture's memory", "cpu"},
+        {0, NULL, NULL}};
+    if (g_once_init_enter(&type)) {
+        GType registered = g_enum_register_static("GstQzktDXT24Decoding", values);
+        g_once_init_leave(&type, registered);
+    }
+    return type;
+}
+
 #define gst_qzkt_dec_parent_class parent_class
 G_DEFINE_TYPE(GstQzktDec, gst_qzkt_dec, GST_TYPE_VIDEO_DECODER);
 GST_ELEMENT_REGISTER_DEFINE(qzktdec, "qzktdec", GST_RANK_PRIMARY, GST_TYPE_QZKT_DEC);
@@ -75,6 +92,11 @@ static void gst_qzkt_dec_set_property(GObject* object, guint id, const GValue* v
         self->gl_memory = g_value_get_boolean(value);
         GST_OBJECT_UNLOCK(self);
         break;
+    case PROP_DXT24_DECODING:
+        GST_OBJECT_LOCK(self);
+        self->dxt24_decoding = g_value_get_enum(value);
+        GST_OBJECT_UNLOCK(self);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
@@ -93,6 +115,11 @@ static void gst_qzkt_dec_get_property(GObject* object, guint id, GValue* value, 
         g_value_set_boolean(value, self->gl_memory);
         GST_OBJECT_UNLOCK(self);
         break;
+    case PROP_DXT24_DECODING:
+        GST_OBJECT_LOCK(self);
+        g_value_set_enum(value, self->dxt24_decoding);
+        GST_OBJECT_UNLOCK(self);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
@@ -106,7 +133,6 @@ static void release_gl(GstQzktDec* self) {
     g_rec_mutex_unlock(&self->context_lock);
     g_clear_pointer(&self->blocks, g_free);
     self->blocks_capacity = 0;
-    g_clear_pointer(&self->argb, g_free);
     self->cpu_kinds_said = 0;
 }
 
@@ -399,24 +425,23 @@ static GstFlowReturn gst_qzkt_dec_handle_frame(GstVideoDecoder* decoder, GstVide
     return gst_video_decoder_finish_frame(decoder, frame);
 }
 
-/* A kind the context cannot draw: decoded on the CPU (qzkt_decode) and written as RGBA into the
-   texture's memory, which GStreamer uploads. */
+/* A kind the context does not draw: decoded on the CPU straight into the texture's memory
+   (which GStreamer then uploads), ARGB turned into RGBA in place. */
 static qzkt_result decode_on_cpu(GstQzktDec* self, const GstMapInfo* input, GstVideoFrame* picture) {
-    const gsize row = (gsize)self->width * 4;
+    guint8* pixels = GST_VIDEO_FRAME_PLANE_DATA(picture, 0);
+    const gint stride = GST_VIDEO_FRAME_PLANE_STRIDE(picture, 0);
     int x, y;
-    qzkt_result result;
-    if (self->argb == NULL) self->argb = g_malloc(row * (gsize)self->height);
-    result = qzkt_decode(self->decoder, input->data, input->size, self->argb, row);
+    const qzkt_result result = qzkt_decode(self->decoder, input->data, input->size, pixels, (size_t)stride);
     if (result != QZKT_OK) return result;
     for (y = 0; y < self->height; ++y) {
-        const guint8* from = self->argb + row * (gsize)y;
-        guint8* to = (guint8*)GST_VIDEO_FRAME_PLANE_DATA(picture, 0) +
-                     (gsize)y * GST_VIDEO_FRAME_PLANE_STRIDE(picture, 0);
-        for (x = 0; x < self->width; ++x, from += 4, to += 4) {
-            to[0] = from[1];
-            to[1] = from[2];
-            to[2] = from[3];
-            to[3] = from[0];
+        guint32* row = (guint32*)(pixels + (gsize)y * (gsize)stride);
+        for (x = 0; x < self->width; ++x) {
+            /* bytes A, R, G, B to R, G, B, A: the word rotated by one byte */
+#if G_BYTE_ORDER == G_LITTLE_ENDIAN
+            row[x] = row[x] >> 8 | row[x] << 24;
+#else
+            row[x] = row[x] << 8 | row[x] >> 24;
+#endif
         }
     }
     return QZKT_OK;
@@ -431,6 +456,7 @@ static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame
     qzkt_blocks_info info;
     qzkt_result result;
     const char* why = NULL;
+    QzktDXT24Decoding dxt24;
     gboolean on_gpu, mapped;
     GError* error = NULL;
 
@@ -454,10 +480,13 @@ static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame
         gst_video_decoder_drop_frame(decoder, frame);
         return ret;
     }
-    on_gpu = qzkt_gl_path_supports(self->gl_path, info.kind, &why);
+    GST_OBJECT_LOCK(self);
+    dxt24 = self->dxt24_decoding;
+    GST_OBJECT_UNLOCK(self);
+    on_gpu = qzkt_gl_path_draws(self->gl_path, info.kind, dxt24, &why);
     if (!on_gpu && !(self->cpu_kinds_said & (1u << info.kind))) {
         self->cpu_kinds_said |= 1u << info.kind;
-        GST_INFO_OBJECT(self, "frames of block kind %d decode on the CPU and are uploaded as RGBA: %s",
+        GST_INFO_OBJECT(self, "frames of block kind %d decode on the CPU into the texture's memory: %s",
                         (int)info.kind, why);
     }
 
@@ -554,6 +583,13 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
             "them (false: always ARGB in system memory); read when the output is negotiated",
             DEFAULT_GL_MEMORY, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY));
 
+    g_object_class_install_property(
+        object_class, PROP_DXT24_DECODING,
+        g_param_spec_enum("dxt24-decoding", "DXT24 decoding on the GL path",
+                          "Where DXT24 frames decode when the output is OpenGL textures",
+                          GST_TYPE_QZKT_DXT24_DECODING, DEFAULT_DXT24_DECODING,
+                          G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
+
     element_class->set_context = GST_DEBUG_FUNCPTR(gst_qzkt_dec_set_context);
     element_class->change_state = GST_DEBUG_FUNCPTR(gst_qzkt_dec_change_state);
     gst_element_class_add_static_pad_template(element_class, &sink_template);
@@ -570,6 +606,7 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
     decoder_class->src_query = GST_DEBUG_FUNCPTR(gst_qzkt_dec_src_query);
 
     gst_type_mark_as_plugin_api(GST_TYPE_QZKT_RENDERER, 0);
+    gst_type_mark_as_plugin_api(GST_TYPE_QZKT_DXT24_DECODING, 0);
     GST_DEBUG_CATEGORY_INIT(gst_qzkt_dec_debug, "qzktdec", 0, "QZKT video decoder");
 }
 
@@ -578,6 +615,7 @@ static void gst_qzkt_dec_init(GstQzktDec* self) {
 
     self->renderer = DEFAULT_RENDERER;
     self->gl_memory = DEFAULT_GL_MEMORY;
+    self->dxt24_decoding = DEFAULT_DXT24_DECODING;
     g_rec_mutex_init(&self->context_lock);
     /* One buffer is one frame, and every frame is a key frame: no parsing, and no waiting for
        a sync point after a seek, whatever the container says. */

@@ -19,7 +19,8 @@ struct _GstQzktDec {
 
     /* properties, read when a decoder is opened and when the output is negotiated */
     qzkt_renderer renderer;
-    gboolean gl_memory; /* output OpenGL textures when downstream takes them */
+    gboolean gl_memory;               /* output OpenGL textures when downstream takes them */
+    QzktDXT24Decoding dxt24_decoding; /* on the GL path */
 
     /* streaming state */
     qzkt_decoder* decoder; /* for width x height frames; NULL until the first caps */
@@ -35,7 +36,6 @@ struct _GstQzktDec {
     QzktGLPath* gl_path;         /* for context */
     guint8* blocks;              /* the frame's unpacked blocks */
     gsize blocks_capacity;
-    guint8* argb;         /* a picture the CPU decoded, for kinds the context cannot draw */
     guint cpu_kinds_said; /* bit per qzkt_block_kind: its CPU fallback was logged */
 };
 

@@ -41,6 +41,7 @@ struct _QzktGLPath {
     GLuint texture; /* the blocks of the last frame */
     GLuint pbo;     /* their upload buffer, where the context has pixel buffer objects */
     GLuint vao;     /* an empty vertex array: core profiles draw nothing without one */
+    int software;   /* the renderer draws on the CPU: -1 until asked */
     /* how the texture is specified now (DXT24 re-specifies it only when its shape changes) */
     qzkt_block_kind texture_kind;
     int texture_width, texture_height;
@@ -68,6 +69,7 @@ QzktGLPath* qzkt_gl_path_new(GstGLContext* context) {
     QzktGLPath* path = g_new0(QzktGLPath, 1);
     path->context = gst_object_ref(context);
     path->texture_kind = (qzkt_block_kind)-1;
+    path->software = -1;
     return path;
 }
 
@@ -90,16 +92,32 @@ void qzkt_gl_path_free(QzktGLPath* path) {
     g_free(path);
 }
 
-gboolean qzkt_gl_path_supports(QzktGLPath* path, qzkt_block_kind kind, const char** why) {
+static void ask_renderer(GstGLContext* context, gpointer data) {
+    QzktGLPath* path = data;
+    const char* renderer = (const char*)context->gl_vtable->GetString(GL_RENDERER);
+    path->software =
+        renderer != NULL && (strstr(renderer, "llvmpipe") != NULL || strstr(renderer, "softpipe") != NULL ||
+                             strstr(renderer, "SWR") != NULL || strstr(renderer, "swrast") != NULL);
+    GST_INFO("GL renderer %s (%s)", renderer != NULL ? renderer : "unknown",
+             path->software ? "software" : "hardware");
+}
+
+gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding dxt24,
+                            const char** why) {
     const char* line;
     GstGLSLVersion version;
     GstGLSLProfile profile;
     const char* reason = NULL;
-    if (!glsl_version(path->context, &line, &version, &profile))
+    const gboolean s3tc = kind == QZKT_BLOCKS_DXT1 || kind == QZKT_BLOCKS_DXT5;
+    if (path->software < 0) gst_gl_context_thread_add(path->context, ask_renderer, path);
+    if (!s3tc && dxt24 == QZKT_DXT24_CPU)
+        reason = "dxt24-decoding=cpu";
+    else if (!glsl_version(path->context, &line, &version, &profile))
         reason = "the GL context has no integer textures and GLSL 1.30 (OpenGL 3.0 or OpenGL ES 3.0 needed)";
-    else if ((kind == QZKT_BLOCKS_DXT1 || kind == QZKT_BLOCKS_DXT5) &&
-             !gst_gl_context_check_feature(path->context, "GL_EXT_texture_compression_s3tc"))
+    else if (s3tc && !gst_gl_context_check_feature(path->context, "GL_EXT_texture_compression_s3tc"))
         reason = "the GL context has no S3TC textures (GL_EXT_texture_compression_s3tc)";
+    else if (!s3tc && dxt24 == QZKT_DXT24_AUTO && path->software)
+        reason = "the GL renderer draws on the CPU, where the SIMD decoder is faster than the shader";
     if (why != NULL) *why = reason;
     return reason == NULL;
 }

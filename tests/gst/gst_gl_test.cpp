@@ -1,7 +1,8 @@
 // qzktdec's GL path in one process through GstHarness, on the GL context GStreamer makes on the
 // display (Xvfb in the suite's runs): where downstream asks for RGBA textures, every block kind
 // and packing at whole and partial block sizes up to nearly full HD comes out as GL memory whose
-// pixels are qzkt_decode's (DXT24 exactly, the CPU decoder's bytes; DXT1/DXT5 within the bound
+// pixels are qzkt_decode's (DXT24 exactly, by the shader and by the CPU into the texture, the CPU
+// decoder's bytes; DXT1/DXT5 within the bound
 // the format document states for GPU sampling, 2 a channel), with the frames' times; a size
 // change re-opens it; a damaged frame is dropped and the stream goes on; gl-memory=false keeps
 // system memory.
@@ -99,8 +100,9 @@ int LargestDifference(const Bytes& a, const Bytes& b) {
     return largest;
 }
 
-GstHarness* GLDecoder() {
+GstHarness* GLDecoder(const char* dxt24Decoding = "auto") {
     GstHarness* h = gst_harness_new("qzktdec");
+    gst_util_set_object_arg(G_OBJECT(h->element), "dxt24-decoding", dxt24Decoding);
     gst_harness_set_sink_caps_str(h, kGLCaps);
     return h;
 }
@@ -129,17 +131,18 @@ TEST_F(GstGLPathTest, TexturesHoldTheDecodersPicturesForEveryKindAndSize) {
     struct Kind {
         const char* name;
         qzkt_settings settings;
-        int bound; // largest difference a channel from qzkt_decode
+        const char* dxt24Decoding; // the shader, the CPU into the texture, or as the renderer suits
+        int bound;                 // largest difference a channel from qzkt_decode
     };
-    const Kind kinds[] = {{"DXT24", {0, 1, 0, 2}, 0},
-                          {"DXT24 raw", {0, 1, 1, 2}, 0},
-                          {"DXT1", {0, 0, 0, 2}, 2},
-                          {"DXT5", {1, 0, 0, 2}, 2}};
+    const Kind kinds[] = {
+        {"DXT24 shader", {0, 1, 0, 2}, "shader", 0}, {"DXT24 raw shader", {0, 1, 1, 2}, "shader", 0},
+        {"DXT24 cpu", {0, 1, 0, 2}, "cpu", 0},       {"DXT24 auto", {0, 1, 1, 2}, "auto", 0},
+        {"DXT1", {0, 0, 0, 2}, "auto", 2},           {"DXT5", {1, 0, 0, 2}, "auto", 2}};
     for (const auto& size : {std::pair<int, int>{1, 1}, {5, 3}, {37, 29}, {1918, 1078}})
         for (const Kind& kind : kinds) {
             const int w = size.first, h = size.second;
             SCOPED_TRACE(std::string(kind.name) + " " + std::to_string(w) + "x" + std::to_string(h));
-            GstHarness* harness = GLDecoder();
+            GstHarness* harness = GLDecoder(kind.dxt24Decoding);
             gst_harness_set_src_caps_str(harness, SizeCaps("video/x-qzkt", w, h).c_str());
             const int frames = w > 100 ? 2 : 3;
             for (int i = 0; i < frames; ++i) {
@@ -156,7 +159,7 @@ TEST_F(GstGLPathTest, TexturesHoldTheDecodersPicturesForEveryKindAndSize) {
 }
 
 TEST_F(GstGLPathTest, ASizeChangeReopensAndADamagedFrameIsDropped) {
-    GstHarness* harness = GLDecoder();
+    GstHarness* harness = GLDecoder("shader");
     const qzkt_settings dxt24 = {0, 1, 0, 2};
     gst_harness_set_src_caps_str(harness, SizeCaps("video/x-qzkt", 37, 29).c_str());
     const Bytes first = Encode(37, 29, dxt24, 0);
