@@ -313,6 +313,8 @@ static gboolean gst_qzkt_dec_set_format(GstVideoDecoder* decoder, GstVideoCodecS
         }
         self->width = width;
         self->height = height;
+        g_clear_pointer(&self->blocks, g_free); /* sized for the old frames */
+        self->blocks_capacity = 0;
         GST_INFO_OBJECT(self, "opened a decoder for %dx%d frames", width, height);
     }
     if (self->input_state != NULL) gst_video_codec_state_unref(self->input_state);

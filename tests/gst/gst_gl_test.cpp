@@ -179,6 +179,13 @@ TEST_F(GstGLPathTest, ASizeChangeReopensAndADamagedFrameIsDropped) {
     EXPECT_TRUE(picture.glMemory);
     EXPECT_EQ(picture.pts, GstClockTime(2 * kPeriod));
     EXPECT_EQ(picture.rgba, DecodedRGBA(small, 5, 3));
+
+    // Larger again: the blocks' buffer grows with the frames.
+    gst_harness_set_src_caps_str(harness, SizeCaps("video/x-qzkt", 64, 48).c_str());
+    const Bytes large = Encode(64, 48, dxt24, 3);
+    ASSERT_EQ(gst_harness_push(harness, BufferOf(large, 3)), GST_FLOW_OK);
+    EXPECT_EQ(Read(gst_harness_pull(harness), 64, 48, GST_VIDEO_FORMAT_RGBA).rgba,
+              DecodedRGBA(large, 64, 48));
     gst_harness_teardown(harness);
 }
 
