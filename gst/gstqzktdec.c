@@ -37,36 +37,34 @@ static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
                     "texture-target = (string) 2D, " QZKT_CAPS_FIELDS "; "
                     "video/x-raw, format = (string) ARGB, " QZKT_CAPS_FIELDS));
 
+/* Registers an enum type once, whichever thread comes first. */
+static GType register_enum_once(gsize* type, const char* name, const GEnumValue* values) {
+    if (g_once_init_enter(type)) g_once_init_leave(type, g_enum_register_static(name, values));
+    return (GType)*type;
+}
+
 #define GST_TYPE_QZKT_RENDERER (gst_qzkt_renderer_get_type())
 static GType gst_qzkt_renderer_get_type(void) {
-    static GType type = 0;
+    static gsize type = 0;
     static const GEnumValue values[] = {
         {QZKT_RENDERER_AUTO, "A hardware renderer when there is one, otherwise Mesa's software renderer",
          "auto"},
         {QZKT_RENDERER_HARDWARE, "A hardware renderer only (an error without a GPU)", "hardware"},
         {QZKT_RENDERER_SOFTWARE, "A software renderer is accepted too", "software"},
         {0, NULL, NULL}};
-    if (g_once_init_enter(&type)) {
-        GType registered = g_enum_register_static("GstQzktRenderer", values);
-        g_once_init_leave(&type, registered);
-    }
-    return type;
+    return register_enum_once(&type, "GstQzktRenderer", values);
 }
 
 #define GST_TYPE_QZKT_DXT24_DECODING (gst_qzkt_dxt24_decoding_get_type())
 static GType gst_qzkt_dxt24_decoding_get_type(void) {
-    static GType type = 0;
+    static gsize type = 0;
     static const GEnumValue values[] = {
         {QZKT_DXT24_AUTO, "A shader on a hardware renderer, the CPU on a software one (faster there)",
          "auto"},
         {QZKT_DXT24_SHADER, "A shader wherever the GL context can run it", "shader"},
         {QZKT_DXT24_CPU, "The CPU, into the texture's memory", "cpu"},
         {0, NULL, NULL}};
-    if (g_once_init_enter(&type)) {
-        GType registered = g_enum_register_static("GstQzktDXT24Decoding", values);
-        g_once_init_leave(&type, registered);
-    }
-    return type;
+    return register_enum_once(&type, "GstQzktDXT24Decoding", values);
 }
 
 #define gst_qzkt_dec_parent_class parent_class

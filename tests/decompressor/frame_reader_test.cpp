@@ -22,14 +22,6 @@ namespace {
 bool gRecording = false; // set by the one test that reads the record, on its own thread
 std::vector<GLint> gPackRowLengths;
 
-Bytes RandomBytes(size_t size, unsigned seed) {
-    std::mt19937 random(seed);
-    Bytes bytes(size);
-    for (uint8_t& b : bytes)
-        b = static_cast<uint8_t>(random());
-    return bytes;
-}
-
 Bytes Prefix(const Bytes& bytes, size_t size) {
     return Bytes(bytes.begin(), bytes.begin() + size);
 }

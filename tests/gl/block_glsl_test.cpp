@@ -15,6 +15,7 @@
 #include "blocks/block_glsl.h"
 #include "blocks/dxt24_decode.h"
 #include "gl_test_context.h"
+#include "support/frame_builders.h"
 #include "support/reference_pictures.h"
 
 namespace {
@@ -82,26 +83,6 @@ Bytes Draw(BlockKind kind, int width, int height) {
     return rgba;
 }
 
-// ARGB (the CPU decoders' order) as RGBA.
-Bytes AsRGBA(const Bytes& argb) {
-    Bytes rgba(argb.size());
-    for (size_t i = 0; i < argb.size(); i += 4) {
-        rgba[i] = argb[i + 1];
-        rgba[i + 1] = argb[i + 2];
-        rgba[i + 2] = argb[i + 3];
-        rgba[i + 3] = argb[i];
-    }
-    return rgba;
-}
-
-Bytes RandomBlocks(size_t bytes, unsigned seed) {
-    std::mt19937 random(seed);
-    Bytes blocks(bytes);
-    for (uint8_t& b : blocks)
-        b = static_cast<uint8_t>(random());
-    return blocks;
-}
-
 class BlockGLSLTest : public GLContextTest {};
 
 } // namespace
@@ -113,7 +94,7 @@ TEST_F(BlockGLSLTest, DXT24ShaderGivesTheCPUDecodersBytes) {
         SCOPED_TRACE(std::to_string(size.first) + "x" + std::to_string(size.second));
         // Random blocks, and blocks whose endpoints are extremes and equal, so that every
         // palette entry and rounding of the thirds is met.
-        Bytes blocks = RandomBlocks(size_t(across) * down * 10, unsigned(w * 7 + h));
+        Bytes blocks = RandomBytes(size_t(across) * down * 10, unsigned(w * 7 + h));
         for (size_t b = 0; b + 10 <= blocks.size(); b += 30)
             for (int k = 0; k < 6; ++k)
                 blocks[b + k] = k < 3 ? 255 : (b % 60 == 0 ? 255 : 0);
@@ -132,7 +113,7 @@ TEST_F(BlockGLSLTest, DXT24ShaderGivesTheCPUDecodersBytes) {
 
         Bytes argb(size_t(w) * h * 4);
         DecodeDXT24Plain(blocks.data(), argb.data(), w, h, w * 4);
-        const Bytes expected = AsRGBA(argb);
+        const Bytes expected = ARGBToRGBA(argb);
         EXPECT_TRUE(drawn == expected)
             << "differs from DecodeDXT24Plain: first pixel " << int(drawn[0]) << " " << int(drawn[1]) << " "
             << int(drawn[2]) << " " << int(drawn[3]) << " against " << int(expected[0]) << " "
@@ -147,7 +128,7 @@ TEST_F(BlockGLSLTest, S3TCShaderSamplesTheBlocksAsTheFormatDecodesThem) {
             const int across = (size.first + 3) / 4, down = (size.second + 3) / 4;
             const int w = across * 4, h = down * 4;
             SCOPED_TRACE(std::string(dxt5 ? "DXT5 " : "DXT1 ") + std::to_string(size.first));
-            const Bytes blocks = RandomBlocks(size_t(across) * down * (dxt5 ? 16 : 8), unsigned(w + h));
+            const Bytes blocks = RandomBytes(size_t(across) * down * (dxt5 ? 16 : 8), unsigned(w + h));
             GLuint texture = 0;
             glGenTextures(1, &texture);
             glActiveTexture(GL_TEXTURE0);
@@ -160,7 +141,7 @@ TEST_F(BlockGLSLTest, S3TCShaderSamplesTheBlocksAsTheFormatDecodesThem) {
             const Bytes drawn = Draw(dxt5 ? BlockKind::kDXT5 : BlockKind::kDXT1, w, h);
             glDeleteTextures(1, &texture);
 
-            const Bytes reference = AsRGBA(DecodeS3TCPicture(blocks.data(), dxt5, w, h));
+            const Bytes reference = ARGBToRGBA(DecodeS3TCPicture(blocks.data(), dxt5, w, h));
             ASSERT_EQ(drawn.size(), reference.size());
             int colour = 0, alpha = 0;
             for (size_t i = 0; i < drawn.size(); ++i) {

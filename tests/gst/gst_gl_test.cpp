@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 #include <qzkt/qzkt.h>
 
+#include "support/reference_pictures.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -45,14 +47,7 @@ Bytes DecodedRGBA(const Bytes& frame, int width, int height) {
     Bytes argb(size_t(width) * height * 4);
     EXPECT_EQ(qzkt_decode(decoder, frame.data(), frame.size(), argb.data(), 0), QZKT_OK);
     qzkt_decoder_destroy(decoder);
-    Bytes rgba(argb.size());
-    for (size_t i = 0; i < argb.size(); i += 4) {
-        rgba[i] = argb[i + 1];
-        rgba[i + 1] = argb[i + 2];
-        rgba[i + 2] = argb[i + 3];
-        rgba[i + 3] = argb[i];
-    }
-    return rgba;
+    return ARGBToRGBA(argb);
 }
 
 std::string SizeCaps(const char* media, int width, int height) {
@@ -90,14 +85,6 @@ Picture Read(GstBuffer* buffer, int width, int height, GstVideoFormat format) {
     gst_video_frame_unmap(&frame);
     gst_buffer_unref(buffer);
     return picture;
-}
-
-int LargestDifference(const Bytes& a, const Bytes& b) {
-    if (a.size() != b.size()) return 256;
-    int largest = 0;
-    for (size_t i = 0; i < a.size(); ++i)
-        largest = std::max(largest, std::abs(a[i] - b[i]));
-    return largest;
 }
 
 GstHarness* GLDecoder(const char* dxt24Decoding = "auto") {

@@ -3,6 +3,7 @@
 
 #include <lzf.h>
 
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -20,6 +21,14 @@ Bytes BlockBytes(size_t bytes, size_t period) {
         blocks[i] = static_cast<uint8_t>(state >> 24);
     }
     return blocks;
+}
+
+Bytes RandomBytes(size_t size, unsigned seed) {
+    std::mt19937 random(seed);
+    Bytes bytes(size);
+    for (uint8_t& b : bytes)
+        b = static_cast<uint8_t>(random());
+    return bytes;
 }
 
 Bytes Packed(const Bytes& bytes) {

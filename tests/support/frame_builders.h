@@ -14,6 +14,9 @@ using Bytes = std::vector<uint8_t>;
 // every period bytes (LZF then packs them small).
 Bytes BlockBytes(size_t bytes, size_t period = 0);
 
+// size bytes from a Mersenne Twister seeded with seed: the same bytes for the same seed.
+Bytes RandomBytes(size_t size, unsigned seed);
+
 // liblzf's packing of bytes (empty when liblzf finds it does not fit, which it always does
 // in the room given here).
 Bytes Packed(const Bytes& bytes);

@@ -94,3 +94,14 @@ Bytes ExpectedPicture(const Bytes& frame, int w, int h) {
         std::copy(stored, stored + std::min<size_t>(header.storedSize, payload.size()), payload.begin());
     return dxt24 ? DecodeDXT24Picture(payload.data(), w, h) : DecodeS3TCPicture(payload.data(), alpha, w, h);
 }
+
+Bytes ARGBToRGBA(const Bytes& argb) {
+    Bytes rgba(argb.size());
+    for (size_t i = 0; i + 3 < argb.size(); i += 4) {
+        rgba[i] = argb[i + 1];
+        rgba[i + 1] = argb[i + 2];
+        rgba[i + 2] = argb[i + 3];
+        rgba[i + 3] = argb[i];
+    }
+    return rgba;
+}

@@ -21,6 +21,9 @@ Bytes DecodeDXT24Picture(const uint8_t* blocks, int width, int height);
 // DXT1/DXT5.
 Bytes ExpectedPicture(const Bytes& frame, int width, int height);
 
+// ARGB pixels (bytes A, R, G, B) as RGBA (R, G, B, A), the order OpenGL reads back.
+Bytes ARGBToRGBA(const Bytes& argb);
+
 // The first width pixels of each of height rows of an image whose rows are stride bytes apart.
 Bytes Visible(const uint8_t* image, size_t stride, int width, int height);
 
