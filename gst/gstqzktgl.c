@@ -41,7 +41,11 @@ struct _QzktGLPath {
     GLuint texture; /* the blocks of the last frame */
     GLuint pbo;     /* their upload buffer, where the context has pixel buffer objects */
     GLuint vao;     /* an empty vertex array: core profiles draw nothing without one */
-    int software;   /* the renderer draws on the CPU: -1 until asked */
+    /* the context's facts, asked once, at the first frame */
+    gboolean facts_known;
+    gboolean software;     /* the renderer draws on the CPU */
+    const char* no_shader; /* why the decoders cannot run, or NULL */
+    const char* no_s3tc;   /* why DXT1/DXT5 cannot be sampled, or NULL */
     /* how the texture is specified now (DXT24 re-specifies it only when its shape changes) */
     qzkt_block_kind texture_kind;
     int texture_width, texture_height;
@@ -69,7 +73,6 @@ QzktGLPath* qzkt_gl_path_new(GstGLContext* context) {
     QzktGLPath* path = g_new0(QzktGLPath, 1);
     path->context = gst_object_ref(context);
     path->texture_kind = (qzkt_block_kind)-1;
-    path->software = -1;
     return path;
 }
 
@@ -102,20 +105,31 @@ static void ask_renderer(GstGLContext* context, gpointer data) {
              path->software ? "software" : "hardware");
 }
 
-gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding dxt24,
-                            const char** why) {
+/* What the context can do never changes: asked once rather than at every frame. */
+static void learn_facts(QzktGLPath* path) {
     const char* line;
     GstGLSLVersion version;
     GstGLSLProfile profile;
+    gst_gl_context_thread_add(path->context, ask_renderer, path);
+    if (!glsl_version(path->context, &line, &version, &profile))
+        path->no_shader =
+            "the GL context has no integer textures and GLSL 1.30 (OpenGL 3.0 or OpenGL ES 3.0 needed)";
+    if (!gst_gl_context_check_feature(path->context, "GL_EXT_texture_compression_s3tc"))
+        path->no_s3tc = "the GL context has no S3TC textures (GL_EXT_texture_compression_s3tc)";
+    path->facts_known = TRUE;
+}
+
+gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding dxt24,
+                            const char** why) {
     const char* reason = NULL;
     const gboolean s3tc = kind == QZKT_BLOCKS_DXT1 || kind == QZKT_BLOCKS_DXT5;
-    if (path->software < 0) gst_gl_context_thread_add(path->context, ask_renderer, path);
+    if (!path->facts_known) learn_facts(path);
     if (!s3tc && dxt24 == QZKT_DXT24_CPU)
         reason = "dxt24-decoding=cpu";
-    else if (!glsl_version(path->context, &line, &version, &profile))
-        reason = "the GL context has no integer textures and GLSL 1.30 (OpenGL 3.0 or OpenGL ES 3.0 needed)";
-    else if (s3tc && !gst_gl_context_check_feature(path->context, "GL_EXT_texture_compression_s3tc"))
-        reason = "the GL context has no S3TC textures (GL_EXT_texture_compression_s3tc)";
+    else if (path->no_shader != NULL)
+        reason = path->no_shader;
+    else if (s3tc && path->no_s3tc != NULL)
+        reason = path->no_s3tc;
     else if (!s3tc && dxt24 == QZKT_DXT24_AUTO && path->software)
         reason = "the GL renderer draws on the CPU, where the SIMD decoder is faster than the shader";
     if (why != NULL) *why = reason;
