@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Layers of QZKT movies composited through glvideomixer to a fake sink that keeps GL memory,
-# each movie through qzktdec's GL path (RGBA textures in the pipeline's GL context) against the
-# system-memory path (qzktdec gl-memory=false ! glupload ! glcolorconvert) in the same run:
-# frames per second, CPU time per frame of the whole process (user + system), and the bytes a
-# frame sends to the GL context (the blocks, against 4 bytes a pixel). Without a display it
-# runs itself under xvfb-run, where Mesa draws on the CPU: the GL path's CPU time then
-# includes the drawing, and DXT24 (kind dxt24, dxt24-decoding=auto) is decoded on the CPU into
-# the textures, which is faster there than the shader; kind dxt24-shader draws it with the
-# shader all the same. The runs alternate, best of ROUNDS.
+# Layers of QZKT movies composited through glvideomixer into a window (qzkt play --benchmark:
+# no clock, as fast as frames come), each movie through qzktdec's GL path (RGBA textures in
+# the pipeline's GL context) against the system-memory path (qzktdec gl-memory=false, then
+# glupload) in the same run: frames per second, CPU time per frame of the whole process
+# (user + system) and of the decoders' streaming threads, and the bytes a frame sends to the GL
+# context (the blocks, against 4 bytes a pixel). Without a display it runs itself under
+# xvfb-run, where Mesa draws on the CPU: the GL path's process CPU time then includes the
+# drawing, and DXT24 (kind dxt24, dxt24-decoding=auto) is decoded on the CPU into the textures,
+# which is faster there than the shader; kind dxt24-shader draws it with the shader all the
+# same. The runs alternate, best of ROUNDS.
 # Usage: bench/play_layers.sh [build dir]
 #   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt24-shader dxt1 alpha"), LAYERS ("1 2 4 8"),
 #   FRAMES (60), ROUNDS (3)
@@ -29,27 +30,24 @@ gst-inspect-1.0 qzktdec >/dev/null # the registry, outside the timed runs
 software=$(GST_DEBUG=qzktdec:4 gst-launch-1.0 -q videotestsrc num-buffers=1 ! video/x-raw,width=64,height=48 \
   ! videoconvert ! qzktenc ! qzktdec ! glimagesink 2>&1 | grep -c '(software)' || true)
 
-calc() { awk "BEGIN { printf \"%.4f\", $1 }"; }
+# The expression in parentheses: a bare ">" in awk's printf would redirect its output to a file.
+calc() { awk "BEGIN { printf \"%.4f\", ($1) }"; }
 
-# run PATH MOVIE COUNT: prints "seconds cpu-seconds" of one run of COUNT layers.
+# run PATH MOVIE COUNT: prints "fps cpu-ms-per-frame decoder-thread-ms-per-frame" of one run of
+# COUNT layers, from qzkt play --benchmark's row.
 run() {
-  local path=$1 movie=$2 count=$3 branch pipeline=() i
-  if [ "$path" = gl ]; then branch="qzktdec $gl_options"; else branch="qzktdec gl-memory=false ! glupload ! glcolorconvert"; fi
-  pipeline=(glvideomixer name=m ! fakesink sync=false)
-  for i in $(seq "$count"); do
-    # shellcheck disable=SC2206
-    pipeline+=(filesrc location="$movie" ! qtdemux ! $branch ! m.)
-  done
-  local TIMEFORMAT='%R %U %S'
-  { time gst-launch-1.0 -q "${pipeline[@]}" >/dev/null 2>"$work/err.txt"; } 2>"$work/time.txt" || {
+  local path=$1 movie=$2 count=$3 options=()
+  [ "$path" = sys ] && options+=(--no-gl-memory)
+  [ -n "$gl_options" ] && options+=($gl_options)
+  "$qzkt" play --benchmark --layers "$count" "${options[@]}" "$movie" >"$work/out.txt" 2>"$work/err.txt" || {
     cat "$work/err.txt" >&2
     return 1
   }
-  awk '{ printf "%.4f %.4f\n", $1, $2 + $3 }' "$work/time.txt"
+  awk -v count="$count" '$1 == count { print $3, $9, $10 }' "$work/out.txt"
 }
 
-printf '%-10s %-12s %6s  %9s %12s  %9s %12s  %9s  %12s %12s\n' size kind layers "GL fps" "GL CPU/fr" \
-  "sys fps" "sys CPU/fr" "CPU ratio" "GL bytes/fr" "sys bytes/fr"
+printf '%-10s %-12s %6s  %8s %10s %10s  %8s %10s %10s  %9s  %12s %12s\n' size kind layers "GL fps" "GL CPU/fr" \
+  "GL dec/fr" "sys fps" "sys CPU/fr" "sys dec/fr" "CPU ratio" "GL bytes/fr" "sys bytes/fr"
 for size in $sizes; do
   width=${size%x*} height=${size#*x}
   ffmpeg -v error -f lavfi -i "testsrc2=size=${size}:rate=60" -frames:v "$frames" -f rawvideo -pix_fmt argb \
@@ -58,7 +56,7 @@ for size in $sizes; do
     gl_options=""
     case $kind in
       dxt24) options=() block=10 ;;
-      dxt24-shader) options=() block=10 gl_options="dxt24-decoding=shader" ;;
+      dxt24-shader) options=() block=10 gl_options="--dxt24 shader" ;;
       dxt1) options=(--dxt1) block=8 ;;
       alpha) options=(--alpha) block=16 ;;
       *) echo "unknown kind $kind (dxt24, dxt24-shader, dxt1 or alpha)" >&2; exit 2 ;;
@@ -70,21 +68,23 @@ for size in $sizes; do
     if [ "$kind" = dxt24 ] && [ "$software" != 0 ]; then gl_bytes=$(( width * height * 4 )); fi
     sys_bytes=$(( width * height * 4 ))
     for count in $layers; do
-      best_gl=1e9 best_gl_cpu=1e9 best_sys=1e9 best_sys_cpu=1e9
+      gl_fps=0 gl_cpu=1e9 gl_dec=1e9 sys_fps=0 sys_cpu=1e9 sys_dec=1e9
       for round in $(seq "$rounds"); do
-        read -r s c < <(run gl "$movie" "$count")
-        best_gl=$(calc "$s < $best_gl ? $s : $best_gl"); best_gl_cpu=$(calc "$c < $best_gl_cpu ? $c : $best_gl_cpu")
-        read -r s c < <(run sys "$movie" "$count")
-        best_sys=$(calc "$s < $best_sys ? $s : $best_sys"); best_sys_cpu=$(calc "$c < $best_sys_cpu ? $c : $best_sys_cpu")
+        read -r f c d < <(run gl "$movie" "$count")
+        gl_fps=$(calc "$f > $gl_fps ? $f : $gl_fps"); gl_cpu=$(calc "$c < $gl_cpu ? $c : $gl_cpu")
+        gl_dec=$(calc "$d < $gl_dec ? $d : $gl_dec")
+        read -r f c d < <(run sys "$movie" "$count")
+        sys_fps=$(calc "$f > $sys_fps ? $f : $sys_fps"); sys_cpu=$(calc "$c < $sys_cpu ? $c : $sys_cpu")
+        sys_dec=$(calc "$d < $sys_dec ? $d : $sys_dec")
       done
-      printf '%-10s %-12s %6d  %9.1f %9.2f ms  %9.1f %9.2f ms  %9.2f  %12d %12d\n' "$size" "$kind" "$count" \
-        "$(calc "$frames / $best_gl")" "$(calc "1000 * $best_gl_cpu / $frames")" \
-        "$(calc "$frames / $best_sys")" "$(calc "1000 * $best_sys_cpu / $frames")" \
-        "$(calc "$best_gl_cpu / $best_sys_cpu")" "$((gl_bytes * count))" "$((sys_bytes * count))"
+      printf '%-10s %-12s %6d  %8.1f %7.2f ms %7.2f ms  %8.1f %7.2f ms %7.2f ms  %9.2f  %12d %12d\n' "$size" \
+        "$kind" "$count" "$gl_fps" "$gl_cpu" "$gl_dec" "$sys_fps" "$sys_cpu" "$sys_dec" \
+        "$(calc "$gl_cpu / $sys_cpu")" "$((gl_bytes * count))" "$((sys_bytes * count))"
     done
   done
   rm -f "$work/clip.argb"
 done
 echo "fps: composited frames a second (each of the layers' frames once); CPU/fr: the process's user +"
-echo "system time over the frames; CPU ratio: GL path over system-memory path (below 1: the GL path"
-echo "costs less); bytes/fr: what a composited frame sends to the GL context."
+echo "system time over the frames shown; dec/fr: the decoders' streaming threads' CPU time over them;"
+echo "CPU ratio: GL path over system-memory path (below 1: the GL path costs less); bytes/fr: what a"
+echo "composited frame sends to the GL context."

@@ -16,7 +16,7 @@
 GST_DEBUG_CATEGORY(gst_qzkt_dec_debug);
 #define GST_CAT_DEFAULT gst_qzkt_dec_debug
 
-enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY, PROP_DXT24_DECODING };
+enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY, PROP_DXT24_DECODING, PROP_DECODE_PATH };
 
 #define DEFAULT_RENDERER QZKT_RENDERER_AUTO
 #define DEFAULT_GL_MEMORY TRUE
@@ -77,6 +77,29 @@ static void close_decoder(GstQzktDec* self) {
     self->width = self->height = 0;
 }
 
+/* The decode-path property's words for the way the last frame went. */
+static gchar* decode_path_text(QzktDecodePath path, qzkt_block_kind kind) {
+    static const char* const kinds[] = {"DXT1", "DXT5", "DXT24", "DXT24"};
+    const char* name = (unsigned)kind < G_N_ELEMENTS(kinds) ? kinds[kind] : "?";
+    switch (path) {
+    case QZKT_PATH_GL_DRAWN:
+        return g_strdup_printf("%s drawn on the GPU into OpenGL textures", name);
+    case QZKT_PATH_GL_CPU:
+        return g_strdup_printf("%s decoded on the CPU into OpenGL textures", name);
+    case QZKT_PATH_SYSTEM_MEMORY:
+        return g_strdup("ARGB in system memory");
+    default:
+        return g_strdup("none yet");
+    }
+}
+
+static void note_path(GstQzktDec* self, QzktDecodePath path, qzkt_block_kind kind) {
+    GST_OBJECT_LOCK(self);
+    self->last_path = path;
+    self->last_kind = kind;
+    GST_OBJECT_UNLOCK(self);
+}
+
 static void gst_qzkt_dec_set_property(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     GstQzktDec* self = GST_QZKT_DEC(object);
     switch (id) {
@@ -116,6 +139,11 @@ static void gst_qzkt_dec_get_property(GObject* object, guint id, GValue* value, 
     case PROP_DXT24_DECODING:
         GST_OBJECT_LOCK(self);
         g_value_set_enum(value, self->dxt24_decoding);
+        GST_OBJECT_UNLOCK(self);
+        break;
+    case PROP_DECODE_PATH:
+        GST_OBJECT_LOCK(self);
+        g_value_take_string(value, decode_path_text(self->last_path, self->last_kind));
         GST_OBJECT_UNLOCK(self);
         break;
     default:
@@ -422,6 +450,7 @@ static GstFlowReturn gst_qzkt_dec_handle_frame(GstVideoDecoder* decoder, GstVide
         gst_video_decoder_drop_frame(decoder, frame);
         return ret;
     }
+    note_path(self, QZKT_PATH_SYSTEM_MEMORY, QZKT_BLOCKS_DXT24);
     return gst_video_decoder_finish_frame(decoder, frame);
 }
 
@@ -532,6 +561,7 @@ static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame
             return ret;
         }
     }
+    note_path(self, on_gpu ? QZKT_PATH_GL_DRAWN : QZKT_PATH_GL_CPU, info.kind);
     return gst_video_decoder_finish_frame(decoder, frame);
 }
 
@@ -589,6 +619,14 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
                           "Where DXT24 frames decode when the output is OpenGL textures",
                           GST_TYPE_QZKT_DXT24_DECODING, DEFAULT_DXT24_DECODING,
                           G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
+
+    g_object_class_install_property(
+        object_class, PROP_DECODE_PATH,
+        g_param_spec_string("decode-path", "Decode path",
+                            "How the last frame was decoded and where it went (\"DXT1 drawn on the GPU into "
+                            "OpenGL textures\", \"DXT24 decoded on the CPU into OpenGL textures\", \"ARGB in "
+                            "system memory\", \"none yet\")",
+                            "none yet", G_PARAM_READABLE | G_PARAM_STATIC_STRINGS));
 
     element_class->set_context = GST_DEBUG_FUNCPTR(gst_qzkt_dec_set_context);
     element_class->change_state = GST_DEBUG_FUNCPTR(gst_qzkt_dec_change_state);

@@ -11,6 +11,14 @@
 
 G_BEGIN_DECLS
 
+/* How the last frame was decoded (the decode-path property). */
+typedef enum {
+    QZKT_PATH_NONE,
+    QZKT_PATH_GL_DRAWN,      /* blocks drawn by a shader into the output texture */
+    QZKT_PATH_GL_CPU,        /* decoded on the CPU into the texture's memory */
+    QZKT_PATH_SYSTEM_MEMORY, /* ARGB in system memory through qzkt_decode */
+} QzktDecodePath;
+
 #define GST_TYPE_QZKT_DEC (gst_qzkt_dec_get_type())
 G_DECLARE_FINAL_TYPE(GstQzktDec, gst_qzkt_dec, GST, QZKT_DEC, GstVideoDecoder)
 
@@ -37,6 +45,10 @@ struct _GstQzktDec {
     guint8* blocks;              /* the frame's unpacked blocks */
     gsize blocks_capacity;
     guint cpu_kinds_said; /* bit per qzkt_block_kind: its CPU fallback was logged */
+
+    /* the decode-path property, under the object lock */
+    QzktDecodePath last_path;
+    qzkt_block_kind last_kind;
 };
 
 GST_ELEMENT_REGISTER_DECLARE(qzktdec);

@@ -18,6 +18,8 @@ packages=(
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   # qzktdec's GL path: GStreamer's GL elements, and a display for their contexts in tests
   gstreamer1.0-gl xvfb xauth
+  # qzkt play: the audio decoders movies commonly carry (AAC), X11 for its fullscreen window
+  gstreamer1.0-libav libx11-dev
   # scripts/fuzz.sh: clang with libFuzzer and the sanitizer runtimes (libclang-rt-14-dev is only
   # recommended by clang), llvm-symbolizer for readable stack traces. g++'s ThreadSanitizer
   # runtime (libtsan2) comes with g++.

@@ -16,7 +16,7 @@ ctest --test-dir build --output-on-failure -j "$jobs"
 # The comparison scripts, on a few frames: they must run, their figures mean nothing here.
 FRAMES=3 RUNS=1 DXT24_BENCH_ARGS=--benchmark_min_time=0.001 bench/compare_ffmpeg_hap.sh >/dev/null
 FRAMES=3 ROUNDS=1 bench/gst_decode_throughput.sh build >/dev/null
-SIZES=64x48 LAYERS="1 2" FRAMES=3 ROUNDS=1 bench/play_layers.sh build >/dev/null
+SIZES=64x48 LAYERS="1 2" FRAMES=12 ROUNDS=1 bench/play_layers.sh build >/dev/null
 
 scripts/build.sh build-asan -DQZKT_SANITIZE=ON "${strict[@]}"
 ctest --test-dir build-asan --output-on-failure -j "$jobs"

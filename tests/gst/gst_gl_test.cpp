@@ -87,6 +87,15 @@ Picture Read(GstBuffer* buffer, int width, int height, GstVideoFormat format) {
     return picture;
 }
 
+// qzktdec's decode-path property: how the last frame went.
+std::string DecodePath(GstHarness* harness) {
+    gchar* text = nullptr;
+    g_object_get(harness->element, "decode-path", &text, nullptr);
+    std::string path = text != nullptr ? text : "";
+    g_free(text);
+    return path;
+}
+
 GstHarness* GLDecoder(const char* dxt24Decoding = "auto") {
     GstHarness* h = gst_harness_new("qzktdec");
     gst_util_set_object_arg(G_OBJECT(h->element), "dxt24-decoding", dxt24Decoding);
@@ -115,21 +124,27 @@ class GstGLPathTest : public testing::Test {
 } // namespace
 
 TEST_F(GstGLPathTest, TexturesHoldTheDecodersPicturesForEveryKindAndSize) {
-    struct Kind {
+    // Mesa's llvmpipe: DXT24 on auto decodes on the CPU; S3TC textures are drawn.
+    const char* const drawn = "drawn on the GPU into OpenGL textures";
+    const char* const cpu = "decoded on the CPU into OpenGL textures";
+    const struct Kind {
         const char* name;
         qzkt_settings settings;
         const char* dxt24Decoding; // the shader, the CPU into the texture, or as the renderer suits
         int bound;                 // largest difference a channel from qzkt_decode
-    };
-    const Kind kinds[] = {
-        {"DXT24 shader", {0, 1, 0, 2}, "shader", 0}, {"DXT24 raw shader", {0, 1, 1, 2}, "shader", 0},
-        {"DXT24 cpu", {0, 1, 0, 2}, "cpu", 0},       {"DXT24 auto", {0, 1, 1, 2}, "auto", 0},
-        {"DXT1", {0, 0, 0, 2}, "auto", 2},           {"DXT5", {1, 0, 0, 2}, "auto", 2}};
+        std::string path;          // decode-path afterwards
+    } kinds[] = {{"DXT24 shader", {0, 1, 0, 2}, "shader", 0, std::string("DXT24 ") + drawn},
+                 {"DXT24 raw shader", {0, 1, 1, 2}, "shader", 0, std::string("DXT24 ") + drawn},
+                 {"DXT24 cpu", {0, 1, 0, 2}, "cpu", 0, std::string("DXT24 ") + cpu},
+                 {"DXT24 auto", {0, 1, 1, 2}, "auto", 0, std::string("DXT24 ") + cpu},
+                 {"DXT1", {0, 0, 0, 2}, "auto", 2, std::string("DXT1 ") + drawn},
+                 {"DXT5", {1, 0, 0, 2}, "auto", 2, std::string("DXT5 ") + drawn}};
     for (const auto& size : {std::pair<int, int>{1, 1}, {5, 3}, {37, 29}, {1918, 1078}})
         for (const Kind& kind : kinds) {
             const int w = size.first, h = size.second;
             SCOPED_TRACE(std::string(kind.name) + " " + std::to_string(w) + "x" + std::to_string(h));
             GstHarness* harness = GLDecoder(kind.dxt24Decoding);
+            EXPECT_EQ(DecodePath(harness), "none yet");
             gst_harness_set_src_caps_str(harness, SizeCaps("video/x-qzkt", w, h).c_str());
             const int frames = w > 100 ? 2 : 3;
             for (int i = 0; i < frames; ++i) {
@@ -141,6 +156,7 @@ TEST_F(GstGLPathTest, TexturesHoldTheDecodersPicturesForEveryKindAndSize) {
                 EXPECT_LE(LargestDifference(picture.rgba, DecodedRGBA(frame, w, h)), kind.bound)
                     << "frame " << i;
             }
+            EXPECT_EQ(DecodePath(harness), kind.path);
             gst_harness_teardown(harness);
         }
 }
@@ -186,6 +202,7 @@ TEST_F(GstGLPathTest, GLMemoryFalseKeepsARGBInSystemMemory) {
     ASSERT_EQ(gst_harness_push(harness, BufferOf(frame, 0)), GST_FLOW_OK);
     const Picture picture = Read(gst_harness_pull(harness), 37, 29, GST_VIDEO_FORMAT_ARGB);
     EXPECT_FALSE(picture.glMemory);
+    EXPECT_EQ(DecodePath(harness), "ARGB in system memory");
     gst_harness_teardown(harness);
 }
 

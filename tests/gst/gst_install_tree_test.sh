@@ -33,3 +33,17 @@ gst-launch-1.0 -q videotestsrc num-buffers=3 ! video/x-raw,width=32,height=16 ! 
 gst-launch-1.0 -q filesrc location="$work/clip.mov" ! qtdemux ! qzktdec ! filesink location="$work/clip.argb"
 [ "$(stat -c %s "$work/clip.argb")" = $((32 * 16 * 4 * 3)) ]
 echo "installed plugin: found by GStreamer, finds the installed libqzkt, decodes what it encodes"
+
+# The installed qzkt play finds the installed plugin by itself, GST_PLUGIN_PATH unset (nothing
+# else on this machine holds qzktdec: a build tree's is not where the installed tool looks).
+if command -v xvfb-run >/dev/null; then
+  unset GST_PLUGIN_PATH
+  gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,width=32,height=16 ! videoconvert ! qzktenc \
+    ! qtmux ! filesink location="$work/play.mov" 2>/dev/null ||
+    GST_PLUGIN_PATH=$prefix/$plugindir gst-launch-1.0 -q videotestsrc num-buffers=10 \
+      ! video/x-raw,width=32,height=16 ! videoconvert ! qzktenc ! qtmux ! filesink location="$work/play.mov"
+  played=$(xvfb-run -a "$prefix/bin/qzkt" play --benchmark "$work/play.mov")
+  echo "$played"
+  grep -q "DXT24 decoded on the CPU into OpenGL textures" <<<"$played"
+  echo "installed qzkt play: finds the installed plugin"
+fi

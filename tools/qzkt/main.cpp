@@ -31,6 +31,7 @@ const char* kUsage =
     "  decode INPUT.mov OUTPUT   decode to raw ARGB, an image sequence or a lossless video\n"
     "  info INPUT.mov...         print the tracks and every frame's header (--json for JSON)\n"
     "  settings                  edit, set (--set) or show (--show) the compression settings\n"
+    "  play INPUT.mov...         play movies in an OpenGL window, several as layers\n"
     "  bench [INPUT]             measure encode and decode speed, size and quality\n"
     "  version                   print the version (also --version)\n"
     "\n"
@@ -46,7 +47,8 @@ struct Command {
 };
 
 const Command kCommands[] = {{"demo", RunDemo}, {"encode", RunEncode},     {"decode", RunDecode},
-                             {"info", RunInfo}, {"settings", RunSettings}, {"bench", RunBench}};
+                             {"info", RunInfo}, {"settings", RunSettings}, {"bench", RunBench},
+                             {"play", RunPlay}};
 
 // The commands print their reports through stdio, which keeps a failed write to itself: a full
 // disk or /dev/full must still end the run with one line and a failure. A closed pipe ends the

@@ -21,6 +21,7 @@ int RunInfo(const Args& args);
 int RunSettings(const Args& args);
 int RunBench(const Args& args);
 int RunDemo(const Args& args);
+int RunPlay(const Args& args);
 
 // Applies --prefs-dir (every command takes it) before the command touches any settings.
 void ApplyPrefsDir(const std::string& dir);
