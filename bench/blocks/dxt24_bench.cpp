@@ -3,7 +3,8 @@
 // SIMD walker and decoder of every Highway target this CPU supports against the plain ones,
 // also measured in the same run (counter x_plain: how many times faster than plain); and the
 // same for the DXT1 walker against stb_dxt one block at a time; and the unpacking of the
-// LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf).
+// LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf);
+// and the S3TC CPU decoder of DXT1 and DXT5 frames of the same picture, plain and per target.
 //
 //   build/bench/blocks/dxt24_bench
 //   build/bench/blocks/dxt24_bench --benchmark_filter='Plain|Target'   # per-target speedups
@@ -21,6 +22,7 @@
 #include "blocks/dxt1_image.h"
 #include "blocks/dxt24_decode.h"
 #include "blocks/dxt24_image.h"
+#include "blocks/s3tc_decode.h"
 #include "compressor/dxt24_threaded.h"
 #include "compressor/frame_encoder.h"
 #include "pixel/synthetic_image.h"
@@ -39,6 +41,8 @@ struct Frame {
     std::vector<unsigned char> payload = std::vector<unsigned char>(kPayloadBytes);
     std::vector<unsigned char> decoded = std::vector<unsigned char>(kFrameBytes);
     std::vector<unsigned char> dxt1 = std::vector<unsigned char>(kPayloadBytes / 10 * 8);
+    std::vector<unsigned char> s3tcDXT1 = std::vector<unsigned char>(kPayloadBytes / 10 * 8);
+    std::vector<unsigned char> s3tcDXT5 = std::vector<unsigned char>(kPayloadBytes / 10 * 16);
     std::vector<unsigned char> packed = std::vector<unsigned char>(kPayloadBytes * 2);
     std::vector<unsigned char> unpacked = std::vector<unsigned char>(kPayloadBytes);
     Frame() {
@@ -46,6 +50,8 @@ struct Frame {
         stbCompressARGB32_to24_plain(reinterpret_cast<unsigned short*>(payload.data()), pixels.data(), kWidth,
                                      kHeight, kRowBytes, false);
         packed.resize(lzf_compress(payload.data(), kPayloadBytes, packed.data(), packed.size()));
+        stbCompressARGB32_plain(s3tcDXT1.data(), pixels.data(), kWidth, kHeight, kRowBytes, 0);
+        stbCompressARGB32_plain(s3tcDXT5.data(), pixels.data(), kWidth, kHeight, kRowBytes, 1);
     }
 };
 
@@ -87,6 +93,29 @@ void DecodeDispatched() {
     DecodeDXT24(frame.payload.data(), frame.decoded.data(), kWidth, kHeight, kRowBytes);
 }
 
+void S3TCDecodePlain(bool dxt5) {
+    Frame& frame = SharedFrame();
+    DecodeS3TCPlain((dxt5 ? frame.s3tcDXT5 : frame.s3tcDXT1).data(), dxt5, frame.decoded.data(), kWidth,
+                    kHeight, kRowBytes);
+}
+void S3TCDecodeDispatched(bool dxt5) {
+    Frame& frame = SharedFrame();
+    DecodeS3TC((dxt5 ? frame.s3tcDXT5 : frame.s3tcDXT1).data(), dxt5, frame.decoded.data(), kWidth, kHeight,
+               kRowBytes);
+}
+void DXT1DecodePlain() {
+    S3TCDecodePlain(false);
+}
+void DXT1DecodeDispatched() {
+    S3TCDecodeDispatched(false);
+}
+void DXT5DecodePlain() {
+    S3TCDecodePlain(true);
+}
+void DXT5DecodeDispatched() {
+    S3TCDecodeDispatched(true);
+}
+
 // CPU seconds of the calling thread: the x_plain ratios compare work on one core, so
 // other processes on a shared machine do not skew them.
 double ThreadSeconds() {
@@ -116,6 +145,16 @@ double PlainEncodeSeconds() {
 
 double PlainDXT1EncodeSeconds() {
     static const double seconds = MedianSeconds(DXT1EncodePlain, 7);
+    return seconds;
+}
+
+double PlainDXT1DecodeSeconds() {
+    static const double seconds = MedianSeconds(DXT1DecodePlain, 31);
+    return seconds;
+}
+
+double PlainDXT5DecodeSeconds() {
+    static const double seconds = MedianSeconds(DXT5DecodePlain, 31);
     return seconds;
 }
 
@@ -178,6 +217,11 @@ void BM_LZFUnpack(benchmark::State& state) {
     state.counters["x_liblzf"] = liblzf / TimedRuns(state, state.range(0) != 0 ? UnpackWide : UnpackLiblzf);
 }
 
+// The S3TC CPU decoder (0: DXT1, 1: DXT5), dispatched, with fps and x_memcpy.
+void BM_S3TCDecodeCPU(benchmark::State& state) {
+    TimedRuns(state, state.range(0) != 0 ? DXT5DecodeDispatched : DXT1DecodeDispatched);
+}
+
 void BM_DXT24DecodeCPU(benchmark::State& state) {
     BaselineTimer timer;
     timer.Start();
@@ -217,6 +261,8 @@ bool RegisterPerTargetBenchmarks() {
     RegisterPlainAndTargets("DXT24Encode", EncodePlain, EncodeDispatched, PlainEncodeSeconds);
     RegisterPlainAndTargets("DXT24Decode", DecodePlain, DecodeDispatched, PlainDecodeSeconds);
     RegisterPlainAndTargets("DXT1Encode", DXT1EncodePlain, DXT1EncodeDispatched, PlainDXT1EncodeSeconds);
+    RegisterPlainAndTargets("DXT1Decode", DXT1DecodePlain, DXT1DecodeDispatched, PlainDXT1DecodeSeconds);
+    RegisterPlainAndTargets("DXT5Decode", DXT5DecodePlain, DXT5DecodeDispatched, PlainDXT5DecodeSeconds);
     return true;
 }
 
@@ -227,5 +273,6 @@ const bool registered = RegisterPerTargetBenchmarks();
 BENCHMARK(BM_MemcpyFrame)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DXT24Encode)->Arg(1)->Arg(2)->ArgName("threads")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_DXT24DecodeCPU)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_S3TCDecodeCPU)->Arg(0)->Arg(1)->ArgName("dxt5")->Unit(benchmark::kMillisecond);
 // 0: liblzf's lzf_decompress, 1: LZFUnpackIntoZeroed.
 BENCHMARK(BM_LZFUnpack)->Arg(0)->Arg(1)->ArgName("wide")->Unit(benchmark::kMillisecond);

@@ -239,19 +239,24 @@ QZKT_API void qzkt_encoder_destroy(qzkt_encoder* encoder);
 /* ---------------------------------------------------------------------------------------- */
 /* Decoding */
 
-/* Which OpenGL renderers a decoder may use for DXT1/DXT5 frames (DXT24 frames need none):
-   AUTO      a hardware renderer when there is one, otherwise Mesa's software renderer
-             (llvmpipe), which is correct but slower;
-   HARDWARE  a hardware renderer, or QZKT_NO_RENDERER;
-   SOFTWARE  a software renderer is accepted too (for tests and machines without a GPU). */
+/* Where a decoder's DXT1/DXT5 frames decode (DXT24 frames always decode on the CPU):
+   AUTO      a hardware OpenGL renderer when there is one, otherwise the CPU decoder;
+   HARDWARE  a hardware OpenGL renderer, or QZKT_NO_RENDERER;
+   SOFTWARE  an OpenGL renderer, a software one (Mesa's llvmpipe) accepted too;
+   CPU       the CPU decoder, with no OpenGL at all (since 1.7).
+   The CPU decoder gives exactly the pixels Mesa's llvmpipe gives (docs/format.md names the
+   rounding), so a machine without a GPU gets the same pictures either way, many times
+   faster on the CPU decoder. */
 typedef enum qzkt_renderer {
     QZKT_RENDERER_AUTO,
     QZKT_RENDERER_HARDWARE,
-    QZKT_RENDERER_SOFTWARE
+    QZKT_RENDERER_SOFTWARE,
+    QZKT_RENDERER_CPU
 } qzkt_renderer;
 
-/* Whether this machine has an OpenGL renderer that renderer accepts: 1 or 0 (0 also for an
-   unknown value). Opens and closes a context: takes a few milliseconds. */
+/* Whether this machine can decode DXT1/DXT5 frames as renderer says: 1 or 0 (0 also for an
+   unknown value; always 1 for AUTO and CPU, which need no OpenGL). For HARDWARE and SOFTWARE
+   it opens and closes a context: takes a few milliseconds. */
 QZKT_API int qzkt_renderer_available(qzkt_renderer renderer);
 
 typedef struct qzkt_decoder qzkt_decoder;
@@ -286,6 +291,12 @@ QZKT_API const char* qzkt_decoder_problem(const qzkt_decoder* decoder);
    bits)"); "" until a DXT1/DXT5 frame made its context. Valid until qzkt_decoder_destroy.
    "" for NULL. */
 QZKT_API const char* qzkt_decoder_renderer_name(const qzkt_decoder* decoder);
+
+/* Where this decoder's DXT1/DXT5 frames decode: "cpu" (the CPU decoder) or "opengl" (an
+   OpenGL renderer, which qzkt_decoder_renderer_name names once it drew a frame). For AUTO the
+   first call asks whether there is a hardware renderer (a few milliseconds, once per
+   process). "" for NULL. Since 1.7. */
+QZKT_API const char* qzkt_decoder_s3tc_path(const qzkt_decoder* decoder);
 
 /* Closes decoder, releasing its OpenGL context; NULL is ignored. */
 QZKT_API void qzkt_decoder_destroy(qzkt_decoder* decoder);

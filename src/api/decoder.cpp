@@ -1,5 +1,6 @@
 // Decoders: a decompression of the decompressor component with this decoder's renderer
-// choice, and the line that says why the last frame was not decoded.
+// choice (DXT1/DXT5 on the CPU decoder or an OpenGL renderer), and the line that says why the
+// last frame was not decoded.
 #include <cstdint>
 #include <new>
 #include <string>
@@ -25,6 +26,9 @@ bool RendererChoiceFor(qzkt_renderer renderer, HostRendererChoice* choice) {
     case QZKT_RENDERER_SOFTWARE:
         *choice = kHostRendererSoftware;
         return true;
+    case QZKT_RENDERER_CPU:
+        *choice = kHostRendererCPU;
+        return true;
     }
     return false;
 }
@@ -34,6 +38,8 @@ bool RendererChoiceFor(qzkt_renderer renderer, HostRendererChoice* choice) {
 int qzkt_renderer_available(qzkt_renderer renderer) {
     HostRendererChoice choice;
     if (!RendererChoiceFor(renderer, &choice)) return 0;
+    // AUTO falls back to the CPU decoder, which every machine has.
+    if (choice == kHostRendererAuto || choice == kHostRendererCPU) return 1;
     return HostDecompressionRendererAvailable(choice != kHostRendererHardware) ? 1 : 0;
 }
 
@@ -77,6 +83,11 @@ const char* qzkt_decoder_problem(const qzkt_decoder* decoder) {
 
 const char* qzkt_decoder_renderer_name(const qzkt_decoder* decoder) {
     return decoder != nullptr ? HostDecompressionRendererName(decoder->decompression) : "";
+}
+
+const char* qzkt_decoder_s3tc_path(const qzkt_decoder* decoder) {
+    if (decoder == nullptr) return "";
+    return HostDecompressionDecodesS3TCOnCPU(decoder->decompression) ? "cpu" : "opengl";
 }
 
 void qzkt_decoder_destroy(qzkt_decoder* decoder) {

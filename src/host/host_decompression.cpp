@@ -7,6 +7,7 @@
 #include <new>
 #include <string>
 
+#include "blocks/s3tc_decode.h"
 #include "decompressor/gpu_size_rule.h"
 #include "gl/gl_context.h"
 #include "gl/gl_renderer_limits.h"
@@ -17,6 +18,7 @@
 #include "stream/kel_frame_check.h"
 #include "stream/kel_header.h"
 #include "stream/kel_settings.h"
+#include "stream/lzf_unpack.h"
 
 struct HostDecompression {
     ComponentInstance instance;
@@ -31,6 +33,7 @@ struct HostDecompression {
     bool acceptSoftware;       // the renderer policy its context was (or will be) made under
     std::string* problem;      // why the last frame was not decoded
     std::string* rendererName; // GL_RENDERER of the GPU path, once it drew a frame
+    uint8_t* cpuBlocks;        // the CPU decoder's unpacked blocks (malloc), for frames of this size
 };
 
 namespace {
@@ -44,6 +47,7 @@ bool AcceptsSoftware(const HostDecompression* d) {
         return false;
     case kHostRendererAuto:
     case kHostRendererSoftware:
+    case kHostRendererCPU:
         return true;
     case kHostRendererProcessDefault:
         break;
@@ -67,7 +71,34 @@ class ThreadRendererPolicyScope {
     GLRendererPolicy previous_;
 };
 
+// Whether there is a hardware OpenGL renderer, asked once per process (it makes a context).
+bool HasHardwareRenderer() {
+    static const bool has = ProbeGLRenderer(false).available;
+    return has;
+}
+
+// A DXT1/DXT5 frame that passed the frame check, on the CPU: its payload unpacked (the check
+// walked the LZF stream to exactly the payload's size, or saw at least that many raw bytes),
+// then decoded into exactly width x height pixels.
+OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, uint8_t* argb, size_t rowBytes) {
+    const KELHeader header = ReadKELHeader(frame);
+    const bool dxt5 = header.alpha != 0;
+    const size_t size = static_cast<size_t>(KELBlockCount(d->width, d->height)) * kDXT5BlockBytes;
+    if (d->cpuBlocks == nullptr) d->cpuBlocks = static_cast<uint8_t*>(std::malloc(size));
+    if (d->cpuBlocks == nullptr) return memFullErr;
+    const size_t payload =
+        static_cast<size_t>(KELBlockCount(d->width, d->height)) * KELBytesPerBlock(false, dxt5);
+    const uint8_t* stored = frame + header.headerSize;
+    if (header.packing == kKELPackingLZF)
+        LZFUnpack(stored, header.storedSize, d->cpuBlocks, payload);
+    else
+        std::memcpy(d->cpuBlocks, stored, payload);
+    DecodeS3TC(d->cpuBlocks, dxt5, argb, d->width, d->height, static_cast<int>(rowBytes));
+    return noErr;
+}
+
 void FreeDecompression(HostDecompression* d) {
+    std::free(d->cpuBlocks);
     if (d->description != nullptr) DisposeHandle(reinterpret_cast<Handle>(d->description));
     delete d->problem;
     delete d->rendererName;
@@ -134,8 +165,11 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
         return codecBadDataErr;
     }
     // DXT1/DXT5 frames (block kind 0; the frame check declined the others but DXT24's) decode
-    // on the GPU: only when it can hold them.
+    // on the CPU decoder where the choice says so, otherwise on the GPU: only when it can hold
+    // them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
+    if (blockKind != kKELBlockKindDXT24 && HostDecompressionDecodesS3TCOnCPU(d))
+        return DecodeS3TCOnCPU(d, frame, argb, rowBytes);
     if (blockKind != kKELBlockKindDXT24) {
         const std::string gpuProblem = GPUPathProblem(d->width, d->height, AcceptsSoftware(d));
         if (!gpuProblem.empty()) {
@@ -181,6 +215,12 @@ void HostDecompressionSetRenderer(HostDecompression* d, HostRendererChoice choic
 
 const char* HostDecompressionProblem(const HostDecompression* d) {
     return d != nullptr ? d->problem->c_str() : "";
+}
+
+bool HostDecompressionDecodesS3TCOnCPU(const HostDecompression* d) {
+    if (d == nullptr) return false;
+    if (d->renderer == kHostRendererCPU) return true;
+    return d->renderer == kHostRendererAuto && !HasHardwareRenderer();
 }
 
 const char* HostDecompressionRendererName(const HostDecompression* d) {

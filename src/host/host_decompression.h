@@ -43,12 +43,15 @@ const OSStatus codecBadDataErr = -8969;
 // renderbuffer limit. The destination is left as it was; HostDecompressionProblem says why.
 const OSStatus codecNoRendererErr = -8990;
 
-// Which OpenGL renderers a decompression's GPU path may use.
+// Where a decompression's DXT1/DXT5 frames decode: the decompressor's GPU path with the
+// OpenGL renderers it may use, or the host's CPU decoder (blocks/s3tc_decode.h, the same
+// pixels as Mesa's software renderer gives).
 enum HostRendererChoice {
-    kHostRendererProcessDefault, // as HostDecompressionAllowSoftwareRenderer says (the default)
-    kHostRendererAuto,           // a hardware renderer when there is one, else a software one
-    kHostRendererHardware,       // a hardware renderer only
-    kHostRendererSoftware,       // a software renderer is accepted too
+    kHostRendererProcessDefault, // the GPU path, as HostDecompressionAllowSoftwareRenderer says
+    kHostRendererAuto,           // the GPU path on a hardware renderer when there is one, else the CPU
+    kHostRendererHardware,       // the GPU path on a hardware renderer only
+    kHostRendererSoftware,       // the GPU path, a software renderer accepted too
+    kHostRendererCPU,            // the CPU decoder
 };
 
 // Opens the decompressor for frames of width x height (1..32767 each side). paramErr for bad
@@ -66,8 +69,8 @@ OSStatus HostDecompressionCreate(int width, int height, HostDecompression** deco
 OSStatus HostDecompressionDecodeFrame(HostDecompression* decompression, const uint8_t* frame, size_t size,
                                       uint8_t* argb, size_t rowBytes);
 
-// Sets the renderers this decompression's GPU path may use, before its first DXT1/DXT5 frame
-// (its GL context is made then and kept). DXT24 frames need no renderer.
+// Sets where this decompression's DXT1/DXT5 frames decode, before its first one (a GL context
+// is made then and kept). DXT24 frames decode on the CPU whatever the choice.
 void HostDecompressionSetRenderer(HostDecompression* decompression, HostRendererChoice choice);
 
 // One line saying why the last HostDecompressionDecodeFrame returned paramErr, codecBadDataErr
@@ -78,8 +81,12 @@ void HostDecompressionSetRenderer(HostDecompression* decompression, HostRenderer
 const char* HostDecompressionProblem(const HostDecompression* decompression);
 
 // The GL_RENDERER name of the renderer this decompression's GPU path uses ("" until its first
-// DXT1/DXT5 frame made a context).
+// DXT1/DXT5 frame made a context, and on the CPU decoder).
 const char* HostDecompressionRendererName(const HostDecompression* decompression);
+
+// Whether this decompression's DXT1/DXT5 frames decode on the CPU decoder: as its choice says,
+// AUTO asking once per process whether there is a hardware renderer.
+bool HostDecompressionDecodesS3TCOnCPU(const HostDecompression* decompression);
 
 // Closes the decompressor (releasing its GL objects and context) and frees decompression;
 // null is ignored.

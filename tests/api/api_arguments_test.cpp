@@ -104,9 +104,10 @@ TEST(ApiArguments, DecoderRefusesCallerMistakesAndLeavesTheDestination) {
                   QZKT_BAD_ARGUMENTS);
         EXPECT_EQ(decoder, nullptr);
     }
-    EXPECT_EQ(qzkt_decoder_create(8, 8, static_cast<qzkt_renderer>(3), &decoder), QZKT_BAD_ARGUMENTS);
+    EXPECT_EQ(qzkt_decoder_create(8, 8, static_cast<qzkt_renderer>(4), &decoder), QZKT_BAD_ARGUMENTS);
     EXPECT_EQ(qzkt_decoder_create(8, 8, static_cast<qzkt_renderer>(-1), &decoder), QZKT_BAD_ARGUMENTS);
-    EXPECT_EQ(qzkt_renderer_available(static_cast<qzkt_renderer>(3)), 0);
+    EXPECT_EQ(qzkt_renderer_available(static_cast<qzkt_renderer>(4)), 0);
+    EXPECT_STREQ(qzkt_decoder_s3tc_path(nullptr), "");
 
     const int w = 9, h = 6;
     const Bytes frame = EncodeThroughApi(MakePicture(w, h, 0, 0, false), w, h, 0, Settings(0, 1, 0, 2));

@@ -10,17 +10,17 @@ header=$3
 major=$4
 
 exported=$(nm -D --defined-only "$library" | awk '{print $3}' | sed 's/@.*//' | sort -u)
-others=$(grep -v -x -E 'qzkt_[a-z_]+|QZKT_[0-9]+|_init|_fini|_edata|_end|__bss_start' <<<"$exported" || true)
+others=$(grep -v -x -E 'qzkt_[a-z0-9_]+|QZKT_[0-9]+|_init|_fini|_edata|_end|__bss_start' <<<"$exported" || true)
 if [ -n "$others" ]; then
   echo "exported besides the API:" >&2
   echo "$others" >&2
   exit 1
 fi
 
-declared=$(grep -E '^QZKT_API ' "$header" | grep -o -E 'qzkt_[a-z_]+\(' | tr -d '(' | sort -u)
-if [ "$(grep -x -E 'qzkt_[a-z_]+' <<<"$exported")" != "$declared" ]; then
+declared=$(grep -E '^QZKT_API ' "$header" | grep -o -E 'qzkt_[a-z0-9_]+\(' | tr -d '(' | sort -u)
+if [ "$(grep -x -E 'qzkt_[a-z0-9_]+' <<<"$exported")" != "$declared" ]; then
   echo "exported and declared functions differ:" >&2
-  diff <(grep -x -E 'qzkt_[a-z_]+' <<<"$exported") <(echo "$declared") >&2 || true
+  diff <(grep -x -E 'qzkt_[a-z0-9_]+' <<<"$exported") <(echo "$declared") >&2 || true
   exit 1
 fi
 

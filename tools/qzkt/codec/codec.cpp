@@ -129,19 +129,26 @@ qzkt_renderer ParseRendererChoice(const std::string& value) {
     if (value == "auto") return QZKT_RENDERER_AUTO;
     if (value == "hardware") return QZKT_RENDERER_HARDWARE;
     if (value == "software") return QZKT_RENDERER_SOFTWARE;
-    throw UsageError("--gl takes auto, hardware or software, not '" + value + "'");
+    if (value == "cpu") return QZKT_RENDERER_CPU;
+    throw UsageError("--gl takes auto, hardware, software or cpu, not '" + value + "'");
+}
+
+bool DecodesS3TCOnCPU(qzkt_renderer choice) {
+    if (choice == QZKT_RENDERER_CPU) return true;
+    return choice == QZKT_RENDERER_AUTO && !qzkt_renderer_available(QZKT_RENDERER_HARDWARE);
 }
 
 std::string PrepareRenderer(qzkt_renderer choice) {
+    if (DecodesS3TCOnCPU(choice)) return "the CPU decoder";
     // auto and hardware decoders take a GPU whenever there is one.
-    if (choice != QZKT_RENDERER_SOFTWARE && qzkt_renderer_available(QZKT_RENDERER_HARDWARE)) return "";
+    if (choice != QZKT_RENDERER_SOFTWARE && qzkt_renderer_available(QZKT_RENDERER_HARDWARE))
+        return "the GPU (OpenGL)";
     if (choice == QZKT_RENDERER_HARDWARE)
         throw ToolError(
-            "no GPU OpenGL renderer for the DXT1/DXT5 frames (--gl auto or software accepts Mesa's)");
+            "no GPU OpenGL renderer for the DXT1/DXT5 frames (--gl auto or cpu decodes them on the "
+            "CPU, --gl software with Mesa's renderer)");
     if (!qzkt_renderer_available(QZKT_RENDERER_SOFTWARE))
         throw ToolError("no OpenGL renderer for the DXT1/DXT5 frames, not even a software one (install Mesa: "
-                        "libegl-mesa0 and libgl1-mesa-dri)");
-    return choice == QZKT_RENDERER_AUTO
-               ? "no GPU found; decoding DXT1/DXT5 frames with Mesa's software renderer"
-               : "";
+                        "libegl-mesa0 and libgl1-mesa-dri; --gl cpu needs none)");
+    return qzkt_renderer_available(QZKT_RENDERER_HARDWARE) ? "the GPU (OpenGL)" : "Mesa's software renderer";
 }

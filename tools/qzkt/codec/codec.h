@@ -65,8 +65,8 @@ class FrameEncoder {
     FrameBytes frame_; // what Encode returns
 };
 
-// Decodes frames of one size into ARGB. DXT1/DXT5 frames go through the OpenGL renderer the
-// choice accepts (qzkt.h); DXT24 frames need none.
+// Decodes frames of one size into ARGB. DXT1/DXT5 frames go through the CPU decoder or the
+// OpenGL renderer the choice names (qzkt.h); DXT24 frames decode on the CPU.
 class FrameDecoder {
   public:
     FrameDecoder(int width, int height, qzkt_renderer renderer);
@@ -83,10 +83,14 @@ class FrameDecoder {
     qzkt_decoder* decoder_ = nullptr;
 };
 
-// Parses --gl's value (auto, hardware, software); throws UsageError.
+// Parses --gl's value (auto, hardware, software, cpu); throws UsageError.
 qzkt_renderer ParseRendererChoice(const std::string& value);
 
-// Checks that the machine has a renderer the choice accepts for DXT1/DXT5 frames, before the
-// first such frame: throws ToolError when it has none. Returns a note for the user (to be
-// printed once) when auto falls back to Mesa's software renderer, else "".
+// Whether the choice decodes DXT1/DXT5 frames on the CPU decoder on this machine (cpu; auto
+// without a GPU).
+bool DecodesS3TCOnCPU(qzkt_renderer choice);
+
+// Checks that the machine can decode DXT1/DXT5 frames as the choice says, before the first
+// such frame: throws ToolError when it cannot. Returns what will decode them, for the summary
+// ("the CPU decoder", "the GPU (OpenGL)", "Mesa's software renderer").
 std::string PrepareRenderer(qzkt_renderer choice);

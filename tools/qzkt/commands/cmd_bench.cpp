@@ -29,8 +29,9 @@ const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
                     "frames of INPUT (anything FFmpeg reads). Each configuration runs in a process of its\n"
                     "own, since the DXT24 worker pool keeps the size it starts with.\n"
                     "\n"
-                    "The decoder column says where a row's frames were decoded: CPU (DXT24), GPU, or\n"
-                    "software GL (Mesa's renderer on the CPU, when there is no GPU: not a GPU figure).\n"
+                    "The decoder column says where a row's frames were decoded: CPU (DXT24, and DXT1/DXT5\n"
+                    "on the CPU decoder: --gl cpu, or auto without a GPU), GPU, or software GL (Mesa's\n"
+                    "renderer on the CPU with --gl software: not a GPU figure).\n"
                     "decode/memcpy is the time to decode a frame over the time to copy it: 2.0x means\n"
                     "decoding takes twice as long as a memcpy of the frame, below 1 it is faster.\n"
                     "A row that cannot be measured says why, and the bench then ends with status 1:\n"
@@ -39,9 +40,9 @@ const char* kHelp = "usage: qzkt bench [OPTIONS] [INPUT]\n"
                     "of their own when no other row has them.\n"
                     "\n"
                     "  --frames N       how many frames (default 30)\n"
-                    "  --gl MODE        renderer for DXT1/DXT5 decoding: auto (the GPU, else Mesa's\n"
-                    "                   software renderer), hardware (the GPU only), software (Mesa's\n"
-                    "                   renderer accepted too)\n"
+                    "  --gl MODE        where DXT1/DXT5 frames decode: auto (the GPU, else the CPU\n"
+                    "                   decoder), hardware (the GPU only), software (OpenGL, Mesa's\n"
+                    "                   renderer accepted), cpu (the CPU decoder)\n"
                     "  --prefs-dir DIR  folder of the settings file whose settings are marked\n";
 
 struct Config {
@@ -136,11 +137,12 @@ double MemcpySeconds(const std::vector<uint8_t>& frame) {
 // Which OpenGL renderer the DXT1/DXT5 rows will use, found before any row is measured so that
 // the table and its footer say the same.
 struct GLPath {
-    std::string decoder; // "GPU" or "software GL"; "" when there is none for the choice
+    std::string decoder; // "CPU", "GPU" or "software GL"; "" when there is none for the choice
     std::string missing; // why not, when decoder is ""
 };
 
 GLPath FindGLPath(qzkt_renderer choice) {
+    if (choice == QZKT_RENDERER_CPU) return {"CPU", ""};
     // Asked in a process of its own: the measuring processes are forked from this one, and
     // an OpenGL driver's threads do not survive a fork.
     std::fflush(nullptr);
@@ -155,8 +157,9 @@ GLPath FindGLPath(qzkt_renderer choice) {
     const bool hardware = (found & 1) != 0, software = (found & 2) != 0;
     if (choice == QZKT_RENDERER_HARDWARE)
         return hardware ? GLPath{"GPU", ""}
-                        : GLPath{"", "no GPU OpenGL renderer (--gl auto or software measures Mesa's)"};
-    if (choice == QZKT_RENDERER_AUTO && hardware) return {"GPU", ""};
+                        : GLPath{"", "no GPU OpenGL renderer (--gl auto or cpu measures the CPU decoder, "
+                                     "software Mesa's renderer)"};
+    if (choice == QZKT_RENDERER_AUTO) return {hardware ? "GPU" : "CPU", ""};
     if (software) return {hardware ? "GPU" : "software GL", ""};
     return {"",
             "no OpenGL renderer, not even a software one (install Mesa: libegl-mesa0 and libgl1-mesa-dri)"};
@@ -286,6 +289,9 @@ int RunBench(const Args& args) {
     std::printf("\n* the saved settings: %s\n", DescribeSettings(ResolveSettings(SettingsChoice())).c_str());
     if (gl.decoder == "GPU")
         std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on the GPU.\n");
+    else if (gl.decoder == "CPU")
+        std::printf("\nDXT24, DXT1 and DXT5 decode on the CPU (%s).\n",
+                    renderer == QZKT_RENDERER_CPU ? "--gl cpu" : "no GPU found");
     else if (!gl.decoder.empty())
         std::printf("\nDXT24 decodes on the CPU; DXT1 and DXT5 decode on Mesa's software OpenGL renderer "
                     "(%s), so their decode figures are not GPU figures.\n",

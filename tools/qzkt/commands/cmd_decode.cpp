@@ -46,10 +46,11 @@ const char* kHelp =
     "for a movie cut short (the frames it still holds are written). A movie whose frames are\n"
     "all damaged writes nothing (exit status 3).\n"
     "\n"
-    "  --gl MODE        DXT1/DXT5 frames decode on the GPU: auto (default) uses the GPU when\n"
-    "                   there is one, otherwise Mesa's software renderer, and says so;\n"
-    "                   hardware insists on a GPU; software accepts Mesa's renderer quietly.\n"
-    "                   DXT24 frames decode on the CPU.\n"
+    "  --gl MODE        where DXT1/DXT5 frames decode: auto (default) on the GPU when there\n"
+    "                   is one, otherwise on the CPU decoder; hardware insists on a GPU;\n"
+    "                   software on OpenGL, Mesa's software renderer accepted; cpu on the CPU\n"
+    "                   decoder always (it gives the same pixels as Mesa's renderer). DXT24\n"
+    "                   frames decode on the CPU.\n"
     "  -y, --overwrite  replace an existing OUTPUT\n"
     "  -n, --no-overwrite  never replace an existing OUTPUT (stop with exit status 1)\n"
     "  -ss, --start TIME  start TIME into the movie (1.5, 00:01:02.5: ffmpeg's syntax)\n"
@@ -58,9 +59,10 @@ const char* kHelp =
     "  --no-audio       leave the audio out of a video OUTPUT\n"
     "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
     "                   thread (default auto: one per hardware thread, at most 16); the\n"
-    "                   frames written are the same for every N. DXT1/DXT5 movies decode one\n"
-    "                   frame at a time: the GPU path gains nothing from more (Mesa's\n"
-    "                   software renderer already uses every core)\n"
+    "                   frames written are the same for every N. DXT1/DXT5 frames on OpenGL\n"
+    "                   decode one at a time: the GPU path gains nothing from more (Mesa's\n"
+    "                   software renderer already uses every core); on the CPU decoder they\n"
+    "                   take N as DXT24 frames do\n"
     "  --quiet          no progress line, notes or summary\n"
     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
@@ -78,12 +80,6 @@ std::string FirstOutputFile(const std::string& output) {
     char name[4096];
     av_get_frame_filename(name, sizeof name, output.c_str(), 1);
     return name;
-}
-
-// What drew the DXT1/DXT5 frames, for the summary.
-std::string RendererUsed(qzkt_renderer choice, const std::string& note) {
-    if (!note.empty()) return "Mesa's software renderer";
-    return choice == QZKT_RENDERER_SOFTWARE ? "OpenGL (software renderer allowed)" : "the GPU (OpenGL)";
 }
 
 bool IsVideoOutput(const std::string& output) {
@@ -124,8 +120,8 @@ void PrintSummary(int64_t frames, int width, int height, const std::string& inpu
     char speed[64];
     std::snprintf(speed, sizeof speed, ", %.1f fps", seconds > 0 ? frames / seconds : 0.0);
     line += speed;
-    line +=
-        renderer.empty() ? "; DXT24 frames, decoded on the CPU" : "; DXT1/DXT5 frames drawn by " + renderer;
+    line += renderer.empty() ? "; DXT24 frames, decoded on the CPU"
+                             : "; DXT1/DXT5 frames, decoded by " + renderer;
     std::fprintf(stderr, "%s\n", line.c_str());
 }
 
@@ -198,14 +194,9 @@ int RunDecode(const Args& args) {
     };
     QZKTSample sample;
     while (movie.Next(sample)) {
-        // DXT1/DXT5 frames need the GPU path; set it up at the first one.
+        // DXT1/DXT5 frames need the CPU decoder or the GPU path; check at the first one.
         if (!rendererReady && NeedsRenderer(sample.data, sample.size, width, height)) {
-            const std::string note = PrepareRenderer(renderer);
-            if (!note.empty() && !quiet) {
-                progress.Done();
-                std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
-            }
-            rendererUsed = RendererUsed(renderer, note);
+            rendererUsed = PrepareRenderer(renderer);
             rendererReady = true;
         }
         if (sink == nullptr) {
@@ -217,11 +208,13 @@ int RunDecode(const Args& args) {
                 progress.Update(++frames);
                 continue;
             }
-            // DXT1/DXT5 movies keep one decoder: several GL decoders (each with its own context)
-            // give the same frames but were no faster on Mesa's renderer, which uses every core.
-            const int jobs = NeedsRenderer(sample.data, sample.size, width, height)
-                                 ? 1
-                                 : JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
+            // DXT1/DXT5 movies on OpenGL keep one decoder: several GL decoders (each with its own
+            // context) give the same frames but were no faster on Mesa's renderer, which uses
+            // every core. On the CPU decoder they take several, as DXT24 movies do.
+            const int jobs =
+                NeedsRenderer(sample.data, sample.size, width, height) && !DecodesS3TCOnCPU(renderer)
+                    ? 1
+                    : JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
             pipeline = std::make_unique<FramePipeline<FrameDecoder, DecodeJob>>(
                 OpenDecoders(jobs, width, height, renderer),
                 [width, height](FrameDecoder& decoder, DecodeJob& job) {

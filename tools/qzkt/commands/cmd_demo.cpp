@@ -116,8 +116,8 @@ int RunDemo(const Args& args) {
 
     // Decode what was written, back from the file.
     double decodeSeconds = 0, psnrSum = 0;
-    bool usedGPU = false;
-    std::string note;
+    bool usedGPU = false; // DXT1/DXT5 frames were met
+    std::string note;     // what decoded them
     {
         QZKTMovieReader movie(movieFile);
         RemoveEarlier(decodedFile);
@@ -128,6 +128,7 @@ int RunDemo(const Args& args) {
         Progress progress("decoding", movie.frameCount(), quiet);
         QZKTSample sample;
         for (int i = 0; movie.Next(sample); ++i) {
+            // DXT1/DXT5 frames: what decodes them (the GPU, or the CPU decoder without one).
             if (!usedGPU && NeedsRenderer(sample.data, sample.size, movie.width(), movie.height())) {
                 note = PrepareRenderer(QZKT_RENDERER_AUTO);
                 usedGPU = true;
@@ -150,7 +151,7 @@ int RunDemo(const Args& args) {
     std::printf("  quality     PSNR %.2f dB (RGB, mean over the frames)\n", psnrSum / clip.frameCount);
     std::printf("  encode      %.1f fps\n", clip.frameCount / encodeSeconds);
     std::printf("  decode      %.1f fps (%s)\n", clip.frameCount / decodeSeconds,
-                usedGPU ? (note.empty() ? "GPU" : "Mesa's software OpenGL renderer") : "CPU");
+                usedGPU ? note.c_str() : "the CPU");
     const int64_t movieBytes = FileBytes(movieFile), decodedBytes = FileBytes(decodedFile);
     std::printf("the files, %s together, are in %s:\n", Megabytes(movieBytes + decodedBytes).c_str(),
                 where.c_str());

@@ -1,0 +1,258 @@
+// SIMD S3TC CPU decoder: one block per 128-bit part of a vector. The block's two 5:6:5 colours widen in
+// 16-bit lanes (a multiply that moves each channel's bits into place and repeats its top bits),
+// colours 2 and 3 follow the plain decoder's rule, the four entries pack to 16 palette bytes,
+// and each row of pixels is one byte shuffle of the palette. DXT5's eight alpha values come
+// from one multiply in 16-bit lanes; its 3-bit codes are moved to the top of 16-bit lanes by a
+// multiply each, and a byte shuffle of the alpha values puts each pixel's alpha in place.
+// Same bytes as the plain decoder (s3tc_decode.cpp); compiled once per Highway target, picked
+// at run time.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "blocks/s3tc_decode_simd.cpp"
+#include <hwy/foreach_target.h> // IWYU pragma: keep
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <hwy/highway.h>
+
+#include "blocks/s3tc_decode.h"
+#include "blocks/s3tc_simd.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace s3tc {
+namespace HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
+
+// The one-lane fallback target has no byte shuffles, and scalable vectors are not split into
+// 128-bit blocks here: the plain decoder is their decoder.
+void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int height, int rowBytes) {
+    DecodeS3TCPlain(blocks, dxt5, dst, width, height, rowBytes);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+namespace {
+
+constexpr uint8_t Z = 0x80; // selects a zero byte
+
+// Colour 0 in 16-bit lanes 0-3 and colour 1 in lanes 4-7, from the colour block at offset 0
+// (DXT1) or 8 (DXT5).
+alignas(16) constexpr uint8_t kColourWords[2][16] = {
+    {0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3},
+    {8, 9, 8, 9, 8, 9, 8, 9, 10, 11, 10, 11, 10, 11, 10, 11}};
+// Lanes A, R, G, B of each colour: the channel's bits, then (high half of * kHigh) + (low half
+// of * kLow) >> 8 puts the channel, its top bits repeated below it, in the lane's low byte.
+alignas(16) constexpr uint16_t kChannelBits[8] = {0, 0xF800, 0x07E0, 0x001F, 0, 0xF800, 0x07E0, 0x001F};
+alignas(16) constexpr uint16_t kHigh[8] = {0, 264, 8320, 0, 0, 264, 8320, 0};
+alignas(16) constexpr uint16_t kLow[8] = {0, 0, 0, 2112, 0, 0, 0, 2112};
+// The low bytes of 16-bit lanes, into the lower or upper half.
+alignas(16) constexpr uint8_t kLowBytesLower[16] = {0, 2, 4, 6, 8, 10, 12, 14, Z, Z, Z, Z, Z, Z, Z, Z};
+alignas(16) constexpr uint8_t kLowBytesUpper[16] = {Z, Z, Z, Z, Z, Z, Z, Z, 0, 2, 4, 6, 8, 10, 12, 14};
+// DXT1's alpha: 255 for colours 0, 1 and 2; colour 3's comes from the block's mode.
+alignas(16) constexpr uint16_t kOpaque01[8] = {255, 0, 0, 0, 255, 0, 0, 0};
+alignas(16) constexpr uint16_t kOpaque2[8] = {255, 0, 0, 0, 0, 0, 0, 0};
+alignas(16) constexpr uint16_t kAlpha3[8] = {0, 0, 0, 0, 255, 0, 0, 0};
+
+// Pixel p = 4y + x: its row's index byte (colour block byte 4 + y); columns 2 and 3 take it
+// shifted right by 4, then bits 0-1 (even columns) or 2-3 (odd columns) hold the index.
+alignas(16) constexpr uint8_t kIndexRow[2][16] = {
+    {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
+    {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
+alignas(16) constexpr uint8_t kHighColumns[16] = {0, 0, 255, 255, 0, 0, 255, 255,
+                                                  0, 0, 255, 255, 0, 0, 255, 255};
+alignas(16) constexpr uint8_t kIndexBits[16] = {3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12};
+// Index in bits 0-1 or already times 4 in bits 2-3 -> index * 4, the entry's palette offset.
+alignas(16) constexpr uint8_t kTimesFour[16] = {0, 4, 8, 12, 4, 0, 0, 0, 8, 0, 0, 0, 12, 0, 0, 0};
+// Row y's four pixel offsets, each repeated for the pixel's four bytes, plus the byte.
+alignas(16) constexpr uint8_t kRowPixels[4][16] = {
+    {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3},
+    {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
+    {8, 8, 8, 8, 9, 9, 9, 9, 10, 10, 10, 10, 11, 11, 11, 11},
+    {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
+alignas(16) constexpr uint8_t kPixelBytes[16] = {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3};
+
+// DXT5 alpha: a0 and a1 in every 16-bit lane; 64 * the weight of each code (code 1's 256
+// gives a1 itself) for seven and five steps; codes 6 and 7 of five steps are 0 and 255.
+alignas(16) constexpr uint8_t kAlpha0[16] = {0, Z, 0, Z, 0, Z, 0, Z, 0, Z, 0, Z, 0, Z, 0, Z};
+alignas(16) constexpr uint8_t kAlpha1[16] = {1, Z, 1, Z, 1, Z, 1, Z, 1, Z, 1, Z, 1, Z, 1, Z};
+alignas(16) constexpr int16_t kSevenSteps[8] = {0,        64 * 256, 64 * 36,  64 * 72,
+                                                64 * 109, 64 * 145, 64 * 182, 64 * 218};
+alignas(16) constexpr int16_t kFiveSteps[8] = {0, 64 * 256, 64 * 51, 64 * 102, 64 * 153, 64 * 204, 0, 0};
+alignas(16) constexpr int16_t kFiveStepEnds[8] = {0, 0, 0, 0, 0, 0, 0, 255};
+alignas(16) constexpr int16_t kFiveStepEndLanes[8] = {0, 0, 0, 0, 0, 0, -1, -1};
+// Pixel i's 3-bit code starts at bit 3i of bytes 2-7: the two bytes holding it in lane i, and
+// the multiplier that moves its bits to the lane's top three (2^(13 - (3i mod 8))).
+alignas(16) constexpr uint8_t kCodePairs[2][16] = {{2, 3, 2, 3, 2, 3, 3, 4, 3, 4, 3, 4, 4, 5, 4, 5},
+                                                   {5, 6, 5, 6, 5, 6, 6, 7, 6, 7, 6, 7, 7, 8, 7, 8}};
+alignas(16) constexpr uint16_t kCodeShifts[2][8] = {{8192, 1024, 128, 4096, 512, 64, 2048, 256},
+                                                    {8192, 1024, 128, 4096, 512, 64, 2048, 256}};
+// Row y's pixel alphas into each pixel's byte 0.
+alignas(16) constexpr uint8_t kAlphaRow[4][16] = {{0, Z, Z, Z, 1, Z, Z, Z, 2, Z, Z, Z, 3, Z, Z, Z},
+                                                  {4, Z, Z, Z, 5, Z, Z, Z, 6, Z, Z, Z, 7, Z, Z, Z},
+                                                  {8, Z, Z, Z, 9, Z, Z, Z, 10, Z, Z, Z, 11, Z, Z, Z},
+                                                  {12, Z, Z, Z, 13, Z, Z, Z, 14, Z, Z, Z, 15, Z, Z, Z}};
+
+// Each part's block: DXT5 blocks fill their 16 bytes; a DXT1 block is 8 bytes, so part k
+// loads the 16 bytes from block k on.
+template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_RESTRICT p, bool dxt5) {
+    if constexpr (hn::MaxLanes(D()) <= 16) {
+        return hn::LoadU(d, p);
+    } else {
+        if (dxt5) return hn::LoadU(d, p);
+        const hn::Half<D> dh;
+        constexpr size_t kHalfBlocks = hn::MaxLanes(hn::Half<D>()) / 16;
+        return hn::Combine(d, LoadBlocks(dh, p + 8 * kHalfBlocks, false), LoadBlocks(dh, p, false));
+    }
+}
+
+// The 16 palette bytes (entries 0-3, bytes A, R, G, B) of the colour block in each part of v.
+template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool dxt5) {
+    const hn::Repartition<uint16_t, D> d16;
+    const hn::Repartition<int16_t, D> di16;
+    const hn::Repartition<uint64_t, D> d64;
+    const auto words = hn::BitCast(d16, hn::TableLookupBytes(v, hn::LoadDup128(d, kColourWords[dxt5])));
+    const auto bits = hn::And(words, hn::LoadDup128(d16, kChannelBits));
+    const auto wide = hn::Add(hn::MulHigh(bits, hn::LoadDup128(d16, kHigh)),
+                              hn::ShiftRight<8>(hn::Mul(bits, hn::LoadDup128(d16, kLow))));
+    const auto wide64 = hn::BitCast(d64, wide);
+    const auto v0 = hn::BitCast(d16, hn::InterleaveLower(d64, wide64, wide64));
+    const auto v1 = hn::BitCast(d16, hn::InterleaveUpper(d64, wide64, wide64));
+
+    // Four colours: v0 + floor(85 d / 256) and v0 + floor(170 d / 256) = v0 + floor(85 d / 128).
+    const auto m = hn::Mul(hn::BitCast(di16, hn::Sub(v1, v0)), hn::Set(di16, 85));
+    const auto steps =
+        hn::OddEven(hn::BitCast(d64, hn::ShiftRight<7>(m)), hn::BitCast(d64, hn::ShiftRight<8>(m)));
+    const auto four = hn::Add(v0, hn::BitCast(d16, steps));
+    // Three colours: the rounded-up mean, then black.
+    const auto three =
+        hn::BitCast(d16, hn::OddEven(hn::Zero(d64), hn::BitCast(d64, hn::AverageRound(v0, v1))));
+
+    auto first = wide; // entries 0 and 1
+    hn::Vec<decltype(d16)> second;
+    if (dxt5) {
+        second = four;
+    } else {
+        // Colour 0 > colour 1 in lanes 0-3 (lanes 4-7 compare them the other way round).
+        const auto swapped = hn::BitCast(d16, hn::Shuffle01(hn::BitCast(d64, words)));
+        const auto greater = hn::BitCast(d64, hn::VecFromMask(d16, hn::Gt(words, swapped)));
+        const auto fourColours = hn::BitCast(d16, hn::InterleaveLower(d64, greater, greater));
+        second = hn::IfThenElse(hn::MaskFromVec(fourColours), four, three);
+        first = hn::Or(first, hn::LoadDup128(d16, kOpaque01));
+        second = hn::Or(second, hn::Or(hn::LoadDup128(d16, kOpaque2),
+                                       hn::And(fourColours, hn::LoadDup128(d16, kAlpha3))));
+    }
+    return hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, first), hn::LoadDup128(d, kLowBytesLower)),
+                  hn::TableLookupBytesOr0(hn::BitCast(d, second), hn::LoadDup128(d, kLowBytesUpper)));
+}
+
+// Each pixel's alpha (16 bytes a part, pixel order) from the DXT5 alpha block in the part's
+// bytes 0-7.
+template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v) {
+    const hn::Repartition<uint16_t, D> d16;
+    const hn::Repartition<int16_t, D> di16;
+    const auto a0 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kAlpha0)));
+    const auto a1 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kAlpha1)));
+    const auto sevenSteps = hn::Gt(a0, a1);
+    const auto weights = hn::IfThenElse(hn::RebindMask(di16, sevenSteps), hn::LoadDup128(di16, kSevenSteps),
+                                        hn::LoadDup128(di16, kFiveSteps));
+    // a0 + floor((a1 - a0) w / 256), as the high half of (4 (a1 - a0)) (64 w).
+    const auto delta4 = hn::ShiftLeft<2>(hn::BitCast(di16, hn::Sub(a1, a0)));
+    const auto between = hn::Add(hn::BitCast(di16, a0), hn::MulHigh(delta4, weights));
+    const auto fiveStep = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(di16, kFiveStepEndLanes)),
+                                         hn::LoadDup128(di16, kFiveStepEnds), between);
+    const auto values = hn::IfThenElse(hn::RebindMask(di16, sevenSteps), between, fiveStep);
+    const auto table = hn::TableLookupBytesOr0(hn::BitCast(d, values), hn::LoadDup128(d, kLowBytesLower));
+
+    hn::Vec<decltype(d16)> codes[2];
+    for (int half = 0; half < 2; ++half) {
+        const auto pairs = hn::BitCast(d16, hn::TableLookupBytes(v, hn::LoadDup128(d, kCodePairs[half])));
+        codes[half] = hn::ShiftRight<13>(hn::Mul(pairs, hn::LoadDup128(d16, kCodeShifts[half])));
+    }
+    const auto codeBytes =
+        hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, codes[0]), hn::LoadDup128(d, kLowBytesLower)),
+               hn::TableLookupBytesOr0(hn::BitCast(d, codes[1]), hn::LoadDup128(d, kLowBytesUpper)));
+    return hn::TableLookupBytes(table, codeBytes);
+}
+
+// Lanes(d) / 16 consecutive blocks into 4 rows of their pixels, rowBytes apart. A DXT1 group
+// reads 8 bytes past its last block.
+template <class D>
+HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5, uint8_t* out,
+                             ptrdiff_t rowBytes) {
+    const hn::Repartition<uint16_t, D> d16;
+    const auto v = LoadBlocks(d, blocks, dxt5);
+    const auto palette = ColourPalette(d, v, dxt5);
+
+    const auto rows = hn::TableLookupBytes(v, hn::LoadDup128(d, kIndexRow[dxt5]));
+    const auto shifted = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, rows)));
+    const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
+    const auto offsets =
+        hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour), hn::And(picked, hn::LoadDup128(d, kIndexBits)));
+    const auto pixelBytes = hn::LoadDup128(d, kPixelBytes);
+    const auto alphas = dxt5 ? PixelAlphas(d, v) : hn::Zero(d);
+    for (int y = 0; y < 4; ++y) {
+        const auto select =
+            hn::Or(hn::TableLookupBytes(offsets, hn::LoadDup128(d, kRowPixels[y])), pixelBytes);
+        auto pixels = hn::TableLookupBytes(palette, select);
+        if (dxt5) pixels = hn::Or(pixels, hn::TableLookupBytesOr0(alphas, hn::LoadDup128(d, kAlphaRow[y])));
+        hn::StoreU(pixels, d, out + y * rowBytes);
+    }
+}
+
+} // namespace
+
+void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int height, int rowBytes) {
+    if (width < 1 || height < 1) return;
+    const hn::ScalableTag<uint8_t> d;
+    const hn::Full128<uint8_t> d1;
+    const int groupBlocks = static_cast<int>(hn::Lanes(d) / 16);
+    const int across = (width + 3) / 4, down = (height + 3) / 4, blockBytes = dxt5 ? 16 : 8;
+    const int wholeAcross = width / 4;
+    for (int by = 0; by < down; ++by) {
+        const uint8_t* in = blocks + static_cast<ptrdiff_t>(by) * across * blockBytes;
+        uint8_t* out = dst + static_cast<ptrdiff_t>(by) * 4 * rowBytes;
+        const int rows = height - by * 4 < 4 ? height - by * 4 : 4;
+        int bx = 0;
+        if (rows == 4) {
+            // A DXT1 load reads 8 bytes past its blocks: the payload's last block is decoded
+            // aside below.
+            const bool lastBlockInRow = by + 1 == down && !dxt5 && wholeAcross == across;
+            const int direct = lastBlockInRow ? wholeAcross - 1 : wholeAcross;
+            for (; bx + groupBlocks <= direct; bx += groupBlocks)
+                DecodeBlocks(d, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes);
+            for (; bx < direct; ++bx)
+                DecodeBlocks(d1, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes);
+        }
+        // Blocks cut by the picture's edge, and the payload's last DXT1 block: decoded aside,
+        // their visible pixels copied.
+        for (; bx < across; ++bx) {
+            uint8_t padded[16] = {};
+            std::memcpy(padded, in + bx * blockBytes, static_cast<size_t>(blockBytes));
+            alignas(16) uint8_t pixels[64];
+            DecodeBlocks(d1, padded, dxt5, pixels, 16);
+            const int columns = width - bx * 4 < 4 ? width - bx * 4 : 4;
+            for (int y = 0; y < rows; ++y)
+                std::memcpy(out + static_cast<ptrdiff_t>(y) * rowBytes + bx * 16, pixels + y * 16,
+                            static_cast<size_t>(columns) * 4);
+        }
+    }
+}
+
+#endif // HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
+
+} // namespace HWY_NAMESPACE
+} // namespace s3tc
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace s3tc {
+HWY_EXPORT(DecodeImage);
+} // namespace s3tc
+
+void DecodeS3TCSimd(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int height, int rowBytes) {
+    HWY_DYNAMIC_DISPATCH(s3tc::DecodeImage)(blocks, dxt5, dst, width, height, rowBytes);
+}
+#endif
