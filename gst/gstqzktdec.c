@@ -4,8 +4,8 @@
      pipeline's own GL context (gstqzktgl.h). A kind the context cannot draw, and DXT24 on a
      software renderer (dxt24-decoding says), is decoded on the CPU into the texture's memory.
    - Otherwise each frame becomes system-memory ARGB through qzkt_decode: DXT24 on the CPU,
-     DXT1/DXT5 through the library's OpenGL path (the renderer property says which renderers
-     it accepts). */
+     DXT1/DXT5 on a hardware OpenGL renderer or, without one, the CPU decoder (the renderer
+     property decides). */
 #include "gstqzktdec.h"
 
 #include <gst/video/video.h>
@@ -47,10 +47,11 @@ static GType register_enum_once(gsize* type, const char* name, const GEnumValue*
 static GType gst_qzkt_renderer_get_type(void) {
     static gsize type = 0;
     static const GEnumValue values[] = {
-        {QZKT_RENDERER_AUTO, "A hardware renderer when there is one, otherwise Mesa's software renderer",
+        {QZKT_RENDERER_AUTO, "A hardware OpenGL renderer when there is one, otherwise the CPU decoder",
          "auto"},
-        {QZKT_RENDERER_HARDWARE, "A hardware renderer only (an error without a GPU)", "hardware"},
-        {QZKT_RENDERER_SOFTWARE, "A software renderer is accepted too", "software"},
+        {QZKT_RENDERER_HARDWARE, "A hardware OpenGL renderer only (an error without a GPU)", "hardware"},
+        {QZKT_RENDERER_SOFTWARE, "OpenGL, a software renderer accepted too", "software"},
+        {QZKT_RENDERER_CPU, "The CPU decoder (the same pixels as Mesa's software renderer)", "cpu"},
         {0, NULL, NULL}};
     return register_enum_once(&type, "GstQzktRenderer", values);
 }
@@ -599,11 +600,12 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
 
     g_object_class_install_property(
         object_class, PROP_RENDERER,
-        g_param_spec_enum("renderer", "OpenGL renderer",
-                          "Which OpenGL renderers may decode DXT1/DXT5 frames (DXT24 frames need none); "
-                          "read when the decoder opens",
-                          GST_TYPE_QZKT_RENDERER, DEFAULT_RENDERER,
-                          G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY));
+        g_param_spec_enum(
+            "renderer", "DXT1/DXT5 decoder",
+            "Where DXT1/DXT5 frames decode when the output is system memory: the CPU decoder "
+            "or an OpenGL renderer (DXT24 frames decode on the CPU); read when the decoder opens",
+            GST_TYPE_QZKT_RENDERER, DEFAULT_RENDERER,
+            G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY));
 
     g_object_class_install_property(
         object_class, PROP_GL_MEMORY,

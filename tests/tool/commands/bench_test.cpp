@@ -1,5 +1,6 @@
 // qzkt bench: one row per DXT24 worker count (never a count twice, whatever the machine's
-// cores), and the saved settings of --prefs-dir marked or given a row of their own.
+// cores), the saved settings of --prefs-dir marked or given a row of their own, and where
+// DXT1/DXT5 rows decode for each --gl choice.
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -12,6 +13,7 @@ namespace {
 struct Row {
     std::string blocks, lzf, threads;
     bool marked = false;
+    std::string line;
 };
 
 // The table rows of the bench's standard output.
@@ -24,6 +26,7 @@ std::vector<Row> TableRows(const std::string& path) {
         words >> row.blocks >> row.lzf >> row.threads;
         if (row.blocks != "DXT1" && row.blocks != "DXT5" && row.blocks != "DXT24") continue;
         row.marked = line.size() >= 2 && line.compare(line.size() - 2, 2, " *") == 0;
+        row.line = line;
         rows.push_back(row);
     }
     return rows;
@@ -64,5 +67,26 @@ TEST_F(ToolTest, BenchMeasuresEachWorkerCountOnceAndMarksTheSavedSettings) {
         }
         EXPECT_EQ(marked, 1);
         EXPECT_GE(rows.size(), 5u); // DXT1, DXT5, DXT24 at 1 and 2 workers, DXT24 without LZF
+    }
+}
+
+TEST_F(ToolTest, BenchDecodesDXT1AndDXT5OnTheCPUDecoderUnlessOpenGLIsAskedFor) {
+    // --gl cpu always; auto on the GPU where there is one, never on Mesa's renderer;
+    // software on OpenGL.
+    for (const std::string gl : {"cpu", "auto", "software"}) {
+        SCOPED_TRACE(gl);
+        const RunResult bench = Run(
+            {"qzkt", "bench", "--frames", "1", "--gl", gl, "--prefs-dir", Path("prefs")}, "", "bench.txt");
+        ASSERT_EQ(bench.status, 0) << bench.err;
+        int s3tcRows = 0;
+        for (const Row& row : TableRows(Path("bench.txt"))) {
+            if (row.blocks == "DXT24") continue;
+            ++s3tcRows;
+            const bool cpu = row.line.find(" CPU ") != std::string::npos;
+            const bool software = row.line.find(" software GL ") != std::string::npos;
+            const bool expected = gl == "cpu" ? cpu : gl == "auto" ? !software : !cpu;
+            EXPECT_TRUE(expected) << row.line;
+        }
+        EXPECT_EQ(s3tcRows, 2);
     }
 }

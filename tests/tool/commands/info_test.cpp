@@ -133,7 +133,29 @@ TEST_F(ToolTest, InfoJsonIsWrittenForAnyBytesAndHasItsShape) {
         EXPECT_EQ(file["frames"][0]["blocks"], "DXT24");
         EXPECT_EQ(file["frames"][0]["intact"], true);
         EXPECT_EQ(file["frames"][0]["header_size"], 28);
+        EXPECT_EQ(file["summary"].count("s3tc_decoder"), 0u) << "DXT24 frames only";
     }
+}
+
+TEST_F(ToolTest, InfoSaysWhereDXT1FramesDecodeHere) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=size=20x12:rate=5", "-frames:v", "3",
+             "-f", "rawvideo", "-pix_fmt", "argb", "clip.argb"});
+    ASSERT_EQ(Run({"qzkt", "encode", "--dxt1", "--raw", "20x12", "clip.argb", "dxt1.mov"}).status, 0);
+    const RunResult text = Run({"qzkt", "info", "--summary", "dxt1.mov"}, "", "info.txt");
+    ASSERT_EQ(text.status, 0) << text.err;
+    const Bytes textBytes = ReadFile(Path("info.txt"));
+    const std::string printed(textBytes.begin(), textBytes.end());
+    const RunResult json = Run({"qzkt", "info", "--json", "--summary", "dxt1.mov"}, "", "info.json");
+    ASSERT_EQ(json.status, 0) << json.err;
+    const Bytes bytes = ReadFile(Path("info.json"));
+    const std::string decoder =
+        nlohmann::json::parse(bytes.begin(), bytes.end())["files"][0]["summary"]["s3tc_decoder"];
+    // The CPU decoder without a GPU (as in CI), OpenGL with one.
+    ASSERT_TRUE(decoder == "cpu" || decoder == "opengl") << decoder;
+    EXPECT_NE(printed.find(decoder == "cpu" ? "DXT1/DXT5 frames on the CPU decoder"
+                                            : "DXT1/DXT5 frames on the GPU"),
+              std::string::npos)
+        << printed;
 }
 
 TEST_F(ToolTest, InfoAndDecodeAgreeOnAMovieThatOverstatesItsLastSample) {

@@ -9,6 +9,7 @@
 
 #include "cli/options.h"
 #include "cli/tool_error.h"
+#include "codec/codec.h"
 #include "commands/commands.h"
 #include "media/movie_probe.h"
 #include "media/qzkt_movie.h"
@@ -52,7 +53,9 @@ const char* kHelp =
     "                                   \"nominal_frame_rate\"}],\n"
     "                        \"summary\": {\"frames\" (read), \"damaged\", \"dxt1\", \"dxt5\", \"dxt24\",\n"
     "                                   \"dxt24_alpha_flag\", \"stored_bytes\", \"smallest\",\n"
-    "                                   \"largest\", \"ratio\", \"mbit_per_second\"},\n"
+    "                                   \"largest\", \"ratio\", \"mbit_per_second\",\n"
+    "                                   \"s3tc_decoder\" (with DXT1/DXT5 frames: \"cpu\" or\n"
+    "                                   \"opengl\", where qzkt decode decodes them here)},\n"
     "                        \"frames\": [{\"frame\" (from 1), \"time\" (s), \"stored_size\",\n"
     "                                   \"intact\", \"problem\", \"ratio\", \"blocks\" (DXT1, DXT5,\n"
     "                                   DXT24, DXT24A), \"alpha\", \"packing\" (LZF or raw),\n"
@@ -279,18 +282,27 @@ class MovieReport {
         return streams;
     }
 
+    // Where this machine decodes the movie's DXT1/DXT5 frames (qzkt decode's default), "" for a
+    // movie without any: "cpu" or "opengl".
+    std::string S3TCDecoder() const {
+        if (kinds_[QZKT_BLOCKS_DXT1] + kinds_[QZKT_BLOCKS_DXT5] == 0) return "";
+        return DecodesS3TCOnCPU(QZKT_RENDERER_AUTO) ? "cpu" : "opengl";
+    }
+
     Json SummaryJson(double rate) const {
-        return {{"frames", frames_},
-                {"damaged", damaged_},
-                {"dxt1", kinds_[QZKT_BLOCKS_DXT1]},
-                {"dxt5", kinds_[QZKT_BLOCKS_DXT5]},
-                {"dxt24", kinds_[QZKT_BLOCKS_DXT24]},
-                {"dxt24_alpha_flag", kinds_[QZKT_BLOCKS_DXT24_ALPHA_FLAG]},
-                {"stored_bytes", totalBytes_},
-                {"smallest", smallest_},
-                {"largest", largest_},
-                {"ratio", totalBytes_ > 0 ? RawFrameBytes() * frames_ / totalBytes_ : 0.0},
-                {"mbit_per_second", totalBytes_ * 8.0 * rate / frames_ / 1e6}};
+        Json summary = {{"frames", frames_},
+                        {"damaged", damaged_},
+                        {"dxt1", kinds_[QZKT_BLOCKS_DXT1]},
+                        {"dxt5", kinds_[QZKT_BLOCKS_DXT5]},
+                        {"dxt24", kinds_[QZKT_BLOCKS_DXT24]},
+                        {"dxt24_alpha_flag", kinds_[QZKT_BLOCKS_DXT24_ALPHA_FLAG]},
+                        {"stored_bytes", totalBytes_},
+                        {"smallest", smallest_},
+                        {"largest", largest_},
+                        {"ratio", totalBytes_ > 0 ? RawFrameBytes() * frames_ / totalBytes_ : 0.0},
+                        {"mbit_per_second", totalBytes_ * 8.0 * rate / frames_ / 1e6}};
+        if (!S3TCDecoder().empty()) summary["s3tc_decoder"] = S3TCDecoder();
+        return summary;
     }
 
     void PrintSummary(double rate) const {
@@ -305,6 +317,10 @@ class MovieReport {
         if (rate > 0)
             std::printf("data rate   %.1f Mbit/s at %.3f fps\n", totalBytes_ * 8.0 * rate / frames_ / 1e6,
                         rate);
+        const std::string decoder = S3TCDecoder();
+        if (!decoder.empty())
+            std::printf("decoding    DXT1/DXT5 frames on %s here\n",
+                        decoder == "cpu" ? "the CPU decoder (no GPU)" : "the GPU (OpenGL)");
     }
 
     std::string path_;
