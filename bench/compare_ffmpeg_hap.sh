@@ -62,18 +62,30 @@ RAW_RGBA=(-f rawvideo -pix_fmt rgba -s "${W}x$H" -r 25)
 
 # --- the commands -----------------------------------------------------------------------
 # Each writes into $WORK; the movie written last stays for the decode and quality checks.
+# Goals: encode DXT24 and --dxt1 at least 4x Hap's encoder; decode DXT24 at least 6x Hap's
+# decoder, DXT1 at least 4x it and DXT5 at least 4x Hap Alpha's (without a GPU).
 qzkt_dxt24() { rm -f "$WORK/dxt24.mov"; "$QZKT" encode --quiet --prefs-dir "$WORK/prefs" --jobs "$THREADS" \
     --raw "${W}x$H" --rate 25 "$WORK/src.argb" "$WORK/dxt24.mov"; }
 qzkt_dxt1() { rm -f "$WORK/dxt1.mov"; "$QZKT" encode --quiet --prefs-dir "$WORK/prefs" --jobs "$THREADS" \
     --dxt1 --raw "${W}x$H" --rate 25 "$WORK/src.argb" "$WORK/dxt1.mov"; }
+qzkt_dxt5() { rm -f "$WORK/dxt5.mov"; "$QZKT" encode --quiet --prefs-dir "$WORK/prefs" --jobs "$THREADS" \
+    --alpha --raw "${W}x$H" --rate 25 "$WORK/src.argb" "$WORK/dxt5.mov"; }
 hap_encode() { # $1: hap or hap_q
     ff "${RAW_RGBA[@]}" -i "$WORK/src.rgba" -threads "$THREADS" -c:v hap -format "$1" -chunks "$THREADS" \
         -y "$WORK/$1.mov"
 }
 hap() { hap_encode hap; }
 hap_q() { hap_encode hap_q; }
-qzkt_decode() { "$QZKT" decode --quiet --jobs "$THREADS" "$WORK/dxt24.mov" - >/dev/null; }
-hap_decode() { ff -threads "$THREADS" -i "$WORK/hap.mov" -f rawvideo -pix_fmt rgba -y /dev/null; }
+hap_alpha() { hap_encode hap_alpha; }
+# The decoders, each to raw pixels on /dev/null: qzkt's DXT1/DXT5 frames on its default path
+# (the CPU decoder on a machine without a GPU).
+qzkt_decode_movie() { "$QZKT" decode --quiet --jobs "$THREADS" "$WORK/$1.mov" - >/dev/null; }
+qzkt_decode() { qzkt_decode_movie dxt24; }
+qzkt_decode_dxt1() { qzkt_decode_movie dxt1; }
+qzkt_decode_dxt5() { qzkt_decode_movie dxt5; }
+hap_decode_movie() { ff -threads "$THREADS" -i "$WORK/$1.mov" -f rawvideo -pix_fmt rgba -y /dev/null; }
+hap_decode() { hap_decode_movie hap; }
+hap_alpha_decode() { hap_decode_movie hap_alpha; }
 
 # Runs the commands in turn, RUNS rounds, and sets MEDIAN[command] (seconds).
 declare -A MEDIAN
@@ -118,33 +130,42 @@ echo "  $(nproc) CPUs, load average $(cut -d' ' -f1-3 /proc/loadavg) before the 
 echo
 
 alternate qzkt_dxt24 hap qzkt_dxt1 hap_q
-alternate qzkt_decode hap_decode
+qzkt_dxt5 && hap_alpha # the movies for the DXT5 decode row, untimed
+alternate qzkt_decode hap_decode qzkt_decode_dxt1 qzkt_decode_dxt5 hap_alpha_decode
 
 printf '%-44s %9s %9s\n' "command" "fps" "seconds"
-for cmd in qzkt_dxt24 qzkt_dxt1 hap hap_q qzkt_decode hap_decode; do
+for cmd in qzkt_dxt24 qzkt_dxt1 hap hap_q qzkt_decode qzkt_decode_dxt1 hap_decode qzkt_decode_dxt5 \
+    hap_alpha_decode; do
     printf '%-44s %9s %9s\n' "$cmd" "$(fps "$cmd")" "${MEDIAN[$cmd]}"
 done
 echo
 r1=$(ratio qzkt_dxt24 hap)
 r2=$(ratio qzkt_dxt1 hap)
 r3=$(ratio qzkt_decode hap_decode)
+r4=$(ratio qzkt_decode_dxt1 hap_decode)
+r5=$(ratio qzkt_decode_dxt5 hap_alpha_decode)
 echo "ratios (qzkt fps / ffmpeg fps):"
-echo "  encode DXT24 vs -c:v hap:        ${r1}x  ($(verdict "$r1" 3))"
-echo "  encode --dxt1 vs -c:v hap:       ${r2}x  ($(verdict "$r2" 2))"
-echo "  decode DXT24 vs hap decode:      ${r3}x  ($(verdict "$r3" 4))"
+echo "  encode DXT24 vs -c:v hap:        ${r1}x  ($(verdict "$r1" 4))"
+echo "  encode --dxt1 vs -c:v hap:       ${r2}x  ($(verdict "$r2" 4))"
+echo "  decode DXT24 vs hap decode:      ${r3}x  ($(verdict "$r3" 6))"
+echo "  decode DXT1 vs hap decode:       ${r4}x  ($(verdict "$r4" 4))"
+echo "  decode DXT5 vs hap_alpha decode: ${r5}x  ($(verdict "$r5" 4))"
 echo "  encode DXT24 vs -format hap_q:   $(ratio qzkt_dxt24 hap_q)x  (for reference)"
 echo
 printf '%-24s %14s %12s\n' "movie" "bytes/frame" "RGB PSNR dB"
 printf '%-24s %14s %12s\n' "raw ARGB" "$FRAME_BYTES" "-"
 printf '%-24s %14s %12s\n' "qzkt DXT24 + LZF" "$(bytes_per_frame "$WORK/dxt24.mov")" "$(qzkt_psnr "$WORK/dxt24.mov")"
 printf '%-24s %14s %12s\n' "qzkt DXT1 + LZF" "$(bytes_per_frame "$WORK/dxt1.mov")" "$(qzkt_psnr "$WORK/dxt1.mov")"
+printf '%-24s %14s %12s\n' "qzkt DXT5 + LZF" "$(bytes_per_frame "$WORK/dxt5.mov")" "$(qzkt_psnr "$WORK/dxt5.mov")"
 printf '%-24s %14s %12s\n' "Hap (DXT1 + Snappy)" "$(bytes_per_frame "$WORK/hap.mov")" "$(hap_psnr "$WORK/hap.mov")"
+printf '%-24s %14s %12s\n' "Hap Alpha (DXT5)" "$(bytes_per_frame "$WORK/hap_alpha.mov")" "$(hap_psnr "$WORK/hap_alpha.mov")"
 printf '%-24s %14s %12s\n' "Hap Q (DXT5-YCoCg)" "$(bytes_per_frame "$WORK/hap_q.mov")" "$(hap_psnr "$WORK/hap_q.mov")"
 echo
 
 echo "In process (dxt24_bench, one 1920x1080 frame): x_plain = plain thread time / this one's"
 echo "(block encoder and decoder per core, goal: encoder >= 5x); x_memcpy = time / a memcpy"
-echo "of the frame (goal: BM_DXT24DecodeCPU, the decoder the codec uses, <= 1.5); x_liblzf ="
-echo "lzf_decompress's time / the decoder's LZF unpacker's on the frame's payload (BM_LZFUnpack)"
+echo "of the frame (goal: BM_DXT24DecodeCPU and BM_S3TCDecodeCPU, the decoders the codec uses,"
+echo "<= 1.5); x_liblzf = lzf_decompress's time / the decoder's LZF unpacker's on the frame's"
+echo "payload (BM_LZFUnpack)"
 "$DXT24_BENCH" --benchmark_filter='Plain|Target|Memcpy|DecodeCPU|LZF' ${DXT24_BENCH_ARGS:-} 2>/dev/null |
     grep -E '^(BM_|Benchmark|-)'

@@ -39,22 +39,22 @@ namespace {
 constexpr uint8_t Z = 0x80; // selects a zero byte
 
 // Colour 0 in 16-bit lanes 0-3 and colour 1 in lanes 4-7, from the colour block at offset 0
-// (DXT1) or 8 (DXT5).
-alignas(16) constexpr uint8_t kColourWords[2][16] = {
-    {0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3},
-    {8, 9, 8, 9, 8, 9, 8, 9, 10, 11, 10, 11, 10, 11, 10, 11}};
-// Lanes A, R, G, B of each colour: the channel's bits, then (high half of * kHigh) + (low half
-// of * kLow) >> 8 puts the channel, its top bits repeated below it, in the lane's low byte.
-alignas(16) constexpr uint16_t kChannelBits[8] = {0, 0xF800, 0x07E0, 0x001F, 0, 0xF800, 0x07E0, 0x001F};
-alignas(16) constexpr uint16_t kHigh[8] = {0, 264, 8320, 0, 0, 264, 8320, 0};
-alignas(16) constexpr uint16_t kLow[8] = {0, 0, 0, 2112, 0, 0, 0, 2112};
+// (DXT1) or 8 (DXT5); in each colour's blue lane the low byte moves up, so that every channel's
+// bits sit at the top of its lane or within reach of it.
+alignas(16) constexpr uint8_t kColourWords[2][16] = {{0, 1, 0, 1, 0, 1, Z, 0, 2, 3, 2, 3, 2, 3, Z, 2},
+                                                     {8, 9, 8, 9, 8, 9, Z, 8, 10, 11, 10, 11, 10, 11, Z, 10}};
+// Lanes A, R, G, B of each colour: the channel's bits, then the high half of * kWiden puts the
+// channel, its top bits repeated below it, in the lane's low byte (red 5 bits from bit 11,
+// green 6 from bit 5, blue 5 from bit 8).
+alignas(16) constexpr uint16_t kChannelBits[8] = {0, 0xF800, 0x07E0, 0x1F00, 0, 0xF800, 0x07E0, 0x1F00};
+alignas(16) constexpr uint16_t kWiden[8] = {0, 264, 8320, 2112, 0, 264, 8320, 2112};
 // The low bytes of 16-bit lanes, into the lower or upper half.
 alignas(16) constexpr uint8_t kLowBytesLower[16] = {0, 2, 4, 6, 8, 10, 12, 14, Z, Z, Z, Z, Z, Z, Z, Z};
 alignas(16) constexpr uint8_t kLowBytesUpper[16] = {Z, Z, Z, Z, Z, Z, Z, Z, 0, 2, 4, 6, 8, 10, 12, 14};
-// DXT1's alpha: 255 for colours 0, 1 and 2; colour 3's comes from the block's mode.
-alignas(16) constexpr uint16_t kOpaque01[8] = {255, 0, 0, 0, 255, 0, 0, 0};
-alignas(16) constexpr uint16_t kOpaque2[8] = {255, 0, 0, 0, 0, 0, 0, 0};
-alignas(16) constexpr uint16_t kAlpha3[8] = {0, 0, 0, 0, 255, 0, 0, 0};
+// Lane 1's two bytes into every lane.
+alignas(16) constexpr uint8_t kLane1[16] = {2, 3, 2, 3, 2, 3, 2, 3, 2, 3, 2, 3, 2, 3, 2, 3};
+// DXT1's alpha 255 in both colours: the steps and the mean keep it, the three-colour black is 0.
+alignas(16) constexpr uint16_t kOpaque[8] = {255, 0, 0, 0, 255, 0, 0, 0};
 
 // Pixel p = 4y + x: its row's index byte (colour block byte 4 + y); columns 2 and 3 take it
 // shifted right by 4, then bits 0-1 (even columns) or 2-3 (odd columns) hold the index.
@@ -113,10 +113,9 @@ template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool d
     const hn::Repartition<uint16_t, D> d16;
     const hn::Repartition<int16_t, D> di16;
     const hn::Repartition<uint64_t, D> d64;
-    const auto words = hn::BitCast(d16, hn::TableLookupBytes(v, hn::LoadDup128(d, kColourWords[dxt5])));
-    const auto bits = hn::And(words, hn::LoadDup128(d16, kChannelBits));
-    const auto wide = hn::Add(hn::MulHigh(bits, hn::LoadDup128(d16, kHigh)),
-                              hn::ShiftRight<8>(hn::Mul(bits, hn::LoadDup128(d16, kLow))));
+    const auto words = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kColourWords[dxt5])));
+    auto wide = hn::MulHigh(hn::And(words, hn::LoadDup128(d16, kChannelBits)), hn::LoadDup128(d16, kWiden));
+    if (!dxt5) wide = hn::Or(wide, hn::LoadDup128(d16, kOpaque));
     const auto wide64 = hn::BitCast(d64, wide);
     const auto v0 = hn::BitCast(d16, hn::InterleaveLower(d64, wide64, wide64));
     const auto v1 = hn::BitCast(d16, hn::InterleaveUpper(d64, wide64, wide64));
@@ -130,20 +129,16 @@ template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool d
     const auto three =
         hn::BitCast(d16, hn::OddEven(hn::Zero(d64), hn::BitCast(d64, hn::AverageRound(v0, v1))));
 
-    auto first = wide; // entries 0 and 1
-    hn::Vec<decltype(d16)> second;
-    if (dxt5) {
-        second = four;
-    } else {
-        // Colour 0 > colour 1 in lanes 0-3 (lanes 4-7 compare them the other way round).
+    hn::Vec<decltype(d16)> second = four; // entries 2 and 3
+    if (!dxt5) {
+        // Colour 0 > colour 1: lane 1 compares the two words (lanes 4-7 compare them the other
+        // way round, and the blue lanes hold a moved byte); its answer goes to every lane.
         const auto swapped = hn::BitCast(d16, hn::Shuffle01(hn::BitCast(d64, words)));
-        const auto greater = hn::BitCast(d64, hn::VecFromMask(d16, hn::Gt(words, swapped)));
-        const auto fourColours = hn::BitCast(d16, hn::InterleaveLower(d64, greater, greater));
+        const auto greater = hn::BitCast(d, hn::VecFromMask(d16, hn::Gt(words, swapped)));
+        const auto fourColours = hn::BitCast(d16, hn::TableLookupBytes(greater, hn::LoadDup128(d, kLane1)));
         second = hn::IfThenElse(hn::MaskFromVec(fourColours), four, three);
-        first = hn::Or(first, hn::LoadDup128(d16, kOpaque01));
-        second = hn::Or(second, hn::Or(hn::LoadDup128(d16, kOpaque2),
-                                       hn::And(fourColours, hn::LoadDup128(d16, kAlpha3))));
     }
+    const auto first = wide; // entries 0 and 1
     return hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, first), hn::LoadDup128(d, kLowBytesLower)),
                   hn::TableLookupBytesOr0(hn::BitCast(d, second), hn::LoadDup128(d, kLowBytesUpper)));
 }

@@ -77,10 +77,22 @@ bool HasHardwareRenderer() {
     return has;
 }
 
-// A DXT1/DXT5 frame that passed the frame check, on the CPU: its payload unpacked (the check
-// walked the LZF stream to exactly the payload's size, or saw at least that many raw bytes),
-// then decoded into exactly width x height pixels.
-OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, uint8_t* argb, size_t rowBytes) {
+// Whether a frame that passed the layout check can go to the CPU decoder with its LZF payload
+// walked only once, by unpacking it: a DXT1/DXT5 frame without a packed second plane (whose
+// stream only the whole check walks; the CPU decoder does not use the plane).
+bool UnpacksWhileChecking(const uint8_t* frame) {
+    const KELHeader header = ReadKELHeader(frame);
+    const bool plane =
+        static_cast<int32_t>(header.planeWidth) > 0 && static_cast<int32_t>(header.planeHeight) > 0;
+    return header.blockKind == kKELBlockKindS3TC && !(plane && header.planePacking == kKELPackingLZF);
+}
+
+// A DXT1/DXT5 frame on the CPU: its payload unpacked into the decompression's block buffer,
+// then decoded into exactly width x height pixels. The frame passed the layout check; a
+// packed payload that does not unpack to exactly the frame's blocks is a damaged frame, named
+// as the whole check names it, and the destination is untouched.
+OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, size_t frameSize, uint8_t* argb,
+                         size_t rowBytes) {
     const KELHeader header = ReadKELHeader(frame);
     const bool dxt5 = header.alpha != 0;
     const size_t size = static_cast<size_t>(KELBlockCount(d->width, d->height)) * kDXT5BlockBytes;
@@ -89,10 +101,15 @@ OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, uint8_t* ar
     const size_t payload =
         static_cast<size_t>(KELBlockCount(d->width, d->height)) * KELBytesPerBlock(false, dxt5);
     const uint8_t* stored = frame + header.headerSize;
-    if (header.packing == kKELPackingLZF)
-        LZFUnpack(stored, header.storedSize, d->cpuBlocks, payload);
-    else
-        std::memcpy(d->cpuBlocks, stored, payload);
+    if (header.packing != kKELPackingLZF) {
+        std::memcpy(d->cpuBlocks, stored, payload); // the layout check saw at least this many
+    } else if (std::memset(d->cpuBlocks, 0, payload),
+               LZFUnpackIntoZeroed(stored, header.storedSize, d->cpuBlocks, payload) != payload) {
+        const KELFrameProblem problem = CheckKELFrame(frame, frameSize, d->width, d->height);
+        *d->problem = KELFrameProblemText(
+            problem != KELFrameProblem::kNone ? problem : KELFrameProblem::kPayloadUnpack);
+        return codecBadDataErr;
+    }
     DecodeS3TC(d->cpuBlocks, dxt5, argb, d->width, d->height, static_cast<int>(rowBytes));
     return noErr;
 }
@@ -158,18 +175,21 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     if (frame == nullptr) frame = kNoBytes;
 
     // Damaged frames are declined before the decompressor sees them: nothing is sized or
-    // allocated from their headers.
-    const KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height);
+    // allocated from their headers. DXT1/DXT5 frames for the CPU decoder have their LZF stream
+    // walked by the unpacking itself (the same verdict, one pass instead of two).
+    KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height, KELFrameCheckDepth::kLayout);
+    const bool onCPU = problem == KELFrameProblem::kNone && UnpacksWhileChecking(frame) &&
+                       HostDecompressionDecodesS3TCOnCPU(d);
+    if (problem == KELFrameProblem::kNone && !onCPU)
+        problem = CheckKELFrame(frame, size, d->width, d->height);
     if (problem != KELFrameProblem::kNone) {
         *d->problem = KELFrameProblemText(problem);
         return codecBadDataErr;
     }
+    if (onCPU) return DecodeS3TCOnCPU(d, frame, size, argb, rowBytes);
     // DXT1/DXT5 frames (block kind 0; the frame check declined the others but DXT24's) decode
-    // on the CPU decoder where the choice says so, otherwise on the GPU: only when it can hold
-    // them.
+    // on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
-    if (blockKind != kKELBlockKindDXT24 && HostDecompressionDecodesS3TCOnCPU(d))
-        return DecodeS3TCOnCPU(d, frame, argb, rowBytes);
     if (blockKind != kKELBlockKindDXT24) {
         const std::string gpuProblem = GPUPathProblem(d->width, d->height, AcceptsSoftware(d));
         if (!gpuProblem.empty()) {

@@ -513,9 +513,10 @@ gboolean Player::OnBus(GstBus*, GstMessage* message, gpointer data) {
         break;
     }
     case GST_MESSAGE_EOS:
-        if (player->loop_on_ && !player->settings_.benchmark)
+        if (player->loop_on_ && !player->settings_.benchmark) {
+            std::fprintf(stderr, "qzkt play: from the start (loop)\n");
             player->Seek(0);
-        else
+        } else
             player->Quit(player->status_);
         break;
     case GST_MESSAGE_STEP_DONE:
