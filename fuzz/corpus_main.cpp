@@ -1,6 +1,6 @@
 // fuzz_corpus: writes the fuzzers' seed corpora, or the malformed-input corpus.
-//   fuzz_corpus seeds FOLDER      frame/, movie/, settings/, bmp/ and lzf/ seeds, made by the codec
-//   fuzz_corpus malformed FOLDER  the checked-in corpus of fuzz/corpus/ and its manifest
+//   fuzz_corpus seeds FOLDER      frame/, movie/, settings/, bmp/, lzf/ and lzf_pack/ seeds, made by the
+//   codec fuzz_corpus malformed FOLDER  the checked-in corpus of fuzz/corpus/ and its manifest
 #include <cstdio>
 #include <exception>
 #include <filesystem>

@@ -105,15 +105,40 @@ void WriteLZFSeeds(const std::string& folder) {
     }
 }
 
+// Bytes to pack (see lzf_input.h): a DXT24 and a DXT1 payload, repeats, text, with output
+// buffers of their size, a third of it and a few bytes.
+void WriteLZFPackSeeds(const std::string& folder) {
+    const std::vector<uint8_t> dxt24 = EncodedFrame(96, 64, {0, 1, 1, 2}),
+                               dxt1 = EncodedFrame(64, 48, {0, 0, 1, 2});
+    std::vector<std::pair<std::string, std::vector<uint8_t>>> originals = {
+        {"dxt24_frame", dxt24},
+        {"dxt1_frame", dxt1},
+        {"one_byte_run", std::vector<uint8_t>(700, 'x')},
+        {"text", {}}};
+    for (int i = 0; i < 40; ++i)
+        for (const char* word : {"block ", "colour ", "index "})
+            originals.back().second.insert(originals.back().second.end(), word, word + std::strlen(word));
+    for (const auto& [name, bytes] : originals)
+        for (const size_t outSize : {bytes.size(), bytes.size() / 3, size_t{5}}) {
+            std::vector<uint8_t> input(2 + bytes.size());
+            input[0] = static_cast<uint8_t>(outSize);
+            input[1] = static_cast<uint8_t>(outSize >> 8);
+            std::copy(bytes.begin(), bytes.end(), input.begin() + 2);
+            WriteBytes(folder + "/" + name + "_into_" + std::to_string(outSize), input);
+        }
+}
+
 void WriteSeeds(const std::string& folder) {
     MakeFolder(folder + "/frame");
     MakeFolder(folder + "/movie");
     MakeFolder(folder + "/settings");
     MakeFolder(folder + "/bmp");
     MakeFolder(folder + "/lzf");
+    MakeFolder(folder + "/lzf_pack");
     WriteFrameSeeds(folder + "/frame");
     WriteMovieSeeds(folder + "/movie");
     WriteSettingsSeeds(folder + "/settings");
     WriteBitmapSeeds(folder + "/bmp");
     WriteLZFSeeds(folder + "/lzf");
+    WriteLZFPackSeeds(folder + "/lzf_pack");
 }

@@ -4,6 +4,6 @@
 
 #include <string>
 
-// Writes the seeds into folder/frame, folder/movie, folder/settings, folder/bmp and folder/lzf (created
-// as needed; folder must exist). Throws std::runtime_error on failure.
+// Writes the seeds into folder/frame, folder/movie, folder/settings, folder/bmp, folder/lzf and
+// folder/lzf_pack (created as needed; folder must exist). Throws std::runtime_error on failure.
 void WriteSeeds(const std::string& folder);

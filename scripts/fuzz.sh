@@ -2,7 +2,7 @@
 # Builds the fuzz targets for libFuzzer (clang, with AddressSanitizer and
 # UndefinedBehaviorSanitizer) in build-fuzz, writes their seeds, and runs each for a bounded
 # time. Usage: scripts/fuzz.sh [seconds per target] [target...]
-#   scripts/fuzz.sh                     60 s each: fuzz_frame fuzz_movie fuzz_settings fuzz_bmp fuzz_lzf fuzz_api
+#   scripts/fuzz.sh                     60 s each: fuzz_frame fuzz_movie fuzz_settings fuzz_bmp fuzz_lzf fuzz_lzf_pack fuzz_api
 #   scripts/fuzz.sh 3600 fuzz_frame     an hour of fuzz_frame
 # Each target starts from its seeds, the malformed corpus in fuzz/corpus and what earlier runs
 # found (build-fuzz/corpus/<part>). A crash, a leak, a broken promise of the entry point, an
@@ -14,7 +14,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-if [ ${#targets[@]} -eq 0 ]; then targets=(fuzz_frame fuzz_movie fuzz_settings fuzz_bmp fuzz_lzf fuzz_api); fi
+if [ ${#targets[@]} -eq 0 ]; then targets=(fuzz_frame fuzz_movie fuzz_settings fuzz_bmp fuzz_lzf fuzz_lzf_pack fuzz_api); fi
 
 scripts/build.sh build-fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DQZKT_FUZZ=ON \
   -DQZKT_BUILD_TESTS=OFF -DQZKT_BUILD_BENCH=OFF
@@ -37,7 +37,7 @@ for target in "${targets[@]}"; do
   log=build-fuzz/logs/$target.log
   echo "$target: ${seconds} s"
   folders=("build-fuzz/corpus/$part" "build-fuzz/seeds/$inputs")
-  if [ -d "fuzz/corpus/$inputs" ]; then folders+=("fuzz/corpus/$inputs"); fi # fuzz_lzf has none
+  if [ -d "fuzz/corpus/$inputs" ]; then folders+=("fuzz/corpus/$inputs"); fi # fuzz_lzf and fuzz_lzf_pack have none
   if build-fuzz/fuzz/"$target" -max_total_time="$seconds" -rss_limit_mb=2560 -timeout=20 \
       -print_final_stats=1 -artifact_prefix="build-fuzz/findings/$part/" "${folders[@]}" > "$log" 2>&1; then
     grep -E '^stat::(number_of_executed_units|average_exec_per_sec|peak_rss_mb)' "$log" | sed 's/^/  /'

@@ -3,7 +3,8 @@
 // SIMD walker and decoder of every Highway target this CPU supports against the plain ones,
 // also measured in the same run (counter x_plain: how many times faster than plain); and the
 // same for the DXT1 walker against stb_dxt one block at a time; and the unpacking of the
-// LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf);
+// LZF-packed DXT24 payload by LZFUnpackIntoZeroed against liblzf's lzf_decompress (x_liblzf),
+// and its packing by LZFPack against lzf_compress (x_liblzf);
 // and the S3TC CPU decoder of DXT1 and DXT5 frames of the same picture, plain and per target.
 //
 //   build/bench/blocks/dxt24_bench
@@ -26,6 +27,7 @@
 #include "compressor/dxt24_threaded.h"
 #include "compressor/frame_encoder.h"
 #include "pixel/synthetic_image.h"
+#include "stream/lzf_pack.h"
 #include "stream/lzf_unpack.h"
 
 #include <lzf.h>
@@ -211,6 +213,23 @@ double TimedRuns(benchmark::State& state, void (*work)()) {
     return seconds;
 }
 
+void PackLiblzf() {
+    Frame& frame = SharedFrame();
+    lzf_compress(frame.payload.data(), kPayloadBytes, frame.unpacked.data(), kPayloadBytes);
+}
+
+void PackOurs() {
+    Frame& frame = SharedFrame();
+    LZFPack(frame.payload.data(), kPayloadBytes, frame.unpacked.data(), kPayloadBytes);
+}
+
+// The payload's packing (0: liblzf's lzf_compress, 1: LZFPack, the same bytes), with
+// x_liblzf: lzf_compress's thread seconds over this one's.
+void BM_LZFPack(benchmark::State& state) {
+    static const double liblzf = MedianSeconds(PackLiblzf, 15);
+    state.counters["x_liblzf"] = liblzf / TimedRuns(state, state.range(0) != 0 ? PackOurs : PackLiblzf);
+}
+
 // The payload's unpacking, with x_liblzf: lzf_decompress's thread seconds over this one's.
 void BM_LZFUnpack(benchmark::State& state) {
     static const double liblzf = MedianSeconds(UnpackLiblzf, 31);
@@ -276,3 +295,4 @@ BENCHMARK(BM_DXT24DecodeCPU)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_S3TCDecodeCPU)->Arg(0)->Arg(1)->ArgName("dxt5")->Unit(benchmark::kMillisecond);
 // 0: liblzf's lzf_decompress, 1: LZFUnpackIntoZeroed.
 BENCHMARK(BM_LZFUnpack)->Arg(0)->Arg(1)->ArgName("wide")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LZFPack)->Arg(0)->Arg(1)->ArgName("ours")->Unit(benchmark::kMillisecond);
