@@ -6,17 +6,18 @@
 # (user + system) and of the decoders' streaming threads, and the bytes a frame sends to the GL
 # context (the blocks, against 4 bytes a pixel). Without a display it runs itself under
 # xvfb-run, where Mesa draws on the CPU: the GL path's process CPU time then includes the
-# drawing, and DXT24 (kind dxt24, dxt24-decoding=auto) is decoded on the CPU into the textures,
-# which is faster there than the shader; kind dxt24-shader draws it with the shader all the
-# same. The runs alternate, best of ROUNDS.
+# drawing, and every kind on auto (dxt24, dxt1, alpha) is decoded on the CPU into the textures,
+# which is faster there than drawing; the -shader kinds draw on the "GPU" all the same. The
+# runs alternate, best of ROUNDS.
 # Usage: bench/play_layers.sh [build dir]
-#   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt24-shader dxt1 alpha"), LAYERS ("1 2 4 8"),
+#   SIZES ("1920x1080 3840x2160"), KINDS ("dxt24 dxt24-shader dxt1 dxt1-shader alpha"),
+#   LAYERS ("1 2 4 8"),
 #   FRAMES (60), ROUNDS (3)
 set -euo pipefail
 if [ -z "${DISPLAY:-}" ]; then exec xvfb-run -a "$0" "$@"; fi
 build=$(realpath "${1:-build}")
 sizes=${SIZES:-1920x1080 3840x2160}
-kinds=${KINDS:-dxt24 dxt24-shader dxt1 alpha}
+kinds=${KINDS:-dxt24 dxt24-shader dxt1 dxt1-shader alpha}
 layers=${LAYERS:-1 2 4 8}
 frames=${FRAMES:-60}
 rounds=${ROUNDS:-3}
@@ -58,14 +59,15 @@ for size in $sizes; do
       dxt24) options=() block=10 ;;
       dxt24-shader) options=() block=10 gl_options="--dxt24 shader" ;;
       dxt1) options=(--dxt1) block=8 ;;
+      dxt1-shader) options=(--dxt1) block=8 gl_options="--s3tc shader" ;;
       alpha) options=(--alpha) block=16 ;;
-      *) echo "unknown kind $kind (dxt24, dxt24-shader, dxt1 or alpha)" >&2; exit 2 ;;
+      *) echo "unknown kind $kind (dxt24, dxt24-shader, dxt1, dxt1-shader or alpha)" >&2; exit 2 ;;
     esac
     movie=$work/$kind-$size.mov
     "$qzkt" encode --quiet -y --prefs-dir "$work/prefs" "${options[@]}" --raw "$size" --rate 60 \
       "$work/clip.argb" "$movie"
     gl_bytes=$(( (width + 3) / 4 * ((height + 3) / 4) * block ))
-    if [ "$kind" = dxt24 ] && [ "$software" != 0 ]; then gl_bytes=$(( width * height * 4 )); fi
+    case $kind in *-shader) ;; *) if [ "$software" != 0 ]; then gl_bytes=$(( width * height * 4 )); fi ;; esac
     sys_bytes=$(( width * height * 4 ))
     for count in $layers; do
       gl_fps=0 gl_cpu=1e9 gl_dec=1e9 sys_fps=0 sys_cpu=1e9 sys_dec=1e9

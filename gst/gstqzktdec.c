@@ -1,8 +1,9 @@
 /* qzktdec: a GstVideoDecoder that turns each QZKT frame into one picture.
    - Where downstream takes OpenGL textures (glimagesink, glvideomixer, gldownload...), frames
      stay on the GPU: their blocks, unpacked on the CPU, are drawn into RGBA GstGLMemory in the
-     pipeline's own GL context (gstqzktgl.h). A kind the context cannot draw, and DXT24 on a
-     software renderer (dxt24-decoding says), is decoded on the CPU into the texture's memory.
+     pipeline's own GL context (gstqzktgl.h). A kind the context cannot draw, and any kind on a
+     software renderer (dxt24-decoding and s3tc-decoding say), is decoded on the CPU into the
+     texture's memory.
    - Otherwise each frame becomes system-memory ARGB through qzkt_decode: DXT24 on the CPU,
      DXT1/DXT5 on a hardware OpenGL renderer or, without one, the CPU decoder (the renderer
      property decides). */
@@ -16,11 +17,12 @@
 GST_DEBUG_CATEGORY(gst_qzkt_dec_debug);
 #define GST_CAT_DEFAULT gst_qzkt_dec_debug
 
-enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY, PROP_DXT24_DECODING, PROP_DECODE_PATH };
+enum { PROP_0, PROP_RENDERER, PROP_GL_MEMORY, PROP_DXT24_DECODING, PROP_S3TC_DECODING, PROP_DECODE_PATH };
 
 #define DEFAULT_RENDERER QZKT_RENDERER_AUTO
 #define DEFAULT_GL_MEMORY TRUE
 #define DEFAULT_DXT24_DECODING QZKT_DXT24_AUTO
+#define DEFAULT_S3TC_DECODING QZKT_DXT24_AUTO
 #define SUPPORTED_GL_APIS (GST_GL_API_OPENGL | GST_GL_API_OPENGL3 | GST_GL_API_GLES2)
 
 /* qtdemux names a 'QZKT' track video/x-gst-fourcc-QZKT; video/x-qzkt is the plain name for
@@ -60,9 +62,9 @@ static GType gst_qzkt_renderer_get_type(void) {
 static GType gst_qzkt_dxt24_decoding_get_type(void) {
     static gsize type = 0;
     static const GEnumValue values[] = {
-        {QZKT_DXT24_AUTO, "A shader on a hardware renderer, the CPU on a software one (faster there)",
+        {QZKT_DXT24_AUTO, "The GPU with a hardware renderer, the CPU with a software one (faster there)",
          "auto"},
-        {QZKT_DXT24_SHADER, "A shader wherever the GL context can run it", "shader"},
+        {QZKT_DXT24_SHADER, "The GPU (a shader) wherever the GL context can draw it", "shader"},
         {QZKT_DXT24_CPU, "The CPU, into the texture's memory", "cpu"},
         {0, NULL, NULL}};
     return register_enum_once(&type, "GstQzktDXT24Decoding", values);
@@ -119,6 +121,11 @@ static void gst_qzkt_dec_set_property(GObject* object, guint id, const GValue* v
         self->dxt24_decoding = g_value_get_enum(value);
         GST_OBJECT_UNLOCK(self);
         break;
+    case PROP_S3TC_DECODING:
+        GST_OBJECT_LOCK(self);
+        self->s3tc_decoding = g_value_get_enum(value);
+        GST_OBJECT_UNLOCK(self);
+        break;
     default:
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
@@ -140,6 +147,11 @@ static void gst_qzkt_dec_get_property(GObject* object, guint id, GValue* value, 
     case PROP_DXT24_DECODING:
         GST_OBJECT_LOCK(self);
         g_value_set_enum(value, self->dxt24_decoding);
+        GST_OBJECT_UNLOCK(self);
+        break;
+    case PROP_S3TC_DECODING:
+        GST_OBJECT_LOCK(self);
+        g_value_set_enum(value, self->s3tc_decoding);
         GST_OBJECT_UNLOCK(self);
         break;
     case PROP_DECODE_PATH:
@@ -486,7 +498,7 @@ static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame
     qzkt_blocks_info info;
     qzkt_result result;
     const char* why = NULL;
-    QzktDXT24Decoding dxt24;
+    QzktDXT24Decoding mode;
     gboolean on_gpu, mapped;
     GError* error = NULL;
 
@@ -511,9 +523,10 @@ static GstFlowReturn handle_frame_gl(GstQzktDec* self, GstVideoCodecFrame* frame
         return ret;
     }
     GST_OBJECT_LOCK(self);
-    dxt24 = self->dxt24_decoding;
+    mode = info.kind == QZKT_BLOCKS_DXT1 || info.kind == QZKT_BLOCKS_DXT5 ? self->s3tc_decoding
+                                                                          : self->dxt24_decoding;
     GST_OBJECT_UNLOCK(self);
-    on_gpu = qzkt_gl_path_draws(self->gl_path, info.kind, dxt24, &why);
+    on_gpu = qzkt_gl_path_draws(self->gl_path, info.kind, mode, &why);
     if (!on_gpu && !(self->cpu_kinds_said & (1u << info.kind))) {
         self->cpu_kinds_said |= 1u << info.kind;
         GST_INFO_OBJECT(self, "frames of block kind %d decode on the CPU into the texture's memory: %s",
@@ -623,6 +636,14 @@ static void gst_qzkt_dec_class_init(GstQzktDecClass* klass) {
                           G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
 
     g_object_class_install_property(
+        object_class, PROP_S3TC_DECODING,
+        g_param_spec_enum("s3tc-decoding", "DXT1/DXT5 decoding on the GL path",
+                          "Where DXT1/DXT5 frames decode when the output is OpenGL textures: drawn from an "
+                          "S3TC texture (shader) or on the CPU",
+                          GST_TYPE_QZKT_DXT24_DECODING, DEFAULT_S3TC_DECODING,
+                          G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
+
+    g_object_class_install_property(
         object_class, PROP_DECODE_PATH,
         g_param_spec_string("decode-path", "Decode path",
                             "How the last frame was decoded and where it went (\"DXT1 drawn on the GPU into "
@@ -656,6 +677,7 @@ static void gst_qzkt_dec_init(GstQzktDec* self) {
     self->renderer = DEFAULT_RENDERER;
     self->gl_memory = DEFAULT_GL_MEMORY;
     self->dxt24_decoding = DEFAULT_DXT24_DECODING;
+    self->s3tc_decoding = DEFAULT_S3TC_DECODING;
     g_rec_mutex_init(&self->context_lock);
     /* One buffer is one frame, and every frame is a key frame: no parsing, and no waiting for
        a sync point after a seek, whatever the container says. */

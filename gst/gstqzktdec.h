@@ -29,6 +29,7 @@ struct _GstQzktDec {
     qzkt_renderer renderer;
     gboolean gl_memory;               /* output OpenGL textures when downstream takes them */
     QzktDXT24Decoding dxt24_decoding; /* on the GL path */
+    QzktDXT24Decoding s3tc_decoding;  /* on the GL path, for DXT1/DXT5 */
 
     /* streaming state */
     qzkt_decoder* decoder; /* for width x height frames; NULL until the first caps */

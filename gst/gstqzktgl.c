@@ -119,19 +119,19 @@ static void learn_facts(QzktGLPath* path) {
     path->facts_known = TRUE;
 }
 
-gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding dxt24,
+gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding mode,
                             const char** why) {
     const char* reason = NULL;
     const gboolean s3tc = kind == QZKT_BLOCKS_DXT1 || kind == QZKT_BLOCKS_DXT5;
     if (!path->facts_known) learn_facts(path);
-    if (!s3tc && dxt24 == QZKT_DXT24_CPU)
-        reason = "dxt24-decoding=cpu";
+    if (mode == QZKT_DXT24_CPU)
+        reason = s3tc ? "s3tc-decoding=cpu" : "dxt24-decoding=cpu";
     else if (path->no_shader != NULL)
         reason = path->no_shader;
     else if (s3tc && path->no_s3tc != NULL)
         reason = path->no_s3tc;
-    else if (!s3tc && dxt24 == QZKT_DXT24_AUTO && path->software)
-        reason = "the GL renderer draws on the CPU, where the SIMD decoder is faster than the shader";
+    else if (mode == QZKT_DXT24_AUTO && path->software)
+        reason = "the GL renderer draws on the CPU, where the SIMD decoder is faster";
     if (why != NULL) *why = reason;
     return reason == NULL;
 }

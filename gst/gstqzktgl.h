@@ -13,10 +13,11 @@ G_BEGIN_DECLS
 
 typedef struct _QzktGLPath QzktGLPath;
 
-/* Where DXT24 blocks are decoded on the GL path. */
+/* Where a block kind is decoded on the GL path (the dxt24-decoding and s3tc-decoding
+   properties). */
 typedef enum {
-    QZKT_DXT24_AUTO,   /* the shader on a hardware renderer, the CPU on a software one */
-    QZKT_DXT24_SHADER, /* the shader wherever the context has what it needs */
+    QZKT_DXT24_AUTO,   /* on the GPU with a hardware renderer, the CPU on a software one */
+    QZKT_DXT24_SHADER, /* on the GPU (a shader) wherever the context has what it needs */
     QZKT_DXT24_CPU     /* the CPU's SIMD decoder, written into the texture's memory */
 } QzktDXT24Decoding;
 
@@ -26,14 +27,13 @@ QzktGLPath* qzkt_gl_path_new(GstGLContext* context);
 /* Releases the GL objects (in the context's thread) and the path. NULL is ignored. */
 void qzkt_gl_path_free(QzktGLPath* path);
 
-/* Whether frames of this kind are drawn on the GPU: DXT24 needs integer textures and GLSL 1.30
-   (OpenGL 3.0 or OpenGL ES 3.0) and, with QZKT_DXT24_AUTO, a hardware renderer (on a software
-   renderer, such as Mesa's llvmpipe, the CPU's SIMD decoder is faster than the shader drawn on
-   the same CPU); DXT1/DXT5
-   need GLSL 1.30 and S3TC textures. Otherwise the caller decodes on the CPU; the reason is in
-   *why (a static string) when it is not NULL. */
-gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding dxt24,
-                            const char** why);
+/* Whether frames of this kind are drawn on the GPU, mode being the kind's decoding choice:
+   DXT24 needs integer textures and GLSL 1.30 (OpenGL 3.0 or OpenGL ES 3.0), DXT1/DXT5 GLSL 1.30
+   and S3TC textures; with QZKT_DXT24_AUTO either needs a hardware renderer (on a software
+   renderer, such as Mesa's llvmpipe, the CPU's SIMD decoders are faster than drawing on the
+   same CPU). Otherwise the caller decodes on the CPU; the reason is in *why (a static string)
+   when it is not NULL. */
+gboolean qzkt_gl_path_draws(QzktGLPath* path, qzkt_block_kind kind, QzktDXT24Decoding mode, const char** why);
 
 /* Draws the blocks described by info into out (RGBA, width x height, the picture's top row
    first), in the context's thread. FALSE with a message in *error on a GL failure. */

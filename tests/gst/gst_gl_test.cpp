@@ -96,9 +96,10 @@ std::string DecodePath(GstHarness* harness) {
     return path;
 }
 
-GstHarness* GLDecoder(const char* dxt24Decoding = "auto") {
+GstHarness* GLDecoder(const char* decoding = "auto") {
     GstHarness* h = gst_harness_new("qzktdec");
-    gst_util_set_object_arg(G_OBJECT(h->element), "dxt24-decoding", dxt24Decoding);
+    gst_util_set_object_arg(G_OBJECT(h->element), "dxt24-decoding", decoding);
+    gst_util_set_object_arg(G_OBJECT(h->element), "s3tc-decoding", decoding);
     gst_harness_set_sink_caps_str(h, kGLCaps);
     return h;
 }
@@ -124,26 +125,28 @@ class GstGLPathTest : public testing::Test {
 } // namespace
 
 TEST_F(GstGLPathTest, TexturesHoldTheDecodersPicturesForEveryKindAndSize) {
-    // Mesa's llvmpipe: DXT24 on auto decodes on the CPU; S3TC textures are drawn.
+    // Mesa's llvmpipe: every kind on auto decodes on the CPU; shader draws on the "GPU".
     const char* const drawn = "drawn on the GPU into OpenGL textures";
     const char* const cpu = "decoded on the CPU into OpenGL textures";
     const struct Kind {
         const char* name;
         qzkt_settings settings;
-        const char* dxt24Decoding; // the shader, the CPU into the texture, or as the renderer suits
-        int bound;                 // largest difference a channel from qzkt_decode
-        std::string path;          // decode-path afterwards
+        const char* decoding; // dxt24-/s3tc-decoding: shader, the CPU into the texture, or auto
+        int bound;            // largest difference a channel from qzkt_decode
+        std::string path;     // decode-path afterwards
     } kinds[] = {{"DXT24 shader", {0, 1, 0, 2}, "shader", 0, std::string("DXT24 ") + drawn},
                  {"DXT24 raw shader", {0, 1, 1, 2}, "shader", 0, std::string("DXT24 ") + drawn},
                  {"DXT24 cpu", {0, 1, 0, 2}, "cpu", 0, std::string("DXT24 ") + cpu},
                  {"DXT24 auto", {0, 1, 1, 2}, "auto", 0, std::string("DXT24 ") + cpu},
-                 {"DXT1", {0, 0, 0, 2}, "auto", 2, std::string("DXT1 ") + drawn},
-                 {"DXT5", {1, 0, 0, 2}, "auto", 2, std::string("DXT5 ") + drawn}};
+                 {"DXT1 shader", {0, 0, 0, 2}, "shader", 2, std::string("DXT1 ") + drawn},
+                 {"DXT5 shader", {1, 0, 0, 2}, "shader", 2, std::string("DXT5 ") + drawn},
+                 {"DXT1 auto", {0, 0, 1, 2}, "auto", 0, std::string("DXT1 ") + cpu},
+                 {"DXT5 cpu", {1, 0, 0, 2}, "cpu", 0, std::string("DXT5 ") + cpu}};
     for (const auto& size : {std::pair<int, int>{1, 1}, {5, 3}, {37, 29}, {1918, 1078}})
         for (const Kind& kind : kinds) {
             const int w = size.first, h = size.second;
             SCOPED_TRACE(std::string(kind.name) + " " + std::to_string(w) + "x" + std::to_string(h));
-            GstHarness* harness = GLDecoder(kind.dxt24Decoding);
+            GstHarness* harness = GLDecoder(kind.decoding);
             EXPECT_EQ(DecodePath(harness), "none yet");
             gst_harness_set_src_caps_str(harness, SizeCaps("video/x-qzkt", w, h).c_str());
             const int frames = w > 100 ? 2 : 3;

@@ -196,6 +196,7 @@ expect_failure 1 "no display" env -u DISPLAY -u WAYLAND_DISPLAY "$qzkt" play key
 mkdir -p elsewhere/deeper/bin && cp "$qzkt" elsewhere/deeper/bin/qzkt
 expect_failure 1 "GStreamer cannot find qzktdec" env GST_PLUGIN_PATH= elsewhere/deeper/bin/qzkt play keys.mov
 expect_failure 2 "--dxt24 takes" "$qzkt" play --dxt24 gpu keys.mov
+expect_failure 2 "--s3tc takes" "$qzkt" play --s3tc texture keys.mov
 expect_failure 2 "--layers goes with --benchmark" "$qzkt" play --layers 2 keys.mov
 
 if [ "$failures" -ne 0 ]; then

@@ -26,8 +26,8 @@ const char* kHelp =
     "\n"
     "Plays QZKT movies in an OpenGL window at the movie's size, through GStreamer: qzktdec\n"
     "draws each frame's blocks into an OpenGL texture (DXT1/DXT5 as compressed textures,\n"
-    "DXT24 in a shader, or on the CPU into the texture where the renderer is a software one),\n"
-    "so frames are not read back or uploaded again as pixels. Several movies play side by side\n"
+    "DXT24 in a shader; where the renderer is a software one, decoded on the CPU into the\n"
+    "texture), so frames are not read back or uploaded again as pixels. Several movies play side by side\n"
     "as layers, composed by glvideomixer, in sync on one clock; their audio plays mixed.\n"
     "\n"
     "Keys, in the window or the terminal:\n"
@@ -48,6 +48,9 @@ const char* kHelp =
     "                   the GL path (for comparison)\n"
     "  --dxt24 MODE     where DXT24 frames decode: auto (a shader on a hardware renderer, the\n"
     "                   CPU into the texture on a software one), shader or cpu\n"
+    "  --s3tc MODE      where DXT1/DXT5 frames decode: auto (drawn from a compressed texture\n"
+    "                   on a hardware renderer, the CPU into the texture on a software one),\n"
+    "                   shader or cpu\n"
     "  --benchmark      play without a clock, audio or keys, as fast as frames come, once per\n"
     "                   layer count, and print the sustained frames per second, the\n"
     "                   frame-time percentiles (p50, p90, p99, max), and the CPU time per\n"
@@ -117,13 +120,15 @@ int Benchmark(const std::vector<PlayLayer>& movies, const PlaySettings& settings
 int RunPlay(const Args& args) {
     const Options options(
         args, {"--help", "--fullscreen", "--no-audio", "--loop", "--paused", "--no-gl-memory", "--benchmark"},
-        {"--dxt24", "--layers", "--prefs-dir"});
+        {"--dxt24", "--s3tc", "--layers", "--prefs-dir"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().empty()) throw UsageError("give one or more INPUT.mov");
     ApplyPrefsDir(options.Value("--prefs-dir"));
-    const std::string dxt24 = options.Value("--dxt24", "auto");
-    if (dxt24 != "auto" && dxt24 != "shader" && dxt24 != "cpu")
-        throw UsageError("--dxt24 takes auto, shader or cpu, not '" + dxt24 + "'");
+    const std::string dxt24 = options.Value("--dxt24", "auto"), s3tc = options.Value("--s3tc", "auto");
+    for (const auto& [flag, value] :
+         {std::pair<std::string, std::string>{"--dxt24", dxt24}, {"--s3tc", s3tc}})
+        if (value != "auto" && value != "shader" && value != "cpu")
+            throw UsageError(flag + " takes auto, shader or cpu, not '" + value + "'");
     if (options.Has("--layers") && !options.Has("--benchmark"))
         throw UsageError("--layers goes with --benchmark");
     if (options.Has("--benchmark") &&
@@ -150,6 +155,7 @@ int RunPlay(const Args& args) {
     settings.startPaused = options.Has("--paused");
     settings.glMemory = !options.Has("--no-gl-memory");
     settings.dxt24 = dxt24;
+    settings.s3tc = s3tc;
     settings.benchmark = options.Has("--benchmark");
 
     PreferPluginBesideTool();

@@ -252,6 +252,7 @@ void Player::BuildLayer(size_t index, GstElement* videoTarget, GstElement* audio
     g_object_set(source, "location", layer.path.c_str(), nullptr);
     g_object_set(chain->decoder, "gl-memory", settings_.glMemory ? TRUE : FALSE, nullptr);
     gst_util_set_object_arg(G_OBJECT(chain->decoder), "dxt24-decoding", settings_.dxt24.c_str());
+    gst_util_set_object_arg(G_OBJECT(chain->decoder), "s3tc-decoding", settings_.s3tc.c_str());
     gst_bin_add_many(GST_BIN(pipeline_), source, demux, chain->videoQueue, chain->decoder, nullptr);
     if (!gst_element_link(source, demux) || !gst_element_link(chain->videoQueue, chain->decoder))
         throw ToolError("cannot link the elements that read " + layer.path);

@@ -27,6 +27,7 @@ struct PlaySettings {
     bool startPaused = false;   // show the first frame and wait for space
     bool glMemory = true;       // qzktdec's gl-memory: false decodes to system memory and uploads
     std::string dxt24 = "auto"; // qzktdec's dxt24-decoding
+    std::string s3tc = "auto";  // qzktdec's s3tc-decoding
     // Play as fast as frames come, without a clock, audio or keys, and record when each frame
     // reaches the video sink.
     bool benchmark = false;
