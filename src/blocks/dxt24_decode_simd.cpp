@@ -13,6 +13,8 @@
 
 #include <hwy/highway.h>
 
+#include "blocks/block_rows_simd-inl.h"
+
 #include "blocks/dxt24_decode.h"
 #include "blocks/dxt24_simd.h"
 
@@ -46,21 +48,8 @@ alignas(16) constexpr uint8_t kSwappedWords[16] = {Z, Z, 3, Z, 4, Z, 5, Z, Z, Z,
 alignas(16) constexpr uint8_t kEndpointBytes[16] = {Z, 0, 1, 2, Z, 3, 4, 5, Z, Z, Z, Z, Z, Z, Z, Z};
 alignas(16) constexpr uint8_t kThirdsBytes[16] = {Z, Z, Z, Z, Z, Z, Z, Z, 0, 2, 4, 6, 8, 10, 12, 14};
 alignas(16) constexpr uint8_t kAlpha[16] = {255, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0};
-// Pixel p = 4y + x: its row's index byte (block byte 6 + y); columns 2 and 3 take it
-// shifted right by 4, then bits 0-1 (even columns) or 2-3 (odd columns) hold the index.
+// Pixel p = 4y + x: its row's index byte, block byte 6 + y (block_rows_simd-inl.h).
 alignas(16) constexpr uint8_t kIndexRow[16] = {6, 6, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 9, 9, 9, 9};
-alignas(16) constexpr uint8_t kHighColumns[16] = {0, 0, 255, 255, 0, 0, 255, 255,
-                                                  0, 0, 255, 255, 0, 0, 255, 255};
-alignas(16) constexpr uint8_t kIndexBits[16] = {3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12};
-// Index in bits 0-1 or already times 4 in bits 2-3 -> index * 4, the entry's palette offset.
-alignas(16) constexpr uint8_t kTimesFour[16] = {0, 4, 8, 12, 4, 0, 0, 0, 8, 0, 0, 0, 12, 0, 0, 0};
-// Row y's four pixel offsets, each repeated for the pixel's four bytes, plus the byte.
-alignas(16) constexpr uint8_t kRowPixels[4][16] = {
-    {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3},
-    {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
-    {8, 8, 8, 8, 9, 9, 9, 9, 10, 10, 10, 10, 11, 11, 11, 11},
-    {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
-alignas(16) constexpr uint8_t kPixelBytes[16] = {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3};
 
 // Block k of the group (10 bytes at p + 10k, and the 6 bytes after them) in part k.
 template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_RESTRICT p) {
@@ -89,17 +78,9 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* o
                                        hn::TableLookupBytesOr0(thirds, hn::LoadDup128(d, kThirdsBytes))),
                                 hn::LoadDup128(d, kAlpha));
 
-    const auto rows = hn::TableLookupBytes(v, hn::LoadDup128(d, kIndexRow));
-    const auto shifted = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, rows)));
-    const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
-    const auto offsets =
-        hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour), hn::And(picked, hn::LoadDup128(d, kIndexBits)));
-    const auto pixelBytes = hn::LoadDup128(d, kPixelBytes);
-    for (int y = 0; y < 4; ++y) {
-        const auto select =
-            hn::Or(hn::TableLookupBytes(offsets, hn::LoadDup128(d, kRowPixels[y])), pixelBytes);
-        hn::StoreU(hn::TableLookupBytes(palette, select), d, out + y * rowBytes);
-    }
+    const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow);
+    for (int y = 0; y < 4; ++y)
+        hn::StoreU(block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y), d, out + y * rowBytes);
 }
 
 } // namespace

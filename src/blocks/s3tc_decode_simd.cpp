@@ -16,6 +16,8 @@
 
 #include <hwy/highway.h>
 
+#include "blocks/block_rows_simd-inl.h"
+
 #include "blocks/s3tc_decode.h"
 #include "blocks/s3tc_simd.h"
 
@@ -56,23 +58,10 @@ alignas(16) constexpr uint8_t kLane1[16] = {2, 3, 2, 3, 2, 3, 2, 3, 2, 3, 2, 3, 
 // DXT1's alpha 255 in both colours: the steps and the mean keep it, the three-colour black is 0.
 alignas(16) constexpr uint16_t kOpaque[8] = {255, 0, 0, 0, 255, 0, 0, 0};
 
-// Pixel p = 4y + x: its row's index byte (colour block byte 4 + y); columns 2 and 3 take it
-// shifted right by 4, then bits 0-1 (even columns) or 2-3 (odd columns) hold the index.
+// Pixel p = 4y + x: its row's index byte, colour block byte 4 + y (block_rows_simd-inl.h).
 alignas(16) constexpr uint8_t kIndexRow[2][16] = {
     {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
     {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
-alignas(16) constexpr uint8_t kHighColumns[16] = {0, 0, 255, 255, 0, 0, 255, 255,
-                                                  0, 0, 255, 255, 0, 0, 255, 255};
-alignas(16) constexpr uint8_t kIndexBits[16] = {3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12};
-// Index in bits 0-1 or already times 4 in bits 2-3 -> index * 4, the entry's palette offset.
-alignas(16) constexpr uint8_t kTimesFour[16] = {0, 4, 8, 12, 4, 0, 0, 0, 8, 0, 0, 0, 12, 0, 0, 0};
-// Row y's four pixel offsets, each repeated for the pixel's four bytes, plus the byte.
-alignas(16) constexpr uint8_t kRowPixels[4][16] = {
-    {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3},
-    {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
-    {8, 8, 8, 8, 9, 9, 9, 9, 10, 10, 10, 10, 11, 11, 11, 11},
-    {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
-alignas(16) constexpr uint8_t kPixelBytes[16] = {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3};
 
 // DXT5 alpha: a0 and a1 in every 16-bit lane; 64 * the weight of each code (code 1's 256
 // gives a1 itself) for seven and five steps; codes 6 and 7 of five steps are 0 and 255.
@@ -177,21 +166,12 @@ template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v) {
 template <class D>
 HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5, uint8_t* out,
                              ptrdiff_t rowBytes) {
-    const hn::Repartition<uint16_t, D> d16;
     const auto v = LoadBlocks(d, blocks, dxt5);
     const auto palette = ColourPalette(d, v, dxt5);
-
-    const auto rows = hn::TableLookupBytes(v, hn::LoadDup128(d, kIndexRow[dxt5]));
-    const auto shifted = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, rows)));
-    const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
-    const auto offsets =
-        hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour), hn::And(picked, hn::LoadDup128(d, kIndexBits)));
-    const auto pixelBytes = hn::LoadDup128(d, kPixelBytes);
+    const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow[dxt5]);
     const auto alphas = dxt5 ? PixelAlphas(d, v) : hn::Zero(d);
     for (int y = 0; y < 4; ++y) {
-        const auto select =
-            hn::Or(hn::TableLookupBytes(offsets, hn::LoadDup128(d, kRowPixels[y])), pixelBytes);
-        auto pixels = hn::TableLookupBytes(palette, select);
+        auto pixels = block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y);
         if (dxt5) pixels = hn::Or(pixels, hn::TableLookupBytesOr0(alphas, hn::LoadDup128(d, kAlphaRow[y])));
         hn::StoreU(pixels, d, out + y * rowBytes);
     }

@@ -1,0 +1,63 @@
+// What the SIMD block decoders share, one block per 128-bit part of a vector: turning the four
+// index bytes of each block (2 bits a pixel, row y in byte y) into the byte offsets of each
+// pixel's palette entry, and picking a row of pixels out of a 16-byte palette (4 entries of
+// 4 bytes) with one byte shuffle. Included once per Highway target (foreach_target.h) by the
+// DXT24 and S3TC decoders, inside their HWY_NAMESPACE, on targets with byte shuffles.
+
+// Per-target include guard, as Highway requires for headers included once per target.
+#if defined(QZKT_BLOCK_ROWS_SIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef QZKT_BLOCK_ROWS_SIMD_INL_H_
+#undef QZKT_BLOCK_ROWS_SIMD_INL_H_
+#else
+#define QZKT_BLOCK_ROWS_SIMD_INL_H_
+#endif
+
+#include <cstdint>
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace block_rows {
+namespace HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Pixel p = 4y + x takes its row's index byte (the caller's control puts byte y of the
+// indices at bytes 4y..4y+3); columns 2 and 3 take it shifted right by 4, then bits 0-1 (even
+// columns) or 2-3 (odd columns) hold the index.
+alignas(16) constexpr uint8_t kHighColumns[16] = {0, 0, 255, 255, 0, 0, 255, 255,
+                                                  0, 0, 255, 255, 0, 0, 255, 255};
+alignas(16) constexpr uint8_t kIndexBits[16] = {3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12, 3, 12};
+// Index in bits 0-1 or already times 4 in bits 2-3 -> index * 4, the entry's palette offset.
+alignas(16) constexpr uint8_t kTimesFour[16] = {0, 4, 8, 12, 4, 0, 0, 0, 8, 0, 0, 0, 12, 0, 0, 0};
+// Row y's four pixel offsets, each repeated for the pixel's four bytes, plus the byte.
+alignas(16) constexpr uint8_t kRowPixels[4][16] = {
+    {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3},
+    {4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7},
+    {8, 8, 8, 8, 9, 9, 9, 9, 10, 10, 10, 10, 11, 11, 11, 11},
+    {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
+alignas(16) constexpr uint8_t kPixelBytes[16] = {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3};
+
+// Each pixel's palette offset (0, 4, 8 or 12), pixel order, from the blocks in v; indexRow
+// picks each pixel's row byte of the indices.
+template <class D> HWY_INLINE hn::Vec<D> PaletteOffsets(D d, hn::Vec<D> v, const uint8_t* indexRow) {
+    const hn::Repartition<uint16_t, D> d16;
+    const auto rows = hn::TableLookupBytes(v, hn::LoadDup128(d, indexRow));
+    const auto shifted = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, rows)));
+    const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
+    return hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour),
+                                hn::And(picked, hn::LoadDup128(d, kIndexBits)));
+}
+
+// Row y's four pixels, each its palette entry's four bytes.
+template <class D> HWY_INLINE hn::Vec<D> PixelRow(D d, hn::Vec<D> palette, hn::Vec<D> offsets, int y) {
+    const auto select = hn::Or(hn::TableLookupBytes(offsets, hn::LoadDup128(d, kRowPixels[y])),
+                               hn::LoadDup128(d, kPixelBytes));
+    return hn::TableLookupBytes(palette, select);
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace block_rows
+HWY_AFTER_NAMESPACE();
+
+#endif // QZKT_BLOCK_ROWS_SIMD_INL_H_
