@@ -49,7 +49,7 @@ screenshot() { # width height check movie... -> shot.argb
         sleep 0.1
     done
     local shown=no
-    for _ in $(seq 20); do
+    for _ in $(seq 40); do
         sleep 0.25
         ffmpeg -v error -f x11grab -video_size "${width}x$height" -i "$DISPLAY" -frames:v 1 -pix_fmt argb \
             -f rawvideo -y shot.argb || continue
@@ -61,7 +61,27 @@ screenshot() { # width height check movie... -> shot.argb
     echo q >&3 2>/dev/null
     exec 3>&-
     wait "$player" || fail "qzkt play $* exited with $? ($(cat err))"
-    [ "$shown" = yes ] || fail "the window does not show the first frame of $*"
+    [ "$shown" = yes ] || fail "the window does not show the first frame of $*: $(describe_shot "$width" "$height")"
+}
+
+# What the last screenshot held against the expected picture: bytes that differ, the largest
+# difference, the first differing pixel.
+describe_shot() {
+    python3 - "$1" "$2" shot.argb "${expected:-/dev/null}" <<'EOF'
+import sys
+width, height = int(sys.argv[1]), int(sys.argv[2])
+shot, want = (open(p, "rb").read() for p in sys.argv[3:5])
+if len(shot) != width * height * 4:
+    print(f"a {len(shot)}-byte screenshot"); sys.exit()
+if len(want) != len(shot):
+    print("no expected picture of its size"); sys.exit()
+diffs = [i for i in range(len(shot)) if shot[i] != want[i]]
+if not diffs:
+    print("the same bytes"); sys.exit()
+first = diffs[0] // 4
+print(f"{len(diffs)} bytes differ, by up to {max(abs(shot[i] - want[i]) for i in diffs)}; first at pixel "
+      f"{first % width},{first // width}: {list(shot[first*4:first*4+4])} for {list(want[first*4:first*4+4])}")
+EOF
 }
 
 # The screen against qzkt decode's first frame, byte for byte (DXT5 pixels over black: the
