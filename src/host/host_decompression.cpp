@@ -71,12 +71,6 @@ class ThreadRendererPolicyScope {
     GLRendererPolicy previous_;
 };
 
-// Whether there is a hardware OpenGL renderer, asked once per process (it makes a context).
-bool HasHardwareRenderer() {
-    static const bool has = ProbeGLRenderer(false).available;
-    return has;
-}
-
 // Whether a frame that passed the layout check can go to the CPU decoder with its LZF payload
 // walked only once, by unpacking it: a DXT1/DXT5 frame without a packed second plane (whose
 // stream only the whole check walks; the CPU decoder does not use the plane).
@@ -240,7 +234,8 @@ const char* HostDecompressionProblem(const HostDecompression* d) {
 bool HostDecompressionDecodesS3TCOnCPU(const HostDecompression* d) {
     if (d == nullptr) return false;
     if (d->renderer == kHostRendererCPU) return true;
-    return d->renderer == kHostRendererAuto && !HasHardwareRenderer();
+    // Whether there is a hardware renderer is asked once per process (it makes a context).
+    return d->renderer == kHostRendererAuto && !HostDecompressionRendererAvailable(false);
 }
 
 const char* HostDecompressionRendererName(const HostDecompression* d) {

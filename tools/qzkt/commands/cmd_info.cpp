@@ -301,7 +301,8 @@ class MovieReport {
                         {"largest", largest_},
                         {"ratio", totalBytes_ > 0 ? RawFrameBytes() * frames_ / totalBytes_ : 0.0},
                         {"mbit_per_second", totalBytes_ * 8.0 * rate / frames_ / 1e6}};
-        if (!S3TCDecoder().empty()) summary["s3tc_decoder"] = S3TCDecoder();
+        const std::string decoder = S3TCDecoder();
+        if (!decoder.empty()) summary["s3tc_decoder"] = decoder;
         return summary;
     }
 
