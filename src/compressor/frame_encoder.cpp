@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <lzf.h>
 
 #include "blocks/block_coders.h"
 #include "compressor/dxt24_threaded.h"
@@ -14,6 +13,7 @@
 #include "platform/system_info.h"
 #include "stream/kel_header.h"
 #include "stream/kel_settings.h"
+#include "stream/lzf_pack.h"
 
 namespace {
 
@@ -98,11 +98,12 @@ ComponentResult CompressDXTOnly(KELCompressorGlobalsPtr globals, ICMCompressorSo
     header.blockColourPlane = globals->dxt24 ^ 1;
     header.blockKind = useDXT24 ? kKELBlockKindDXT24 : kKELBlockKindS3TC;
 
-    // An output limit equal to the input makes LZF give up (0) whenever packing would not
-    // shrink the payload; the payload is then stored raw.
+    // LZFPack writes lzf_compress's bytes, faster. An output limit equal to the input makes it
+    // give up (0) whenever packing would not shrink the payload; the payload is then stored raw.
     unsigned int packedSize = 0;
     if (globals->noLZF != 1 && payloadSize > 0)
-        packedSize = lzf_compress(payload, payloadSize, frameData + kKELHeaderSize, payloadSize);
+        packedSize =
+            static_cast<unsigned int>(LZFPack(payload, payloadSize, frameData + kKELHeaderSize, payloadSize));
     if (packedSize != 0) {
         header.storedSize = packedSize;
         header.packing = kKELPackingLZF;

@@ -55,6 +55,72 @@ found:
     return capped > floor ? capped : floor;
 }
 
+// The table slot of the three bytes at p, read as one word where a fourth byte follows.
+inline uint32_t SlotAt(const uint8_t* p) {
+    return Slot(__builtin_bswap32(Load32(p)) >> 8);
+}
+
+// The packer's state between its steps: the input position, the output position (just past
+// the open run's literals) and the open run's length, whose control byte is at op - lit - 1.
+struct PackState {
+    const uint8_t* in;
+    const uint8_t* inEnd;
+    uint8_t* outEnd;
+    uint32_t* slots;
+    const uint8_t* ip;
+    uint8_t* op;
+    uint32_t lit;
+};
+
+// Closes the open run, writes the match at s.ip against ref (off: lzf_compress's distance less
+// one) and opens a new run, then enters the match's last two positions into the table. Returns
+// false when the match does not fit in the output (lzf_compress's two-step check), true
+// otherwise; s.ip is then past the match, or within two bytes of the end.
+__attribute__((always_inline)) inline bool PutMatch(PackState& s, const uint8_t* ref, size_t off) {
+    const uint32_t left = static_cast<uint32_t>(s.inEnd - s.ip) - 2;
+    const uint32_t maxLength = left > kMaxMatch ? kMaxMatch : left;
+    uint8_t* op = s.op;
+    const uint32_t lit = s.lit;
+    if (op + 3 + 1 >= s.outEnd && op - (lit == 0 ? 1 : 0) + 3 + 1 >= s.outEnd) return false;
+    op[-static_cast<ptrdiff_t>(lit) - 1] = static_cast<uint8_t>(lit - 1); // close the run
+    op -= lit == 0 ? 1 : 0;                                               // or drop an empty one
+
+    const uint32_t len = MatchLength(ref, s.ip, maxLength) - 2; // lzf_compress's len: bytes - 2
+    if (len < 7) {
+        *op++ = static_cast<uint8_t>((off >> 8) + (len << 5));
+    } else {
+        *op++ = static_cast<uint8_t>((off >> 8) + (7 << 5));
+        *op++ = static_cast<uint8_t>(len - 7);
+    }
+    *op++ = static_cast<uint8_t>(off);
+    s.lit = 0;
+    s.op = op + 1; // a new run
+
+    const uint8_t* ip = s.ip + len + 2;
+    s.ip = ip;
+    if (s.inEnd - ip <= 2) return true;
+    // The last two positions of the match go into the table.
+    // (Their word loads end at ip[2], within the input.)
+    const uint8_t* last = ip - 2;
+    s.slots[SlotAt(last)] = static_cast<uint32_t>(last - s.in);
+    s.slots[SlotAt(last + 1)] = static_cast<uint32_t>(last + 1 - s.in);
+    return true;
+}
+
+// Adds the literal at s.ip to the open run, closing the run at 32.
+inline void PutLiteral(PackState& s) {
+    *s.op++ = *s.ip++;
+    if (++s.lit == kMaxLiterals) {
+        s.op[-static_cast<ptrdiff_t>(kMaxLiterals) - 1] = static_cast<uint8_t>(kMaxLiterals - 1);
+        s.lit = 0;
+        ++s.op;
+    }
+}
+
+// How far from both ends the fast steps stay: a whole run's scan, its word loads and its
+// literal copy (two 16-byte stores), and the match that may end it.
+constexpr ptrdiff_t kFastMargin = 48;
+
 } // namespace
 
 size_t LZFPack(const uint8_t* in, size_t inSize, uint8_t* out, size_t outSize) {
@@ -63,81 +129,66 @@ size_t LZFPack(const uint8_t* in, size_t inSize, uint8_t* out, size_t outSize) {
     // a match, as lzf_compress requires ref > in.
     thread_local std::vector<uint32_t> table;
     table.assign(kHashSize, 0);
-    // A local pointer: the output's byte stores could otherwise alias the vector's own.
-    uint32_t* const slots = table.data();
 
-    const uint8_t* ip = in;
-    const uint8_t* const inEnd = in + inSize;
-    uint8_t* op = out;
-    uint8_t* const outEnd = out + outSize;
-    // The open literal run: its control byte at op - lit - 1, as in lzf_compress.
-    uint32_t lit = 0;
-    ++op;
+    PackState s{in, in + inSize, out + outSize, table.data(), in, out + 1, 0};
 
-    uint32_t h = static_cast<uint32_t>(ip[0]) << 8 | (inSize > 1 ? ip[1] : 0);
-    while (inEnd - ip > 2) {
-        h = h << 8 | ip[2];
-        uint32_t& slot = slots[Slot(h)];
+    // Fast steps, far from both ends, where none of lzf_compress's output checks can fail: scan
+    // up to the end of the open run for a match, without a branch per condition, then copy the
+    // scanned literals at once.
+    while (s.inEnd - s.ip >= kFastMargin && s.outEnd - s.op >= kFastMargin) {
+        const uint8_t* const scanStart = s.ip;
+        const uint8_t* const scanEnd = scanStart + (kMaxLiterals - s.lit);
+        const uint8_t* ip = scanStart;
+        uint32_t ref = 0;
+        size_t off = 0;
+#pragma GCC unroll 4
+        for (; ip < scanEnd; ++ip) {
+            const uint32_t pos = static_cast<uint32_t>(ip - in);
+            uint32_t& slot = s.slots[SlotAt(ip)];
+            ref = slot;
+            slot = pos;
+            off = pos - ref - 1; // wraps for ref == pos: no match
+            // Far positions are not read (they may be out of the cache): position 0 instead,
+            // chosen by a mask, as a branch here would be mispredicted often.
+            const uint32_t near = 0u - static_cast<uint32_t>(off < kMaxOffset);
+            const uint32_t word = Load32(in + (ref & near));
+            if (((((word ^ Load32(ip)) & 0xFFFFFF) == 0) & (near != 0) & (ref != 0)) != 0) break;
+        }
+        const size_t count = static_cast<size_t>(ip - scanStart);
+        std::memcpy(s.op, scanStart, 16);
+        std::memcpy(s.op + 16, scanStart + 16, 16);
+        s.op += count;
+        s.ip = ip;
+        s.lit += static_cast<uint32_t>(count);
+        if (ip == scanEnd) { // no match: the run is full
+            s.op[-static_cast<ptrdiff_t>(kMaxLiterals) - 1] = static_cast<uint8_t>(kMaxLiterals - 1);
+            s.lit = 0;
+            ++s.op;
+            continue;
+        }
+        PutMatch(s, in + ref, off); // fits: far from the output's end
+    }
+
+    // The plain steps near the ends, checking the output room as lzf_compress does.
+    while (s.inEnd - s.ip > 2) {
+        const uint8_t* ip = s.ip;
+        const uint32_t h = static_cast<uint32_t>(ip[0]) << 16 | static_cast<uint32_t>(ip[1]) << 8 | ip[2];
+        uint32_t& slot = s.slots[Slot(h)];
         const uint8_t* ref = in + slot;
         slot = static_cast<uint32_t>(ip - in);
         const size_t off = static_cast<size_t>(ip - ref) - 1; // wraps for ref >= ip: no match
-        // The three bytes at ref and ip: one load each where a fourth byte follows ip.
-        const bool same = off < kMaxOffset && ref > in &&
-                          (inEnd - ip >= 4 ? ((Load32(ref) ^ Load32(ip)) & 0xFFFFFF) == 0
-                                           : ref[0] == ip[0] && ref[1] == ip[1] && ref[2] == ip[2]);
-        if (same) {
-            const uint32_t left = static_cast<uint32_t>(inEnd - ip) - 2;
-            const uint32_t maxLength = left > kMaxMatch ? kMaxMatch : left;
-            if (op + 3 + 1 >= outEnd && op - (lit == 0 ? 1 : 0) + 3 + 1 >= outEnd) return 0;
-            op[-static_cast<ptrdiff_t>(lit) - 1] = static_cast<uint8_t>(lit - 1); // close the run
-            op -= lit == 0 ? 1 : 0;                                               // or drop an empty one
-
-            const uint32_t len = MatchLength(ref, ip, maxLength) - 2; // lzf_compress's len: bytes - 2
-            ++ip;
-            if (len < 7) {
-                *op++ = static_cast<uint8_t>((off >> 8) + (len << 5));
-            } else {
-                *op++ = static_cast<uint8_t>((off >> 8) + (7 << 5));
-                *op++ = static_cast<uint8_t>(len - 7);
-            }
-            *op++ = static_cast<uint8_t>(off);
-            lit = 0;
-            ++op; // a new run
-
-            ip += len + 1;
-            if (inEnd - ip <= 2) break;
-            // The last two positions of the match go into the table, and h carries on from them.
-            ip -= 2;
-            h = static_cast<uint32_t>(ip[0]) << 8 | ip[1];
-            h = h << 8 | ip[2];
-            slots[Slot(h)] = static_cast<uint32_t>(ip - in);
-            ++ip;
-            h = h << 8 | ip[2];
-            slots[Slot(h)] = static_cast<uint32_t>(ip - in);
-            ++ip;
+        if (off < kMaxOffset && ref > in && ref[0] == ip[0] && ref[1] == ip[1] && ref[2] == ip[2]) {
+            if (!PutMatch(s, ref, off)) return 0;
         } else {
-            if (op >= outEnd) return 0;
-            ++lit;
-            *op++ = *ip++;
-            if (lit == kMaxLiterals) {
-                op[-static_cast<ptrdiff_t>(lit) - 1] = static_cast<uint8_t>(lit - 1);
-                lit = 0;
-                ++op;
-            }
+            if (s.op >= s.outEnd) return 0;
+            PutLiteral(s);
         }
     }
 
-    if (op + 3 > outEnd) return 0; // at most 3 bytes follow
-    while (ip < inEnd) {
-        ++lit;
-        *op++ = *ip++;
-        if (lit == kMaxLiterals) {
-            op[-static_cast<ptrdiff_t>(lit) - 1] = static_cast<uint8_t>(lit - 1);
-            lit = 0;
-            ++op;
-        }
-    }
-    op[-static_cast<ptrdiff_t>(lit) - 1] = static_cast<uint8_t>(lit - 1);
-    op -= lit == 0 ? 1 : 0;
-    return static_cast<size_t>(op - out);
+    if (s.op + 3 > s.outEnd) return 0; // at most 3 bytes follow
+    while (s.ip < s.inEnd)
+        PutLiteral(s);
+    s.op[-static_cast<ptrdiff_t>(s.lit) - 1] = static_cast<uint8_t>(s.lit - 1);
+    s.op -= s.lit == 0 ? 1 : 0;
+    return static_cast<size_t>(s.op - out);
 }
