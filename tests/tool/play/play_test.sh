@@ -34,8 +34,8 @@ make_movie() { # name size seconds audio-codec [encode options...]
 
 # Plays with --paused, and once the first frame is up grabs the window's pixels until the check
 # passes (the sink draws the prerolled frame as it posts the message; a loaded machine may
-# show it a little later), then quits with q. The window is the only one on Xvfb's screen, at
-# its top-left corner.
+# show it later: up to 20 s are allowed, as ctest -j2 once needed more than 10), then quits
+# with q. The window is the only one on Xvfb's screen, at its top-left corner.
 screenshot() { # width height check movie... -> shot.argb
     local width=$1 height=$2 check=$3
     shift 3
@@ -49,7 +49,7 @@ screenshot() { # width height check movie... -> shot.argb
         sleep 0.1
     done
     local shown=no
-    for _ in $(seq 40); do
+    for _ in $(seq 80); do
         sleep 0.25
         ffmpeg -v error -f x11grab -video_size "${width}x$height" -i "$DISPLAY" -frames:v 1 -pix_fmt argb \
             -f rawvideo -y shot.argb || continue
