@@ -2,11 +2,14 @@
 // selectors a host calls per frame.
 #include "host_decompression.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
+#include "blocks/block_coders.h"
 #include "blocks/s3tc_decode.h"
 #include "decompressor/gpu_size_rule.h"
 #include "gl/gl_context.h"
@@ -71,29 +74,54 @@ class ThreadRendererPolicyScope {
     GLRendererPolicy previous_;
 };
 
-// Whether a frame that passed the layout check can go to the CPU decoder with its LZF payload
-// walked only once, by unpacking it: a DXT1/DXT5 frame without a packed second plane (whose
-// stream only the whole check walks; the CPU decoder does not use the plane).
-bool UnpacksWhileChecking(const uint8_t* frame) {
+// Whether a frame that passed the layout check can be decoded here on the CPU with its LZF
+// payload walked only once, by unpacking it: a DXT24 frame, or a DXT1/DXT5 frame when this
+// decompression uses the CPU decoder, either without a packed second plane (whose stream only
+// the whole check walks; neither decoder uses the plane).
+bool UnpacksWhileChecking(const HostDecompression* d, const uint8_t* frame) {
     const KELHeader header = ReadKELHeader(frame);
     const bool plane =
         static_cast<int32_t>(header.planeWidth) > 0 && static_cast<int32_t>(header.planeHeight) > 0;
-    return header.blockKind == kKELBlockKindS3TC && !(plane && header.planePacking == kKELPackingLZF);
+    if (plane && header.planePacking == kKELPackingLZF) return false;
+    // The DXT24 decoder writes whole blocks: only frames whose rows hold whole blocks (every
+    // common video width) can take it without the decompressor's padded buffer.
+    return (header.blockKind == kKELBlockKindDXT24 && d->width % 4 == 0) ||
+           (header.blockKind == kKELBlockKindS3TC && HostDecompressionDecodesS3TCOnCPU(d));
 }
 
-// A DXT1/DXT5 frame on the CPU: its payload unpacked into the decompression's block buffer,
-// then decoded into exactly width x height pixels. The frame passed the layout check; a
+// The DXT24 blocks in d->cpuBlocks into the width x height pixels at argb (a width of whole
+// blocks): the whole block rows directly, a last partial one through a four-row buffer.
+void DecodeDXT24Rows(HostDecompression* d, uint8_t* argb, size_t rowBytes) {
+    const BlockImageDecoder decode = CodersFor(BlockKind::kDXT24).decode;
+    const int wholeRows = d->height / 4 * 4;
+    const int row = static_cast<int>(rowBytes);
+    decode(d->cpuBlocks, argb, d->width, wholeRows, row);
+    const int left = d->height - wholeRows;
+    if (left == 0) return;
+    const size_t lineBytes = static_cast<size_t>(d->width) * 4;
+    std::vector<uint8_t> last(lineBytes * 4);
+    decode(d->cpuBlocks + static_cast<size_t>(wholeRows / 4) * (d->width / 4) * kDXT24BlockBytes, last.data(),
+           d->width, 4, static_cast<int>(lineBytes));
+    for (int y = 0; y < left; ++y)
+        std::memcpy(argb + static_cast<size_t>(wholeRows + y) * rowBytes, &last[lineBytes * y], lineBytes);
+}
+
+// A frame on the CPU: its payload unpacked into the decompression's block buffer, then decoded
+// into exactly width x height pixels, as the decompressor's own CPU path does for DXT24 (which
+// reads 10-byte blocks whatever the alpha flag says). The frame passed the layout check; a
 // packed payload that does not unpack to exactly the frame's blocks is a damaged frame, named
 // as the whole check names it, and the destination is untouched.
-OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, size_t frameSize, uint8_t* argb,
-                         size_t rowBytes) {
+OSStatus DecodeOnCPU(HostDecompression* d, const uint8_t* frame, size_t frameSize, uint8_t* argb,
+                     size_t rowBytes) {
     const KELHeader header = ReadKELHeader(frame);
-    const bool dxt5 = header.alpha != 0;
-    const size_t size = static_cast<size_t>(KELBlockCount(d->width, d->height)) * kDXT5BlockBytes;
-    if (d->cpuBlocks == nullptr) d->cpuBlocks = static_cast<uint8_t*>(std::malloc(size));
+    const bool dxt24 = header.blockKind == kKELBlockKindDXT24;
+    const bool alpha = header.alpha != 0;
+    const size_t blocks = static_cast<size_t>(KELBlockCount(d->width, d->height));
+    if (d->cpuBlocks == nullptr) // room for the largest blocks of any kind
+        d->cpuBlocks = static_cast<uint8_t*>(
+            std::malloc(blocks * std::max(KELBytesPerBlock(true, true), KELBytesPerBlock(false, true))));
     if (d->cpuBlocks == nullptr) return memFullErr;
-    const size_t payload =
-        static_cast<size_t>(KELBlockCount(d->width, d->height)) * KELBytesPerBlock(false, dxt5);
+    const size_t payload = blocks * KELBytesPerBlock(dxt24, alpha);
     const uint8_t* stored = frame + header.headerSize;
     if (header.packing != kKELPackingLZF) {
         std::memcpy(d->cpuBlocks, stored, payload); // the layout check saw at least this many
@@ -104,7 +132,10 @@ OSStatus DecodeS3TCOnCPU(HostDecompression* d, const uint8_t* frame, size_t fram
             problem != KELFrameProblem::kNone ? problem : KELFrameProblem::kPayloadUnpack);
         return codecBadDataErr;
     }
-    DecodeS3TC(d->cpuBlocks, dxt5, argb, d->width, d->height, static_cast<int>(rowBytes));
+    if (dxt24)
+        DecodeDXT24Rows(d, argb, rowBytes);
+    else
+        DecodeS3TC(d->cpuBlocks, alpha, argb, d->width, d->height, static_cast<int>(rowBytes));
     return noErr;
 }
 
@@ -169,18 +200,18 @@ OSStatus HostDecompressionDecodeFrame(HostDecompression* d, const uint8_t* frame
     if (frame == nullptr) frame = kNoBytes;
 
     // Damaged frames are declined before the decompressor sees them: nothing is sized or
-    // allocated from their headers. DXT1/DXT5 frames for the CPU decoder have their LZF stream
-    // walked by the unpacking itself (the same verdict, one pass instead of two).
+    // allocated from their headers. Frames decoded here on the CPU have their LZF stream walked
+    // by the unpacking itself (the same verdict, one pass instead of two: a tenth of a DXT24
+    // decode).
     KELFrameProblem problem = CheckKELFrame(frame, size, d->width, d->height, KELFrameCheckDepth::kLayout);
-    const bool onCPU = problem == KELFrameProblem::kNone && UnpacksWhileChecking(frame) &&
-                       HostDecompressionDecodesS3TCOnCPU(d);
+    const bool onCPU = problem == KELFrameProblem::kNone && UnpacksWhileChecking(d, frame);
     if (problem == KELFrameProblem::kNone && !onCPU)
         problem = CheckKELFrame(frame, size, d->width, d->height);
     if (problem != KELFrameProblem::kNone) {
         *d->problem = KELFrameProblemText(problem);
         return codecBadDataErr;
     }
-    if (onCPU) return DecodeS3TCOnCPU(d, frame, size, argb, rowBytes);
+    if (onCPU) return DecodeOnCPU(d, frame, size, argb, rowBytes);
     // DXT1/DXT5 frames (block kind 0; the frame check declined the others but DXT24's) decode
     // on the GPU: only when it can hold them.
     const uint8_t blockKind = frame[kKELBlockKindOffset];
