@@ -32,6 +32,9 @@ struct ArgbFrame {
     // bytes apart: the caller may swap it for a vector of its own instead of copying the frame
     // (the source sizes whatever it gets back before its next frame). Null otherwise.
     FrameBytes* buffer = nullptr;
+    // Set when data lies in a read-only mapping of the input file (rows width * 4 bytes apart),
+    // which this keeps mapped: the caller may keep it and read the frame later without a copy.
+    std::shared_ptr<const uint8_t> mapped;
 };
 
 class FrameSource {

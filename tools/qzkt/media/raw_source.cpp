@@ -2,6 +2,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/tool_error.h"
@@ -31,6 +33,8 @@ class RawSource : public FrameSource {
             const off_t size = lseek(fd_, 0, SEEK_END);
             if (size > 0) expectedFrames_ = size / (static_cast<off_t>(width) * height * 4);
             lseek(fd_, 0, SEEK_SET);
+            struct stat status {};
+            mappable_ = fstat(fd_, &status) == 0 && S_ISREG(status.st_mode);
         }
         frame_.resize(static_cast<size_t>(width) * height * 4);
     }
@@ -42,6 +46,7 @@ class RawSource : public FrameSource {
     std::string Damage() const override { return damage_; }
 
     bool Next(ArgbFrame& out) override {
+        if (mappable_) return NextMapped(out);
         frame_.resize(static_cast<size_t>(width_) * height_ * 4); // it may have been swapped away
         size_t filled = 0;
         while (filled < frame_.size()) {
@@ -53,24 +58,67 @@ class RawSource : public FrameSource {
         }
         if (filled == 0) return false;
         if (filled < frame_.size()) {
-            // The frames before it are whole; they are kept and the rest is reported.
-            damage_ = "it ends inside frame " + std::to_string(index_ + 1) + " (" + std::to_string(filled) +
-                      " of " + std::to_string(frame_.size()) + " bytes of a " + std::to_string(width_) + "x" +
-                      std::to_string(height_) + " ARGB frame)";
+            ReportCut(filled);
             return false;
         }
         out.data = frame_.data();
         out.rowBytes = width_ * 4;
         out.pts = index_++;
         out.buffer = &frame_;
+        out.mapped.reset();
         return true;
     }
 
   private:
+    size_t FrameSize() const { return static_cast<size_t>(width_) * height_ * 4; }
+
+    // The frames before it are whole; they are kept and the rest is reported.
+    void ReportCut(size_t filled) {
+        damage_ = "it ends inside frame " + std::to_string(index_ + 1) + " (" + std::to_string(filled) +
+                  " of " + std::to_string(FrameSize()) + " bytes of a " + std::to_string(width_) + "x" +
+                  std::to_string(height_) + " ARGB frame)";
+    }
+
+    // A regular file's frames straight from the page cache: the file is mapped (again when it
+    // has grown past the mapping), and each frame's end is checked against the file's size
+    // first, so that a file cut short, even while it is read, is reported as read() would
+    // report it instead of faulting on the lost pages.
+    bool NextMapped(ArgbFrame& out) {
+        const size_t start = static_cast<size_t>(index_) * FrameSize();
+        struct stat status {};
+        if (fstat(fd_, &status) != 0) throw ToolError("cannot read " + path_ + ": " + SystemErrorText(errno));
+        const size_t size = static_cast<size_t>(status.st_size);
+        if (size <= start) return false;
+        if (size - start < FrameSize()) {
+            ReportCut(size - start);
+            return false;
+        }
+        if (start + FrameSize() > mappedSize_) {
+            void* mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_, 0);
+            if (mapped == MAP_FAILED) throw ToolError("cannot read " + path_ + ": " + SystemErrorText(errno));
+            madvise(mapped, size, MADV_SEQUENTIAL); // advice only: read ahead, drop behind
+            // The jobs that still read frames of an earlier mapping keep it until they finish.
+            mapping_ =
+                std::shared_ptr<const uint8_t>(static_cast<const uint8_t*>(mapped), [size](const uint8_t* p) {
+                    munmap(const_cast<uint8_t*>(p), size);
+                });
+            mappedSize_ = size;
+        }
+        out.data = mapping_.get() + start;
+        out.rowBytes = width_ * 4;
+        out.pts = index_++;
+        out.buffer = nullptr;
+        out.mapped = mapping_;
+        return true;
+    }
+
     std::string path_;
     int fd_ = -1;
     bool ownsFd_ = false;
     FrameBytes frame_;
+    bool mappable_ = false; // a regular file, read through mappings
+    std::shared_ptr<const uint8_t> mapping_;
+    size_t mappedSize_ = 0;
     int64_t index_ = 0;
     std::string damage_;
 };

@@ -6,20 +6,29 @@
 void FillEncodeJob(EncodeJob& job, ArgbFrame& frame, int width, int height) {
     const size_t rowBytes = static_cast<size_t>(width) * 4;
     job.pts = frame.pts;
+    job.mapped.reset();
+    if (frame.mapped != nullptr) {
+        // A raw file's frames are read where the kernel keeps them: no copy at all.
+        job.mapped = frame.mapped;
+        job.pixels = frame.data;
+        return;
+    }
     if (frame.buffer != nullptr && frame.buffer->size() == rowBytes * height) {
         // A 1080p frame's copy cost as much as reading it (5% of an encode).
         job.argb.swap(*frame.buffer);
         frame.buffer = nullptr;
         frame.data = nullptr;
-        return;
+    } else {
+        job.argb.resize(rowBytes * height);
+        for (int y = 0; y < height; ++y)
+            std::memcpy(&job.argb[rowBytes * y], frame.data + static_cast<size_t>(frame.rowBytes) * y,
+                        rowBytes);
     }
-    job.argb.resize(rowBytes * height);
-    for (int y = 0; y < height; ++y)
-        std::memcpy(&job.argb[rowBytes * y], frame.data + static_cast<size_t>(frame.rowBytes) * y, rowBytes);
+    job.pixels = job.argb.data();
 }
 
 void RunEncodeJob(FrameEncoder& encoder, EncodeJob& job, int width) {
-    encoder.EncodeInto(job.argb.data(), width * 4, job.encoded);
+    encoder.EncodeInto(job.pixels, width * 4, job.encoded);
 }
 
 std::vector<std::unique_ptr<FrameEncoder>> OpenEncoders(int jobs, int width, int height,

@@ -13,13 +13,16 @@
 #include "media/qzkt_movie.h"
 
 struct EncodeJob {
-    FrameBytes argb; // the picture, rows width * 4 bytes apart
+    const uint8_t* pixels = nullptr; // the picture, rows width * 4 bytes apart: in argb,
+    FrameBytes argb;                 // or in the input's mapping, kept by mapped
+    std::shared_ptr<const uint8_t> mapped;
     int64_t pts = 0;
     FrameBytes encoded;
 };
 
-// Gives the source's picture to the job: its buffer swapped for the job's old one where the
-// source allows it, else copied (the source reuses its buffer at its next frame).
+// Gives the source's picture to the job: the input's mapping kept, or the source's buffer
+// swapped for the job's old one, where the source allows it; else copied (the source reuses
+// its buffer at its next frame).
 void FillEncodeJob(EncodeJob& job, ArgbFrame& frame, int width, int height);
 
 // Encodes the job's picture into job.encoded.
