@@ -136,6 +136,73 @@ TEST_F(TranscodeTest, AudioTimecodeAndMetadataSurviveEncodeAndDecode) {
     EXPECT_EQ(sizes(Path("out.mkv")), sizes(Path("in.mov")));
 }
 
+// Audio the movie cannot hold as it is (Opus from WebM, 24-bit FLAC and WavPack from Matroska)
+// becomes PCM at its decoded precision with a note, never a failed encode; the sound decoded
+// from the movie is sample for sample the sound decoded from the input. Decoding to a
+// container that cannot hold the movie's audio (ALAC in AVI) converts it the same way.
+TEST_F(TranscodeTest, AudioTheMovieCannotHoldIsConvertedToPCMExactly) {
+    struct Case {
+        std::string file, videoCodec, audioCodec, sampleFormat, name, pcm;
+    };
+    const Case cases[] = {{"opus.webm", "libvpx", "libopus", "flt", "opus", "pcm_f32le"},
+                          {"flac.mkv", "ffv1", "flac", "s32", "flac", "pcm_s24le"},
+                          {"wavpack.mkv", "ffv1", "wavpack", "s16p", "wavpack", "pcm_s16le"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        MustRun({"ffmpeg",
+                 "-v",
+                 "error",
+                 "-f",
+                 "lavfi",
+                 "-i",
+                 "testsrc2=size=32x16:rate=25:duration=1",
+                 "-f",
+                 "lavfi",
+                 "-i",
+                 "sine=frequency=440:duration=1:sample_rate=48000",
+                 "-c:v",
+                 c.videoCodec,
+                 "-c:a",
+                 c.audioCodec,
+                 "-sample_fmt",
+                 c.sampleFormat,
+                 "-ac",
+                 "2",
+                 Path(c.file)});
+        const RunResult encoded = Run({"qzkt", "encode", prefsArg_, c.file, c.file + ".mov"});
+        ASSERT_EQ(encoded.status, 0) << encoded.err;
+        EXPECT_TRUE(Contains(encoded.err, "qzkt encode: converting stream #1 (audio " + c.name + ") to " +
+                                              c.pcm + ": the mov container cannot hold it as it is"))
+            << encoded.err;
+        EXPECT_EQ(Probe({"-select_streams", "a:0", "-show_entries", "stream=codec_name,channels,sample_rate",
+                         Path(c.file + ".mov")}),
+                  "codec_name=" + c.pcm + "\nsample_rate=48000\nchannels=2\n");
+        const auto sound = [&](const std::string& file) {
+            MustRun(
+                {"ffmpeg", "-v", "error", "-i", Path(file), "-map", "0:a", "-f", "f64le", Path("sound.raw")});
+            const Bytes samples = ReadFile(Path("sound.raw"));
+            unlink(Path("sound.raw").c_str());
+            return samples;
+        };
+        const Bytes source = sound(c.file);
+        EXPECT_GT(source.size(), 48000u * 2 * 8 * 9 / 10);
+        EXPECT_TRUE(sound(c.file + ".mov") == source);
+    }
+
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=25:duration=1", "-f",
+             "lavfi", "-i", "sine=frequency=440:duration=1", "-c:v", "prores", "-c:a", "alac",
+             Path("alac.mov")});
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "alac.mov", "alac-qzkt.mov"}).status, 0);
+    const RunResult decoded = Run({"qzkt", "decode", "alac-qzkt.mov", "alac.avi"});
+    ASSERT_EQ(decoded.status, 0) << decoded.err;
+    EXPECT_TRUE(Contains(decoded.err,
+                         "converting stream #1 (audio alac) to pcm_s16le: the avi container cannot "
+                         "hold it as it is"))
+        << decoded.err;
+    EXPECT_EQ(Probe({"-select_streams", "a:0", "-show_entries", "stream=codec_name", Path("alac.avi")}),
+              "codec_name=pcm_s16le\n");
+}
+
 TEST_F(TranscodeTest, AlphaNoteAndContradictoryOptions) {
     MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
              "testsrc2=size=16x8:rate=10:duration=0.3,format=rgba", "-start_number", "1", Path("a%02d.png")});

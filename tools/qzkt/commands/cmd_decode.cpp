@@ -255,10 +255,11 @@ int RunDecode(const Args& args) {
     sink->Finish();
     progress.Done();
     if (!quiet) {
-        std::string notes[2] = {RepairedTimesNote(times.repaired(), "frame"),
-                                sink->copier() != nullptr
-                                    ? RepairedTimesNote(sink->copier()->repairedTimes(), "audio packet")
-                                    : ""};
+        const StreamCopier* copier = sink->copier();
+        std::string notes[3] = {RepairedTimesNote(times.repaired(), "frame"),
+                                copier != nullptr ? RepairedTimesNote(copier->repairedTimes(), "audio packet")
+                                                  : "",
+                                copier != nullptr ? copier->RefusedNote() : ""};
         for (const std::string& note : notes)
             if (!note.empty()) std::fprintf(stderr, "qzkt decode: %s\n", note.c_str());
     }

@@ -253,6 +253,7 @@ int RunEncode(const Args& args) {
     movie.Finish();
     progress.Done();
     Note(quiet, RepairedTimesNote(movie.copier().repairedTimes(), "audio packet"));
+    Note(quiet, movie.copier().RefusedNote());
 
     if (!quiet) PrintSummary(*source, frames, DescribeSettings(settings), output, progress.Elapsed());
     if (!damage.empty()) {

@@ -49,7 +49,8 @@ void CopyDisplayMatrix(const AVStream* from, AVStream* to) {
 
 StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVFormatContext* output,
                            AVStream* outVideo, bool keepAudio, const std::string& who)
-    : input_(input), output_(output), map_(input->nb_streams, -1) {
+    : input_(input), output_(output), map_(input->nb_streams, -1), converters_(input->nb_streams),
+      timeBase_(input->nb_streams) {
     CopyMetadata(input->metadata, &output->metadata);
     const AVStream* video = input->streams[videoIndex];
     // The timecode travels as the video stream's "timecode" tag, from which the QuickTime and
@@ -68,15 +69,28 @@ StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVForma
             continue;
         }
         if (!keepAudio) continue;
-        if (avformat_query_codec(output->oformat, in->codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
-            notes_.push_back(note + "the " + output->oformat->name + " container cannot hold it");
-            continue;
+        timeBase_[i] = in->time_base;
+        const AVCodecParameters* parameters = in->codecpar;
+        if (!MuxerTakes(output->oformat, in->codecpar)) {
+            const std::string cannot =
+                std::string("the ") + output->oformat->name + " container cannot hold it";
+            try {
+                converters_[i] = std::make_unique<AudioConverter>(in, output->oformat);
+            } catch (const ToolError& error) {
+                notes_.push_back(note + cannot + " and " + error.what());
+                continue;
+            }
+            parameters = converters_[i]->parameters();
+            timeBase_[i] = converters_[i]->timeBase();
+            notes_.push_back(who + ": converting stream #" + std::to_string(i) + " (" + Describe(in) +
+                             ") to " + converters_[i]->name() + ": " + cannot +
+                             " as it is; the decoded sound is kept exactly");
         }
         AVStream* out = avformat_new_stream(output, nullptr);
-        if (out == nullptr || avcodec_parameters_copy(out->codecpar, in->codecpar) < 0)
+        if (out == nullptr || avcodec_parameters_copy(out->codecpar, parameters) < 0)
             throw ToolError("out of memory");
         out->codecpar->codec_tag = 0; // the output container's own tag for the codec
-        out->time_base = in->time_base;
+        out->time_base = timeBase_[i];
         out->disposition = in->disposition;
         CopyMetadata(in->metadata, &out->metadata);
         map_[i] = out->index;
@@ -95,13 +109,48 @@ void StreamCopier::SetWindow(int64_t fromMicros, int64_t toMicros, int64_t shift
 
 void StreamCopier::Take(const AVPacket* packet) {
     if (!Copies(packet->stream_index)) return;
-    AvPacketPtr copy(av_packet_clone(packet));
-    if (!copy) throw ToolError("out of memory");
-    if (!started_ || holdAll_) {
-        held_.push_back(std::move(copy));
+    if (AudioConverter* converter = converters_[packet->stream_index].get()) {
+        std::vector<AvPacketPtr> converted;
+        converter->Convert(packet, converted);
+        for (AvPacketPtr& out : converted) {
+            out->stream_index = packet->stream_index;
+            Pass(std::move(out));
+        }
         return;
     }
-    Write(copy.get());
+    AvPacketPtr copy(av_packet_clone(packet));
+    if (!copy) throw ToolError("out of memory");
+    Pass(std::move(copy));
+}
+
+void StreamCopier::Pass(AvPacketPtr packet) {
+    if (!started_ || holdAll_) {
+        held_.push_back(std::move(packet));
+        return;
+    }
+    Write(packet.get());
+}
+
+void StreamCopier::Finish() {
+    for (size_t i = 0; i < converters_.size(); ++i) {
+        if (converters_[i] == nullptr) continue;
+        std::vector<AvPacketPtr> converted;
+        converters_[i]->Convert(nullptr, converted);
+        for (AvPacketPtr& out : converted) {
+            out->stream_index = static_cast<int>(i);
+            Pass(std::move(out));
+        }
+    }
+    Flush();
+}
+
+std::string StreamCopier::RefusedNote() const {
+    int64_t refused = 0;
+    for (const auto& converter : converters_)
+        if (converter != nullptr) refused += converter->refused();
+    if (refused == 0) return "";
+    return std::to_string(refused) + " audio packet" + (refused == 1 ? "" : "s") +
+           " could not be decoded for conversion; their sound is missing from the output";
 }
 
 StreamCopier WriteHeaderCarrying(AVFormatContext* output, AVStream* video, const CarryOver* carry,
@@ -116,7 +165,7 @@ StreamCopier WriteHeaderCarrying(AVFormatContext* output, AVStream* video, const
 }
 
 void WriteTrailerCarrying(AVFormatContext* output, StreamCopier& copier, const std::string& path) {
-    copier.Flush();
+    copier.Finish();
     const int finished = av_write_trailer(output);
     avio_flush(output->pb);
     if (finished < 0 || output->pb->error < 0)
@@ -164,18 +213,19 @@ void StreamCopier::RepairTimes(AVPacket* packet) {
 
 void StreamCopier::Write(AVPacket* packet) {
     const AVStream* in = input_->streams[packet->stream_index];
+    const AVRational timeBase = timeBase_[packet->stream_index];
     const int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
     if (time != AV_NOPTS_VALUE) {
-        const int64_t micros = av_rescale_q(time, in->time_base, AV_TIME_BASE_Q);
+        const int64_t micros = av_rescale_q(time, timeBase, AV_TIME_BASE_Q);
         if (micros < from_ || micros >= to_) return;
     }
-    const int64_t shift = av_rescale_q(shift_, AV_TIME_BASE_Q, in->time_base);
+    const int64_t shift = av_rescale_q(shift_, AV_TIME_BASE_Q, timeBase);
     if (packet->pts != AV_NOPTS_VALUE) packet->pts -= shift;
     if (packet->dts != AV_NOPTS_VALUE) packet->dts -= shift;
     AVStream* out = output_->streams[map_[packet->stream_index]];
     packet->stream_index = out->index;
     packet->pos = -1;
-    av_packet_rescale_ts(packet, in->time_base, out->time_base);
+    av_packet_rescale_ts(packet, timeBase, out->time_base);
     RepairTimes(packet);
     const int written = av_interleaved_write_frame(output_, packet);
     if (written < 0) throw ToolError("cannot copy the " + Describe(in) + " stream: " + AvErrorText(written));

@@ -1,5 +1,6 @@
-// Carries what an input has besides its pictures into an output, unchanged: its audio streams
-// (packets copied, never re-encoded), its timecode, and the container's and the video stream's
+// Carries what an input has besides its pictures into an output: its audio streams (packets
+// copied; a stream the output container cannot hold as it is, such as FLAC or Opus in .mov,
+// decoded to PCM with a note), its timecode, and the container's and the video stream's
 // metadata (title, creation time, language, the rotation matrix). Streams the output container
 // cannot hold, and streams of other kinds, are left out with a one-line note each. Packet times
 // that do not increase are repaired as ffmpeg repairs them, with one note at the end.
@@ -8,9 +9,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "media/audio_convert.h"
 #include "media/ffmpeg_util.h"
 
 class StreamCopier {
@@ -26,6 +29,9 @@ class StreamCopier {
     const std::vector<std::string>& notes() const { return notes_; }
     // How many packet times were repaired so far (see RepairTimes).
     int64_t repairedTimes() const { return repaired_; }
+    // A line on audio packets that could not be decoded for conversion (their sound is
+    // missing), or "" when there were none.
+    std::string RefusedNote() const;
     // Whether packets of input stream `index` are copied.
     bool Copies(int index) const;
 
@@ -42,16 +48,21 @@ class StreamCopier {
     void Take(const AVPacket* packet);
     // From now on packets go straight to the output; those held go first.
     void Start();
-    // Writes what is still held (call before the output's trailer).
+    // Writes what is still held.
     void Flush();
+    // Drains the conversions, then writes what is still held (call before the output's trailer).
+    void Finish();
 
   private:
     void Write(AVPacket* packet);
+    void Pass(AvPacketPtr packet);
     void RepairTimes(AVPacket* packet);
 
     const AVFormatContext* input_ = nullptr;
     AVFormatContext* output_ = nullptr;
     std::vector<int> map_; // input stream index -> output stream index, or -1
+    std::vector<std::unique_ptr<AudioConverter>> converters_; // by input stream index, or null
+    std::vector<AVRational> timeBase_; // by input stream index: of the packets Write gets
     std::vector<std::string> notes_;
     std::vector<int64_t> lastDts_; // by output stream: the last decoding time written
     int64_t repaired_ = 0;
