@@ -111,6 +111,27 @@ TEST_F(ToolTest, CutInputKeepsTheFramesReadAndSaysSo) {
     EXPECT_EQ(FolderListing(), before);
 }
 
+// Matroska files whose video starts after their audio (as ffmpeg writes them from inputs that
+// do) are whole: every frame is encoded with status 0 and no word. Cut short, they are still
+// reported.
+TEST_F(ToolTest, VideoStartingAfterItsAudioIsNotCutShort) {
+    for (const std::string offset : {"0.05", "0.5"}) {
+        SCOPED_TRACE(offset);
+        MustRun({"ffmpeg", "-v", "error", "-itsoffset", offset, "-f", "lavfi", "-i",
+                 "testsrc2=size=32x16:rate=25:duration=3", "-f", "lavfi", "-i", "sine=duration=3.1", "-c:v",
+                 "libx264", "-c:a", "aac", "late.mkv", "-y"});
+        const RunResult whole = Run({"qzkt", "encode", prefsArg_, "--quiet", "late.mkv", "late.mov", "-y"});
+        EXPECT_EQ(whole.status, 0) << whole.err;
+        EXPECT_EQ(whole.err, "");
+        CutInHalf(Path("late.mkv"), Path("late_cut.mkv"));
+        const RunResult cut =
+            Run({"qzkt", "encode", prefsArg_, "--quiet", "late_cut.mkv", "late_cut.mov", "-y"});
+        EXPECT_EQ(cut.status, 3) << cut.err;
+        EXPECT_NE(cut.err.find("late_cut.mkv is damaged or cut short: it ends after"), std::string::npos)
+            << cut.err;
+    }
+}
+
 TEST_F(ToolTest, CutMovieDecodesTheFramesItHoldsAndSaysSo) {
     ASSERT_EQ(WriteCutMovies().size(), 6u);
 

@@ -178,12 +178,21 @@ class MediaSource : public FrameSource {
         if (stream_->duration > 0)
             seconds = static_cast<double>(stream_->duration) * av_q2d(stream_->time_base);
         else if (tag != nullptr && av_parse_time(&microseconds, tag->value, 1) == 0)
-            seconds = static_cast<double>(microseconds) / 1e6;
+            // Matroska's tag is where the track ends on the file's clock, not how long it
+            // lasts: a video that starts after the audio (as ffmpeg often writes it) is shorter.
+            seconds = static_cast<double>(microseconds) / 1e6 - StartSeconds();
         else if (format->nb_streams == 1 && format->duration > 0 &&
                  format->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
             seconds = static_cast<double>(format->duration) / AV_TIME_BASE;
         announcedSeconds_ = seconds;
         expectedFrames_ = std::llround(seconds * rate); // for the progress line
+    }
+
+    // Where the stream starts on the file's clock (0 when the container does not say).
+    double StartSeconds() const {
+        return stream_->start_time != AV_NOPTS_VALUE && stream_->start_time > 0
+                   ? static_cast<double>(stream_->start_time) * av_q2d(stream_->time_base)
+                   : 0.0;
     }
 
     // From the stream's start to the end of the last packet read (its time and duration, or
