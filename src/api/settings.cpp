@@ -10,6 +10,7 @@
 
 #include "codec_host.h"
 #include "host/host_compression.h"
+#include "host/host_settings_dialog.h"
 #include "settings_file.h"
 #include "settings_folder.h"
 #include "stream/kel_header.h"
@@ -82,7 +83,7 @@ qzkt_result qzkt_settings_dialog(qzkt_settings* settings, int* saved) {
 
     KELSettingsValues chosen{};
     bool confirmed = false;
-    const qzkt_result result = ResultOfCompressorStatus(HostRequestCompressorSettings(&chosen, &confirmed));
+    const qzkt_result result = ResultOfCompressorStatus(HostRequestSettingsAsChosen(&chosen, &confirmed));
     if (result != QZKT_OK) return result;
     *settings = FromCodecSettings(chosen);
     if (!confirmed) return QZKT_OK;

@@ -6,6 +6,7 @@
 
 #include "compressor_fixture.h"
 #include "host/host_compression.h"
+#include "host/host_settings_dialog.h"
 #include "platform/memory_manager.h"
 #include "resources/compressor_resources.h"
 #include "stream/kel_header.h"
@@ -185,4 +186,54 @@ TEST_F(CompressorSettingsTest, HostCallsReadAndEditTheMachineWideSettings) {
     EXPECT_TRUE(confirmed);
     EXPECT_EQ(AsVector(values), (std::vector<int>{0, 1, 1, 8}));
     EXPECT_EQ(ReadPreferencesFile(), FileBytes({0, 1, 1, 8}));
+}
+
+// The library's dialog (the compressor's, with a fourth compression choice) shows each of the
+// eight saved combinations as itself and, confirmed untouched, gives it back unchanged; a
+// chosen compression is saved as the popup's table says, whatever no-LZF was before.
+TEST_F(CompressorSettingsTest, TheLibrarysDialogGivesBackEverySavedCombination) {
+    struct Combination {
+        int dxt24, noLZF, shown;
+    };
+    const Combination combinations[] = {{1, 0, 1}, {0, 0, 2}, {1, 1, 3}, {0, 1, 4}};
+    for (const int alpha : {0, 1})
+        for (const Combination& c : combinations) {
+            SCOPED_TRACE("alpha " + std::to_string(alpha) + " dxt24 " + std::to_string(c.dxt24) + " noLZF " +
+                         std::to_string(c.noLZF));
+            WritePreferencesFile(FileBytes({static_cast<uint32_t>(alpha), static_cast<uint32_t>(c.dxt24),
+                                            static_cast<uint32_t>(c.noLZF), 5}));
+            script_.Click(kSettingsOKItem);
+            KELSettingsValues values{};
+            bool confirmed = false;
+            ASSERT_EQ(HostRequestSettingsAsChosen(&values, &confirmed), noErr);
+            EXPECT_TRUE(confirmed);
+            EXPECT_EQ(AsVector(values), (std::vector<int>{alpha, c.dxt24, c.noLZF, 5}));
+            ASSERT_FALSE(script_.shownValues.empty());
+            EXPECT_EQ(script_.shownValues.back()[kSettingsCompressionPopupItem - 1], c.shown);
+        }
+
+    for (const Combination& c : combinations) {
+        SCOPED_TRACE("choice " + std::to_string(c.shown));
+        WritePreferencesFile(FileBytes({0, 0, 1, 2})); // DXT1 without LZF before
+        script_.Choose(kSettingsCompressionPopupItem, static_cast<int16_t>(c.shown));
+        script_.Click(kSettingsOKItem);
+        KELSettingsValues values{};
+        bool confirmed = false;
+        ASSERT_EQ(HostRequestSettingsAsChosen(&values, &confirmed), noErr);
+        EXPECT_EQ(AsVector(values), (std::vector<int>{0, c.dxt24, c.noLZF, 2}));
+    }
+
+    // Cancelled, the settings are as they were; and the compressor's own dialog is unchanged:
+    // three choices, DXT1 without LZF shown as 3.
+    WritePreferencesFile(FileBytes({1, 0, 1, 3}));
+    script_.Click(kSettingsCancelItem);
+    KELSettingsValues values{};
+    bool confirmed = true;
+    ASSERT_EQ(HostRequestSettingsAsChosen(&values, &confirmed), noErr);
+    EXPECT_FALSE(confirmed);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{1, 0, 1, 3}));
+    script_.Click(kSettingsOKItem);
+    ASSERT_EQ(HostRequestCompressorSettings(&values, &confirmed), noErr);
+    EXPECT_EQ(script_.shownValues.back()[kSettingsCompressionPopupItem - 1], 3);
+    EXPECT_EQ(AsVector(values), (std::vector<int>{1, 1, 1, 3}));
 }

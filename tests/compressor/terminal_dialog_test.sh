@@ -2,10 +2,13 @@
 # Drives the terminal settings dialog as a person would, inside a detached tmux session:
 # choose values with the keys, confirm with Enter, and check the saved preferences file;
 # then open it again, change something, leave with Esc, and check nothing was saved.
-# Usage: terminal_dialog_test.sh <settings_dialog_host binary>  (QZKT_SCREEN_OUT=file keeps
-# the captured screen)
+# With the qzkt tool as a second argument, its dialog (the library's: a fourth compression
+# choice) brings DXT1 without LZF back as itself.
+# Usage: terminal_dialog_test.sh <settings_dialog_host binary> [qzkt]  (QZKT_SCREEN_OUT=file
+# keeps the captured screen)
 set -euo pipefail
 host=$1
+qzkt=${2:-}
 source "$(dirname "$0")/../support/tmux_harness.sh" qzkt-tmux
 
 # Each run gets a session of its own on the same server: killing the only session ends the
@@ -47,6 +50,21 @@ grep -q "cancelled status 0 alpha 1 dxt24 1 noLZF 1 threads 1" <<<"$screen"
 actual=$(od -An -tx1 -v "$work/prefs/KELPreferences.dat" | tr -d ' \n')
 [ "$actual" = "$expected" ] || { echo "cancel changed the file: $actual" >&2; exit 1; }
 
+passed=2
+# 3. qzkt settings shows a saved DXT1 without LZF as itself, and Enter keeps it.
+if [ -n "$qzkt" ]; then
+  "$qzkt" settings --prefs-dir "$work/tool" --set compression=dxt1-nolzf alpha=on >/dev/null
+  session=dialog-3
+  tmuxc new-session -d -s "$session" -x 100 -y 24 "$qzkt settings --prefs-dir '$work/tool'; echo EXITED; sleep 30"
+  wait_for "< DXT1, no LZF >"
+  tmuxc send-keys -t "$session" Enter
+  wait_for "EXITED"
+  shown=$("$qzkt" settings --prefs-dir "$work/tool" --show)
+  grep -q "^compression      DXT1, no LZF" <<<"$shown" || { echo "qzkt settings saved: $shown" >&2; exit 1; }
+  grep -q "^alpha channel    on" <<<"$shown" || { echo "qzkt settings saved: $shown" >&2; exit 1; }
+  passed=3
+fi
+
 cat "$work/screen.txt"
 if [ -n "${QZKT_SCREEN_OUT:-}" ]; then cp "$work/screen.txt" "$QZKT_SCREEN_OUT"; fi
-echo "terminal dialog: 2 passed, 0 failed"
+echo "terminal dialog: $passed passed, 0 failed"
