@@ -203,6 +203,56 @@ TEST_F(TranscodeTest, AudioTheMovieCannotHoldIsConvertedToPCMExactly) {
               "codec_name=pcm_s16le\n");
 }
 
+// A picture's geometry survives: pixel aspect (the movie's pasp), colour primaries and
+// transfer through encode and decode, shown by qzkt info; the rotation into .mov, and into
+// Matroska, which cannot hold it, with a note.
+TEST_F(TranscodeTest, PixelAspectRotationAndColoursSurviveEncodeAndDecode) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=72x56:rate=25:duration=0.2", "-vf",
+             "setsar=64/45", "-c:v", "ffv1", "-color_primaries", "bt709", "-color_trc", "bt709",
+             "-colorspace", "bt709", Path("upright.mov")});
+    // This ffmpeg sets a rotation from the tag only when it copies the stream.
+    MustRun({"ffmpeg", "-v", "error", "-i", Path("upright.mov"), "-c", "copy", "-metadata:s:v:0", "rotate=90",
+             Path("anamorphic.mov")});
+    const RunResult encoded = Run({"qzkt", "encode", prefsArg_, "anamorphic.mov", "anamorphic-qzkt.mov"});
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_EQ(encoded.err.find("rotation"), std::string::npos) << encoded.err;
+    const std::vector<std::string> geometry = {
+        "-select_streams", "v:0", "-show_entries",
+        "stream=sample_aspect_ratio,color_primaries,color_transfer:stream_side_data=rotation"};
+    const auto probe = [&](const std::string& file) {
+        std::vector<std::string> query = geometry;
+        query.push_back(Path(file));
+        return Probe(query);
+    };
+    const std::string kept = "sample_aspect_ratio=64:45\ncolor_transfer=bt709\ncolor_primaries=bt709\n";
+    EXPECT_EQ(probe("anamorphic-qzkt.mov"), kept + "rotation=90\n");
+
+    const auto output = [&](const std::vector<std::string>& args) {
+        EXPECT_EQ(Run(args, "", "stdout.txt").status, 0);
+        const Bytes bytes = ReadFile(Path("stdout.txt"));
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const std::string info = output({"qzkt", "info", "--summary", "anamorphic-qzkt.mov"});
+    EXPECT_TRUE(Contains(info, "72x56, pixel aspect 64:45, rotation 90 degrees, colours bt709/bt709"))
+        << info;
+    const std::string json = output({"qzkt", "info", "--json", "--summary", "anamorphic-qzkt.mov"});
+    EXPECT_TRUE(Contains(json,
+                         "\"sample_aspect_ratio\": \"64:45\",\n          \"rotation\": 90.0,\n          "
+                         "\"color_primaries\": \"bt709\",\n          \"color_transfer\": \"bt709\""))
+        << json;
+
+    const RunResult toMov = Run({"qzkt", "decode", "--quiet", "anamorphic-qzkt.mov", "decoded.mov"});
+    ASSERT_EQ(toMov.status, 0) << toMov.err;
+    EXPECT_EQ(probe("decoded.mov"), kept + "rotation=90\n");
+    const RunResult toMkv = Run({"qzkt", "decode", "anamorphic-qzkt.mov", "decoded.mkv"});
+    ASSERT_EQ(toMkv.status, 0) << toMkv.err;
+    EXPECT_TRUE(Contains(toMkv.err,
+                         "qzkt decode: the video's rotation (90 degrees) is not kept: the matroska "
+                         "container cannot hold it (a .mov can)\n"))
+        << toMkv.err;
+    EXPECT_EQ(probe("decoded.mkv"), kept);
+}
+
 TEST_F(TranscodeTest, AlphaNoteAndContradictoryOptions) {
     MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
              "testsrc2=size=16x8:rate=10:duration=0.3,format=rgba", "-start_number", "1", Path("a%02d.png")});

@@ -46,7 +46,10 @@ const char* kHelp =
     "                        \"streams\": [{\"index\", \"codec_type\" (video, audio, timecode,\n"
     "                                   subtitle, data), \"codec_name\", \"language\",\n"
     "                                   \"duration\" (s, null when unknown), \"tags\": {...};\n"
-    "                                   video: \"width\", \"height\"; audio: \"sample_rate\",\n"
+    "                                   video: \"width\", \"height\", \"sample_aspect_ratio\"\n"
+    "                                   (\"64:45\", \"1:1\"), \"rotation\" (degrees or null),\n"
+    "                                   \"color_primaries\", \"color_transfer\" (or null);\n"
+    "                                   audio: \"sample_rate\",\n"
     "                                   \"channels\"; timecode: \"timecode\"; the QZKT track:\n"
     "                                   \"qzkt\": true, \"nb_frames\" (listed),\n"
     "                                   \"avg_frame_rate\" (frames over the samples' duration),\n"
@@ -116,7 +119,18 @@ std::string SizeText(int64_t bytes) {
 
 std::string TrackDetails(const TrackFacts& t) {
     std::string text;
-    if (t.kind == "video") text = std::to_string(t.width) + "x" + std::to_string(t.height);
+    if (t.kind == "video") {
+        text = std::to_string(t.width) + "x" + std::to_string(t.height);
+        if (!t.pixelAspect.empty()) text += ", pixel aspect " + t.pixelAspect;
+        if (t.rotated && t.rotation != 0) {
+            char degrees[48];
+            std::snprintf(degrees, sizeof degrees, ", rotation %g degrees", t.rotation);
+            text += degrees;
+        }
+        if (!t.primaries.empty() || !t.transfer.empty())
+            text += ", colours " + (t.primaries.empty() ? "?" : t.primaries) + "/" +
+                    (t.transfer.empty() ? "?" : t.transfer);
+    }
     if (t.kind == "audio")
         text = std::to_string(t.sampleRate) + " Hz, " + std::to_string(t.channels) +
                (t.channels == 1 ? " channel" : " channels");
@@ -264,6 +278,10 @@ class MovieReport {
             if (t.kind == "video") {
                 s["width"] = t.width;
                 s["height"] = t.height;
+                s["sample_aspect_ratio"] = t.pixelAspect.empty() ? "1:1" : t.pixelAspect;
+                s["rotation"] = t.rotated ? Json(t.rotation) : Json(nullptr);
+                s["color_primaries"] = t.primaries.empty() ? Json(nullptr) : Json(t.primaries);
+                s["color_transfer"] = t.transfer.empty() ? Json(nullptr) : Json(t.transfer);
             }
             if (t.kind == "audio") {
                 s["sample_rate"] = t.sampleRate;

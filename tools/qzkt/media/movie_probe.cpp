@@ -6,11 +6,13 @@
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/dict.h>
+#include <libavutil/pixdesc.h>
 }
 
 #include "cli/tool_error.h"
 #include "media/ffmpeg_util.h"
 #include "media/qzkt_movie.h"
+#include "media/video_geometry.h"
 
 namespace {
 
@@ -47,6 +49,16 @@ TrackFacts FactsOf(const AVStream* stream) {
         track.kind = "video";
         track.width = p->width;
         track.height = p->height;
+        {
+            const VideoGeometry geometry = GeometryOf(nullptr, stream);
+            track.pixelAspect = PixelAspectText(geometry.pixelAspect);
+            track.rotated = geometry.rotated;
+            track.rotation = geometry.rotation;
+            if (geometry.primaries != AVCOL_PRI_UNSPECIFIED)
+                track.primaries = av_color_primaries_name(geometry.primaries);
+            if (geometry.transfer != AVCOL_TRC_UNSPECIFIED)
+                track.transfer = av_color_transfer_name(geometry.transfer);
+        }
         break;
     case AVMEDIA_TYPE_AUDIO:
         track.kind = "audio";

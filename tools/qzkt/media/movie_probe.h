@@ -16,6 +16,10 @@ struct TrackFacts {
     double duration = -1;      // seconds; below 0 when the movie does not say
     bool qzkt = false;         // the QZKT video track
     int width = 0, height = 0; // video
+    std::string pixelAspect;   // video: "64:45", "" for square pixels
+    bool rotated = false;      // video: a display matrix; rotation in degrees, as ffprobe gives it
+    double rotation = 0;
+    std::string primaries, transfer;  // video: colour tags, "" when unspecified
     int sampleRate = 0, channels = 0; // audio
     std::string timecode;             // timecode tracks: the first frame's timecode, when known
     std::vector<std::pair<std::string, std::string>> tags; // the track's metadata but language

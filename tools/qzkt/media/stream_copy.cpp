@@ -2,9 +2,11 @@
 #include "media/stream_copy.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "cli/tool_error.h"
+#include "media/video_geometry.h"
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -57,6 +59,14 @@ StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVForma
     // Matroska muxers write their own timecode track or tag.
     CopyMetadata(video->metadata, &outVideo->metadata);
     CopyDisplayMatrix(video, outVideo);
+    const VideoGeometry geometry = GeometryOf(input, video);
+    CopyGeometry(geometry, outVideo);
+    if (geometry.rotated && geometry.rotation != 0 && !MuxerKeepsRotation(output->oformat)) {
+        char degrees[32];
+        std::snprintf(degrees, sizeof degrees, "%g", geometry.rotation);
+        notes_.push_back(who + ": the video's rotation (" + degrees + " degrees) is not kept: the " +
+                         output->oformat->name + " container cannot hold it (a .mov can)");
+    }
 
     for (unsigned i = 0; i < input->nb_streams; ++i) {
         const AVStream* in = input->streams[i];
