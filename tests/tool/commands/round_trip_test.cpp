@@ -104,12 +104,61 @@ TEST_F(ToolTest, EncodesEachBlockKindAndDecodesToTheCodecsPictures) {
     ASSERT_EQ(Run({"qzkt", "decode", "png.mov", "png.argb"}).status, 0);
     EXPECT_TRUE(ReadFile(Path("png.argb")) == ReadFile(Path("dxt24.argb")));
 
-    // PNG images and FFV1 video hold the same pixels, as FFmpeg reads them back.
-    for (const char* output : {"out_%04d.png", "out.mkv"}) {
-        const RunResult decoded = Run({"qzkt", "decode", "dxt5.mov", output});
+    // PNG images and the lossless videos hold the same pixels, as FFmpeg reads them back: UT
+    // Video in Matroska, AVI and NUT, planar RGB with alpha for DXT5 frames and without for
+    // the opaque DXT24 ones; PNG video in QuickTime.
+    struct Output {
+        const char* movie;
+        const char* name;
+        const char* codecAndFormat; // "" for images
+    };
+    const Output outputs[] = {{"dxt5", "out_%04d.png", ""},
+                              {"dxt5", "out.mkv", "utvideo,gbrap\n"},
+                              {"dxt24", "opaque.mkv", "utvideo,gbrp\n"},
+                              {"dxt24", "opaque.avi", "utvideo,gbrp\n"},
+                              {"dxt5", "alpha.nut", "utvideo,gbrap\n"},
+                              {"dxt5", "alpha.mov", "png,rgba\n"}};
+    for (const Output& o : outputs) {
+        SCOPED_TRACE(std::string(o.movie) + " to " + o.name);
+        const RunResult decoded = Run({"qzkt", "decode", std::string(o.movie) + ".mov", o.name});
         ASSERT_EQ(decoded.status, 0) << decoded.err;
-        MustRun({"ffmpeg", "-v", "error", "-i", output, "-f", "rawvideo", "-pix_fmt", "argb", "back.argb"});
-        EXPECT_TRUE(ReadFile(Path("back.argb")) == ReadFile(Path("dxt5.argb"))) << output;
+        MustRun({"ffmpeg", "-v", "error", "-i", o.name, "-f", "rawvideo", "-pix_fmt", "argb", "back.argb"});
+        EXPECT_TRUE(ReadFile(Path("back.argb")) == ReadFile(Path(std::string(o.movie) + ".argb")));
         unlink(Path("back.argb").c_str());
+        if (*o.codecAndFormat == 0) continue;
+        MustRun({"ffprobe", "-v", "error", "-show_entries", "stream=codec_name,pix_fmt", "-of", "csv=p=0",
+                 Path(o.name)},
+                "probe.txt");
+        const Bytes probed = ReadFile(Path("probe.txt"));
+        EXPECT_EQ(std::string(probed.begin(), probed.end()), o.codecAndFormat);
     }
+}
+
+// A movie of DXT24 frames but for one DXT5 frame keeps its alpha in the lossless video (only
+// movies of DXT24 frames alone are coded without it), and the video holds the decoded pixels.
+TEST_F(ToolTest, LosslessVideoKeepsAlphaWhenAnyFrameHasIt) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+             "testsrc2=size=24x12:rate=10:duration=0.3,format=rgba,"
+             "geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='X*10'",
+             "-f", "rawvideo", "-pix_fmt", "argb", "mixed.argb"});
+    for (const char* kind : {"", "--alpha"}) {
+        std::vector<std::string> args = {"qzkt", "encode", prefsArg_, "--raw", "24x12", "--rate", "10"};
+        if (*kind != 0) args.push_back(kind);
+        args.push_back("mixed.argb");
+        args.push_back(*kind != 0 ? "dxt5.mov" : "dxt24.mov");
+        ASSERT_EQ(Run(args).status, 0);
+    }
+    const std::vector<Bytes> dxt24 = MovieSamples(Path("dxt24.mov")), dxt5 = MovieSamples(Path("dxt5.mov"));
+    ASSERT_EQ(dxt24.size(), 3u);
+    WriteMovie(Path("mixed.mov"), 24, 12, {dxt24[0], dxt5[1], dxt24[2]});
+    ASSERT_EQ(Run({"qzkt", "decode", "mixed.mov", "decoded.argb"}).status, 0);
+    ASSERT_EQ(Run({"qzkt", "decode", "mixed.mov", "decoded.mkv"}).status, 0);
+    MustRun(
+        {"ffprobe", "-v", "error", "-show_entries", "stream=pix_fmt", "-of", "csv=p=0", Path("decoded.mkv")},
+        "probe.txt");
+    const Bytes probed = ReadFile(Path("probe.txt"));
+    EXPECT_EQ(std::string(probed.begin(), probed.end()), "gbrap\n");
+    MustRun({"ffmpeg", "-v", "error", "-i", Path("decoded.mkv"), "-f", "rawvideo", "-pix_fmt", "argb",
+             "back.argb"});
+    EXPECT_TRUE(ReadFile(Path("back.argb")) == ReadFile(Path("decoded.argb")));
 }

@@ -128,7 +128,7 @@ TEST_F(TranscodeTest, AudioTimecodeAndMetadataSurviveEncodeAndDecode) {
         Probe({"-show_entries",
                "stream=codec_type,codec_name:stream_tags=language,timecode:format_tags=title",
                Path("out.mkv")}),
-        "codec_name=ffv1\ncodec_type=video\nTAG:TIMECODE=01:02:03:04\ncodec_name=aac\ncodec_type=audio\n"
+        "codec_name=utvideo\ncodec_type=video\nTAG:TIMECODE=01:02:03:04\ncodec_name=aac\ncodec_type=audio\n"
         "TAG:language=fra\nTAG:title=My Title\n");
     const auto sizes = [&](const std::string& file) {
         return Probe({"-select_streams", "a:0", "-show_entries", "packet=size", file});

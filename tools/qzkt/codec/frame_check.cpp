@@ -3,6 +3,8 @@
 
 #include <qzkt/qzkt.h>
 
+#include "media/qzkt_movie.h"
+
 FrameLayout CheckFrame(const uint8_t* data, size_t size, int width, int height) {
     FrameLayout layout;
     qzkt_frame_info info{};
@@ -34,4 +36,15 @@ bool NeedsRenderer(const uint8_t* data, size_t size, int width, int height) {
     qzkt_frame_info info{};
     qzkt_inspect_frame(data, size < kHeaderBytes ? size : kHeaderBytes, width, height, &info);
     return info.has_header && (info.kind == QZKT_BLOCKS_DXT1 || info.kind == QZKT_BLOCKS_DXT5);
+}
+
+bool EveryFrameOpaque(const QZKTMovieReader& movie) {
+    constexpr size_t kHeaderBytes = 28;
+    return movie.VisitSampleHeads(kHeaderBytes, [&](const uint8_t* header) {
+        // Only the header is at hand: the frame is "damaged" to the check, but its kind is read.
+        qzkt_frame_info info{};
+        qzkt_inspect_frame(header, kHeaderBytes, movie.width(), movie.height(), &info);
+        return info.has_header &&
+               (info.kind == QZKT_BLOCKS_DXT24 || info.kind == QZKT_BLOCKS_DXT24_ALPHA_FLAG);
+    });
 }

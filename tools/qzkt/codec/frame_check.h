@@ -29,3 +29,10 @@ FrameLayout CheckFrame(const uint8_t* data, size_t size, int width, int height);
 // Whether a sample of a width x height track holds DXT1/DXT5 blocks, which decode through
 // OpenGL (by its header; a sample too short for one needs no renderer, it is damaged).
 bool NeedsRenderer(const uint8_t* data, size_t size, int width, int height);
+
+class QZKTMovieReader;
+
+// Whether every frame the movie's track lists decodes opaque: DXT24 blocks, whatever the alpha
+// flag says (DXT1's three-colour blocks hold transparent black, DXT5's their alpha). Reads only
+// the frames' headers; false when one cannot be read.
+bool EveryFrameOpaque(const QZKTMovieReader& movie);

@@ -35,10 +35,11 @@ const char* kHelp =
     "  a pattern out_%04d.png  one image per frame (the extension picks the format)\n"
     "  one image out.png       when the movie (or the range taken) has one frame; also .tif,\n"
     "                          .tiff, .jpg, .jpeg, .bmp (JPEG: full-range Y'CbCr, no alpha)\n"
-    "  any other name          a lossless video: FFV1 in .mkv/.avi/.nut, PNG or raw in\n"
-    "                          containers without FFV1 or for sizes FFV1 refuses (with a note;\n"
-    "                          the alpha channel is kept), with the movie's audio, timecode\n"
-    "                          and metadata copied where the container holds them\n"
+    "  any other name          a lossless video: UT Video in .mkv/.avi/.nut (planar RGB, with\n"
+    "                          alpha unless every frame is DXT24, so opaque), else FFV1, PNG\n"
+    "                          or raw, whichever the container holds first (PNG in .mov),\n"
+    "                          with the movie's audio, timecode and metadata copied where\n"
+    "                          the container holds them\n"
     "An existing OUTPUT (or the first image of a pattern) is replaced only with -y. At the\n"
     "end a summary line says what was written (frames, size, speed, renderer).\n"
     "Damaged frames are replaced by the previous good frame (black when there is none), so\n"
@@ -93,9 +94,10 @@ std::unique_ptr<FrameSink> OpenSinkCarrying(const std::string& output, QZKTMovie
                                             const FrameWindow& window, int64_t expectedFrames,
                                             const CarryOver& carry, std::deque<AvPacketPtr>& heldAudio,
                                             bool quiet) {
+    const bool video = IsVideoOutput(output);
     std::unique_ptr<FrameSink> sink =
         OpenFrameSink(output, movie.width(), movie.height(), movie.timeBase(), movie.frameRate(),
-                      expectedFrames, IsVideoOutput(output) ? &carry : nullptr);
+                      expectedFrames, video ? &carry : nullptr, video && EveryFrameOpaque(movie));
     if (!quiet && !sink->Note().empty()) std::fprintf(stderr, "qzkt decode: %s\n", sink->Note().c_str());
     if (StreamCopier* copier = sink->copier()) {
         if (!quiet)

@@ -27,8 +27,8 @@ const char* kHelp = "usage: qzkt demo [--dir DIR] [--quiet] [--prefs-dir DIR]\n"
                     "\n"
                     "Makes a two-second 1280x720 clip in memory (moving gradients, hard edges, thin lines,\n"
                     "text-like detail, noise), encodes it with the machine-wide settings to demo.mov,\n"
-                    "decodes it back to demo_decoded.mkv (FFV1, lossless), and prints the size,\n"
-                    "compression ratio, PSNR and speed of both directions. The two files (about 50 MB\n"
+                    "decodes it back to demo_decoded.mkv (UT Video, lossless), and prints the size,\n"
+                    "compression ratio, PSNR and speed of both directions. The two files (about 65 MB\n"
                     "together) go into the folder qzkt-demo/ in the current folder, which is made when\n"
                     "missing; a run replaces the files of the run before and leaves anything else in the\n"
                     "folder alone. qzkt without a command runs the demo.\n"
@@ -90,7 +90,7 @@ int RunDemo(const Args& args) {
     std::printf("qzkt demo: %d frames of %dx%d at %d fps, generated (moving gradients, edges, text, noise)\n",
                 clip.frameCount, clip.width, clip.height, clip.rate);
     std::printf("  settings    %s (machine-wide; see qzkt settings)\n", DescribeSettings(settings).c_str());
-    std::printf("  writing     %s and %s (about 50 MB together) to %s\n", kMovieName, kDecodedName,
+    std::printf("  writing     %s and %s (about 65 MB together) to %s\n", kMovieName, kDecodedName,
                 where.c_str());
     std::fflush(stdout);
 
@@ -122,7 +122,8 @@ int RunDemo(const Args& args) {
         QZKTMovieReader movie(movieFile);
         RemoveEarlier(decodedFile);
         std::unique_ptr<FrameSink> sink =
-            OpenFrameSink(decodedFile, movie.width(), movie.height(), movie.timeBase(), movie.frameRate());
+            OpenFrameSink(decodedFile, movie.width(), movie.height(), movie.timeBase(), movie.frameRate(), 0,
+                          nullptr, EveryFrameOpaque(movie));
         FrameDecoder decoder(movie.width(), movie.height(), QZKT_RENDERER_AUTO);
         std::vector<uint8_t> picture(static_cast<size_t>(movie.width()) * movie.height() * 4);
         Progress progress("decoding", movie.frameCount(), quiet);
@@ -156,7 +157,7 @@ int RunDemo(const Args& args) {
     std::printf("the files, %s together, are in %s:\n", Megabytes(movieBytes + decodedBytes).c_str(),
                 where.c_str());
     std::printf("  %-17s %8s  the QZKT movie\n", kMovieName, Megabytes(movieBytes).c_str());
-    std::printf("  %-17s %8s  decoded back (FFV1, lossless)\n", kDecodedName,
+    std::printf("  %-17s %8s  decoded back (UT Video, lossless)\n", kDecodedName,
                 Megabytes(decodedBytes).c_str());
     std::printf("look at the result:\n");
     std::printf("  ffplay %s%s\n", dir == "qzkt-demo" ? "qzkt-demo/" : where.c_str(), kDecodedName);

@@ -40,6 +40,26 @@ void QuietFFmpegLogging() {
 void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
                              uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat,
                              int width, int height, AVColorSpace srcSpace, AVColorRange srcRange) {
+    // ARGB to planar G, B, R (and A) is a byte shuffle, done here: this swscale changes some
+    // alpha values by one on that path (70x38 pictures with varied alpha), and the video
+    // outputs must stay lossless.
+    if (srcFormat == AV_PIX_FMT_ARGB && (dstFormat == AV_PIX_FMT_GBRP || dstFormat == AV_PIX_FMT_GBRAP)) {
+        const bool alpha = dstFormat == AV_PIX_FMT_GBRAP;
+        for (int y = 0; y < height; ++y) {
+            const uint8_t* argb = srcData[0] + static_cast<ptrdiff_t>(y) * srcLinesize[0];
+            uint8_t* g = dstData[0] + static_cast<ptrdiff_t>(y) * dstLinesize[0];
+            uint8_t* b = dstData[1] + static_cast<ptrdiff_t>(y) * dstLinesize[1];
+            uint8_t* r = dstData[2] + static_cast<ptrdiff_t>(y) * dstLinesize[2];
+            uint8_t* a = alpha ? dstData[3] + static_cast<ptrdiff_t>(y) * dstLinesize[3] : nullptr;
+            for (int x = 0; x < width; ++x, argb += 4) {
+                if (alpha) a[x] = argb[0];
+                r[x] = argb[1];
+                g[x] = argb[2];
+                b[x] = argb[3];
+            }
+        }
+        return;
+    }
     // Point sampling at the same size, with accurate rounding and no dithering, so RGB
     // reorderings are lossless and YUV sources convert the same way on every run.
     const int flags = SWS_POINT | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;

@@ -42,9 +42,11 @@ class FrameSink {
 // unknown) is how many images of a sequence to check before the first is written.
 // A single image name (frame.png, .tif, .tiff, .jpg, .jpeg, .bmp without a pattern) takes
 // exactly one frame. With carry, a video output carries the input's audio and metadata.
+// opaque (every frame's alpha is 255) lets a video output code RGB without alpha.
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
                                          AVRational timeBase, AVRational frameRate,
-                                         int64_t expectedFrames = 0, const CarryOver* carry = nullptr);
+                                         int64_t expectedFrames = 0, const CarryOver* carry = nullptr,
+                                         bool opaque = false);
 
 // True for names that OpenFrameSink treats as an image-sequence pattern.
 bool IsImageSequencePattern(const std::string& name);

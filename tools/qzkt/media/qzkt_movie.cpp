@@ -4,6 +4,8 @@
 #include <qzkt/qzkt.h>
 
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "cli/tool_error.h"
 
@@ -107,6 +109,22 @@ QZKTMovieReader::QZKTMovieReader(const std::string& path) : path_(path) {
     const AVRational rate = av_guess_frame_rate(format_.get(), stream_, nullptr);
     if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
     frameCount_ = stream_->nb_frames;
+}
+
+bool QZKTMovieReader::VisitSampleHeads(size_t bytes, const std::function<bool(const uint8_t*)>& visit) const {
+    const int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    std::vector<uint8_t> head(bytes);
+    bool whole = true;
+    const int entries = avformat_index_get_entries_count(stream_);
+    for (int i = 0; i < entries && whole; ++i) {
+        const AVIndexEntry* entry = avformat_index_get_entry(stream_, i);
+        whole = entry != nullptr && entry->size >= 0 && static_cast<size_t>(entry->size) >= bytes &&
+                pread(fd, head.data(), bytes, entry->pos) == static_cast<ssize_t>(bytes) &&
+                visit(head.data());
+    }
+    close(fd);
+    return whole && entries > 0;
 }
 
 void QZKTMovieReader::ReadAudio(std::function<void(const AVPacket*)> handle) {

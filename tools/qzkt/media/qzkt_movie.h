@@ -99,6 +99,10 @@ class QZKTMovieReader {
     int64_t samplesRead() const { return samplesRead_; }
     // Packets of the movie's audio streams go to handle as they are read.
     void ReadAudio(std::function<void(const AVPacket*)> handle);
+    // Hands visit the first `bytes` bytes of every sample the track's index lists, read where
+    // the index puts them (without moving the reader), until visit returns false. False when
+    // a sample is shorter or cannot be read, or visit said stop.
+    bool VisitSampleHeads(size_t bytes, const std::function<bool(const uint8_t*)>& visit) const;
 
   private:
     std::string path_;
