@@ -14,10 +14,11 @@ commands=$("$qzkt" --help | sed -n '/^commands:/,/^$/p' | sed -n 's/^  \([a-z][a
 [ -n "$commands" ] || { echo "no commands found in qzkt --help" >&2; exit 1; }
 
 # The options of one command: on the lines of its help that start with an option, the options
-# named before the description (which begins after two spaces), such as "--threads N|auto".
+# named before the description (which begins after two spaces), such as "--threads N|auto" or
+# ffmpeg's "-c:v".
 options_of() {
     "$qzkt" "$1" --help | grep -E '^  -' | sed -E 's/^  //; s/  .*//' |
-        grep -oE '(^|[ ,/])--?[A-Za-z][A-Za-z0-9-]*' | sed -E 's/^[ ,/]//' | sort -u
+        grep -oE '(^|[ ,/])--?[A-Za-z][A-Za-z0-9:-]*' | sed -E 's/^[ ,/]//' | sort -u
 }
 
 # The man page section of one command (from its .SS line to the next .SS or .SH), with roff's
@@ -53,6 +54,14 @@ for command in $commands; do
         grep -qx -- "$option" <<<"$offered" || missing+=("completion: qzkt $command $option")
     done
 done
+
+# Values: the KEY=VALUE pairs after settings --set (the second pair too), and -c:v's encoders.
+pairs=$(complete_words settings --set "")
+grep -qx "compression=dxt1-nolzf" <<<"$pairs" || missing+=("completion: qzkt settings --set KEY=VALUE")
+pairs=$(complete_words settings --set alpha=on thr)
+grep -qx "threads=auto" <<<"$pairs" || missing+=("completion: a second qzkt settings --set pair")
+grep -qx "ffv1" <<<"$(complete_words decode -c:v "")" || missing+=("completion: qzkt decode -c:v NAME")
+grep -qx "ffv1" <<<"$(complete_words decode -c : v "")" || missing+=("completion: -c:v split by bash")
 
 if [ ${#missing[@]} -gt 0 ]; then
     echo "the man page ($manpage) or the completion ($completion) lacks what qzkt --help lists:" >&2

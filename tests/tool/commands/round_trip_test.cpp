@@ -162,3 +162,32 @@ TEST_F(ToolTest, LosslessVideoKeepsAlphaWhenAnyFrameHasIt) {
              "back.argb"});
     EXPECT_TRUE(ReadFile(Path("back.argb")) == ReadFile(Path("decoded.argb")));
 }
+
+// -c:v picks the lossless encoder of a video output (ffmpeg's spelling); a lossy encoder, an
+// output that is not a video or a container that cannot hold the codec is refused, and
+// nothing is written.
+TEST_F(ToolTest, CodecOptionPicksALosslessEncoder) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=24x12:rate=10:duration=0.3", "-f",
+             "rawvideo", "-pix_fmt", "argb", "clip.argb"});
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "--raw", "24x12", "clip.argb", "clip.mov"}).status, 0);
+    ASSERT_EQ(Run({"qzkt", "decode", "clip.mov", "decoded.argb"}).status, 0);
+    for (const std::string codec : {"ffv1", "ffvhuff"}) {
+        SCOPED_TRACE(codec);
+        const RunResult decoded = Run({"qzkt", "decode", "-c:v", codec, "clip.mov", codec + ".mkv"});
+        ASSERT_EQ(decoded.status, 0) << decoded.err;
+        EXPECT_NE(decoded.summary.find("as " + codec + " video in matroska"), std::string::npos)
+            << decoded.summary;
+        MustRun({"ffmpeg", "-v", "error", "-i", Path(codec + ".mkv"), "-f", "rawvideo", "-pix_fmt", "argb",
+                 codec + ".argb"});
+        EXPECT_TRUE(ReadFile(Path(codec + ".argb")) == ReadFile(Path("decoded.argb")));
+    }
+    const std::vector<std::string> before = FolderListing();
+    const RunResult lossy = Run({"qzkt", "decode", "-c:v", "mpeg4", "clip.mov", "lossy.mkv"});
+    EXPECT_EQ(lossy.status, 2);
+    EXPECT_NE(lossy.err.find("mpeg4 is not a lossless video encoder"), std::string::npos) << lossy.err;
+    EXPECT_EQ(Run({"qzkt", "decode", "--codec", "ffv1", "clip.mov", "raw.argb"}).status, 2);
+    const RunResult mov = Run({"qzkt", "decode", "-c:v", "utvideo", "clip.mov", "ut.mov"});
+    EXPECT_EQ(mov.status, 1);
+    EXPECT_EQ(mov.err, "qzkt decode: the mov container cannot hold utvideo video\n");
+    EXPECT_EQ(FolderListing(), before);
+}

@@ -29,6 +29,7 @@ Options::Options(const std::vector<std::string>& args, const std::set<std::strin
         if (flag == "-n") flag = "--no-overwrite";
         if (flag == "-ss") flag = "--start";
         if (flag == "-t") flag = "--duration";
+        if (flag == "-c:v" || flag == "-vcodec") flag = "--codec";
         if (plainFlags.count(flag)) {
             if (inlineValue) throw UsageError(flag + " takes no value");
             values_[flag] = "";

@@ -58,6 +58,9 @@ const char* kHelp =
     "  -t, --duration TIME  take at most TIME of the movie\n"
     "  --frames N       take at most N frames\n"
     "  --no-audio       leave the audio out of a video OUTPUT\n"
+    "  -c:v, --codec NAME  the lossless encoder of a video OUTPUT instead of the container's\n"
+    "                   first: utvideo, ffv1 (smaller, five times slower), ffvhuff, magicyuv,\n"
+    "                   png\n"
     "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
     "                   thread (default auto: one per hardware thread, at most 16); the\n"
     "                   frames written are the same for every N. DXT1/DXT5 frames on OpenGL\n"
@@ -90,14 +93,15 @@ bool IsVideoOutput(const std::string& output) {
 
 // Opens the output at the first intact frame; a video output gets the movie's audio,
 // timecode and metadata, starting with the audio read so far.
-std::unique_ptr<FrameSink> OpenSinkCarrying(const std::string& output, QZKTMovieReader& movie,
-                                            const FrameWindow& window, int64_t expectedFrames,
-                                            const CarryOver& carry, std::deque<AvPacketPtr>& heldAudio,
-                                            bool quiet) {
+std::unique_ptr<FrameSink> OpenSinkCarrying(const std::string& output, VideoCoding coding,
+                                            QZKTMovieReader& movie, const FrameWindow& window,
+                                            int64_t expectedFrames, const CarryOver& carry,
+                                            std::deque<AvPacketPtr>& heldAudio, bool quiet) {
     const bool video = IsVideoOutput(output);
+    coding.opaque = video && EveryFrameOpaque(movie);
     std::unique_ptr<FrameSink> sink =
         OpenFrameSink(output, movie.width(), movie.height(), movie.timeBase(), movie.frameRate(),
-                      expectedFrames, video ? &carry : nullptr, video && EveryFrameOpaque(movie));
+                      expectedFrames, video ? &carry : nullptr, coding);
     if (!quiet && !sink->Note().empty()) std::fprintf(stderr, "qzkt decode: %s\n", sink->Note().c_str());
     if (StreamCopier* copier = sink->copier()) {
         if (!quiet)
@@ -127,11 +131,26 @@ void PrintSummary(int64_t frames, int width, int height, const std::string& inpu
     std::fprintf(stderr, "%s\n", line.c_str());
 }
 
+// -c:v's encoder: one of FFmpeg's that codes video losslessly, for a video OUTPUT.
+std::string LosslessVideoEncoder(const Options& options, const std::string& output) {
+    const std::string name = options.Value("--codec");
+    if (name.empty()) return name;
+    if (!IsVideoOutput(output)) throw UsageError("-c:v names the codec of a video OUTPUT, not of " + output);
+    const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
+    const AVCodecDescriptor* descriptor = codec != nullptr ? avcodec_descriptor_get(codec->id) : nullptr;
+    if (codec == nullptr || codec->type != AVMEDIA_TYPE_VIDEO || descriptor == nullptr ||
+        (descriptor->props & AV_CODEC_PROP_LOSSLESS) == 0 || (descriptor->props & AV_CODEC_PROP_LOSSY) != 0)
+        throw UsageError(name +
+                         " is not a lossless video encoder of this FFmpeg (such as utvideo, ffv1, ffvhuff, "
+                         "magicyuv, png)");
+    return name;
+}
+
 } // namespace
 
 int RunDecode(const Args& args) {
     const Options options(args, {"--help", "--quiet", "--overwrite", "--no-overwrite", "--no-audio"},
-                          {"--gl", "--jobs", "--prefs-dir", "--start", "--duration", "--frames"});
+                          {"--gl", "--jobs", "--prefs-dir", "--start", "--duration", "--frames", "--codec"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT.mov and OUTPUT");
     const qzkt_renderer renderer = ParseRendererChoice(options.Value("--gl", "auto"));
@@ -143,6 +162,8 @@ int RunDecode(const Args& args) {
 
     const std::string& input = options.positional()[0];
     const std::string& output = options.positional()[1];
+    VideoCoding coding;
+    coding.codec = LosslessVideoEncoder(options, output);
     ProtectInput(input);
     // The output is made at the first intact frame; refuse a forbidden name before any work.
     if (output != "-" && !IsImageSequencePattern(output)) CheckOutputName(output);
@@ -233,7 +254,7 @@ int RunDecode(const Args& args) {
                 },
                 writeInOrder);
             if (!damagedBeforeFirstIntact.empty()) blackWhenEmpty();
-            sink = OpenSinkCarrying(output, movie, window, expectedFrames, carry, heldAudio, quiet);
+            sink = OpenSinkCarrying(output, coding, movie, window, expectedFrames, carry, heldAudio, quiet);
             for (int64_t pts : damagedBeforeFirstIntact)
                 sink->Write(picture.data(), width * 4, times.Next(pts));
         }

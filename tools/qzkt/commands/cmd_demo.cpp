@@ -123,7 +123,7 @@ int RunDemo(const Args& args) {
         RemoveEarlier(decodedFile);
         std::unique_ptr<FrameSink> sink =
             OpenFrameSink(decodedFile, movie.width(), movie.height(), movie.timeBase(), movie.frameRate(), 0,
-                          nullptr, EveryFrameOpaque(movie));
+                          nullptr, VideoCoding{EveryFrameOpaque(movie), ""});
         FrameDecoder decoder(movie.width(), movie.height(), QZKT_RENDERER_AUTO);
         std::vector<uint8_t> picture(static_cast<size_t>(movie.width()) * movie.height() * 4);
         Progress progress("decoding", movie.frameCount(), quiet);

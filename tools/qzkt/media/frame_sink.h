@@ -42,11 +42,16 @@ class FrameSink {
 // unknown) is how many images of a sequence to check before the first is written.
 // A single image name (frame.png, .tif, .tiff, .jpg, .jpeg, .bmp without a pattern) takes
 // exactly one frame. With carry, a video output carries the input's audio and metadata.
-// opaque (every frame's alpha is 255) lets a video output code RGB without alpha.
+// How a video output codes its pictures.
+struct VideoCoding {
+    bool opaque = false; // every frame's alpha is 255: RGB without alpha is coded
+    std::string codec;   // the lossless encoder asked for (-c:v); "" for the container's first
+};
+
 std::unique_ptr<FrameSink> OpenFrameSink(const std::string& output, int width, int height,
                                          AVRational timeBase, AVRational frameRate,
                                          int64_t expectedFrames = 0, const CarryOver* carry = nullptr,
-                                         bool opaque = false);
+                                         const VideoCoding& coding = {});
 
 // True for names that OpenFrameSink treats as an image-sequence pattern.
 bool IsImageSequencePattern(const std::string& name);
