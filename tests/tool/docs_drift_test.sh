@@ -18,7 +18,7 @@ commands=$("$qzkt" --help | sed -n '/^commands:/,/^$/p' | sed -n 's/^  \([a-z][a
 # ffmpeg's "-c:v".
 options_of() {
     "$qzkt" "$1" --help | grep -E '^  -' | sed -E 's/^  //; s/  .*//' |
-        grep -oE '(^|[ ,/])--?[A-Za-z][A-Za-z0-9:-]*' | sed -E 's/^[ ,/]//' | sort -u
+        grep -oE '(^|[ ,/])--?[A-Za-z][A-Za-z0-9:_-]*' | sed -E 's/^[ ,/]//' | sort -u
 }
 
 # The man page section of one command (from its .SS line to the next .SS or .SH), with roff's

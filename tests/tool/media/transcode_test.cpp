@@ -368,3 +368,35 @@ TEST_F(TranscodeTest, ExistingOutputsAreReplacedOnlyWithY) {
     const RunResult self = Run({"qzkt", "encode", prefsArg_, "-y", "out.mov", "out.mov"});
     EXPECT_EQ(self.err, "qzkt encode: the output out.mov is the input file; give another output name\n");
 }
+
+// Image sequences named as ffmpeg names them: a pattern whose images start at 0100 (found by
+// itself, or from -start_number), and a glob; both give the same frames as the images read
+// one by one.
+TEST_F(TranscodeTest, ImageSequencesFromAnyNumberAndByGlob) {
+    mkdir(Path("shots").c_str(), 0755);
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=10:duration=0.5",
+             "-start_number", "100", Path("shots/img_%04d.png")});
+    const RunResult pattern = Run({"qzkt", "encode", prefsArg_, "shots/img_%04d.png", "pattern.mov"});
+    ASSERT_EQ(pattern.status, 0) << pattern.err;
+    EXPECT_EQ(VideoFrames(Path("pattern.mov")), 5);
+    const RunResult glob = Run({"qzkt", "encode", prefsArg_, "shots/*.png", "glob.mov"});
+    ASSERT_EQ(glob.status, 0) << glob.err;
+    EXPECT_TRUE(Samples(Path("glob.mov")) == Samples(Path("pattern.mov")));
+    const RunResult later =
+        Run({"qzkt", "encode", prefsArg_, "-start_number", "102", "shots/img_%04d.png", "later.mov"});
+    ASSERT_EQ(later.status, 0) << later.err;
+    EXPECT_EQ(VideoFrames(Path("later.mov")), 3);
+
+    // One image alone gives the pattern's third frame.
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "shots/img_0102.png", "one.mov"}).status, 0);
+    const Bytes all = Samples(Path("later.mov")), one = Samples(Path("one.mov"));
+    EXPECT_TRUE(Bytes(all.begin(), all.begin() + static_cast<long>(one.size())) == one);
+
+    const RunResult none = Run({"qzkt", "encode", prefsArg_, "shots/*.jpg", "none.mov"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.err, "qzkt encode: cannot open shots/*.jpg: No such file or directory\n");
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "-start_number", "x", "shots/img_%04d.png", "x.mov"}).status,
+              2);
+    // An image of the sequence is never the output.
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "shots/*.png", "shots/img_0101.png"}).status, 1);
+}

@@ -30,8 +30,9 @@ const char* kHelp =
     "\n"
     "Encodes INPUT into a QuickTime movie of QZKT key frames, keeping its frame rate and\n"
     "timing. INPUT is anything FFmpeg reads: a video file, a still image, or an image\n"
-    "sequence pattern such as frames_%04d.png. With --raw, INPUT is raw 32-bit ARGB frames\n"
-    "(a file, or - for standard input), e.g.\n"
+    "sequence: a pattern such as frames_%04d.png (from its lowest number there, or from\n"
+    "-start_number's), or a quoted glob such as \"shots/*.png\" (in name order). With --raw,\n"
+    "INPUT is raw 32-bit ARGB frames (a file, or - for standard input), e.g.\n"
     "  ffmpeg -i in.mp4 -f rawvideo -pix_fmt argb - | qzkt encode --raw 1920x1080 - out.mov\n"
     "OUTPUT must end in .mov or .qt. It appears only when the encode succeeded; it is never\n"
     "INPUT itself (under any name) nor anything but a regular file, and an existing OUTPUT is\n"
@@ -66,6 +67,8 @@ const char* kHelp =
     "                    their frames are retimed to it\n"
     "  --matrix M        bt601, bt709 or auto (default): the Y'CbCr matrix; auto takes the\n"
     "                    input's colour tags, or for untagged input the rule above\n"
+    "  -start_number N, --start-number N  an image pattern's first number (ffmpeg's\n"
+    "                    -start_number; by default the lowest number of its images there)\n"
     "  --no-audio        leave the audio out\n"
     "  --jobs N|auto     frames encoded at once, each by its own encoder on its own thread\n"
     "                    (default auto: one per hardware thread, at most 16; fewer for very\n"
@@ -153,7 +156,7 @@ int RunEncode(const Args& args) {
         args,
         {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
         {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames",
-         "--matrix"});
+         "--matrix", "--start-number"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
@@ -165,6 +168,14 @@ int RunEncode(const Args& args) {
     MediaOptions media;
     media.matrix = ParseMatrixChoice(options.Value("--matrix", "auto"));
     if (options.Has("--rate")) media.rate = ParseRate(options.Value("--rate"));
+    if (options.Has("--start-number")) {
+        const std::string value = options.Value("--start-number");
+        char* end = nullptr;
+        const long number = std::strtol(value.c_str(), &end, 10);
+        if (value.empty() || *end != 0 || number < 0 || number > 999999999)
+            throw UsageError("-start_number takes a number from 0 (got " + value + ")");
+        media.startNumber = static_cast<int>(number);
+    }
     const bool quiet = options.Has("--quiet");
 
     SettingsChoice choice;

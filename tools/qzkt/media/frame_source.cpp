@@ -12,6 +12,7 @@
 
 #include "cli/tool_error.h"
 #include "media/ffmpeg_util.h"
+#include "media/image_sequence.h"
 #include "media/qzkt_movie.h"
 #include "media/stream_copy.h"
 
@@ -33,7 +34,11 @@ class MediaSource : public FrameSource {
                 std::to_string(options.rate.num) + "/" + std::to_string(options.rate.den);
             av_dict_set(&demuxerOptions, "framerate", rate.c_str(), 0);
         }
-        const int opened = avformat_open_input(&format, path.c_str(), nullptr, &demuxerOptions);
+        sequence_ = FindImageSequence(path, options.startNumber);
+        AddDemuxerOptions(sequence_, &demuxerOptions);
+        // A glob names no file whose extension could pick the image demuxer: it is named here.
+        const AVInputFormat* demuxer = sequence_.glob ? av_find_input_format("image2") : nullptr;
+        const int opened = avformat_open_input(&format, path.c_str(), demuxer, &demuxerOptions);
         // A demuxer that took the rate removed it from the dictionary; others get retimed frames.
         retime_ = rateGiven && av_dict_get(demuxerOptions, "framerate", nullptr, 0) != nullptr;
         av_dict_free(&demuxerOptions);
@@ -142,21 +147,11 @@ class MediaSource : public FrameSource {
     }
 
   private:
-    // The input's name, and for an image sequence every image FFmpeg will read: the first
-    // number of 0..4 that exists, and those after it up to the first missing one.
+    // The input's name, and for an image sequence every image FFmpeg will read.
     void ListFiles(const AVFormatContext* format) {
         files_.push_back(path_);
         if (std::strcmp(format->iformat->name, "image2") != 0) return;
-        char name[4096];
-        const auto exists = [&](int number) {
-            return av_get_frame_filename(name, sizeof name, path_.c_str(), number) == 0 &&
-                   access(name, F_OK) == 0;
-        };
-        int number = 0;
-        while (number < 4 && !exists(number))
-            ++number;
-        for (; exists(number); ++number)
-            files_.push_back(name);
+        files_.insert(files_.end(), sequence_.files.begin(), sequence_.files.end());
     }
 
     // How long the container says the stream is: the frame count it stores, or else its
@@ -270,6 +265,7 @@ class MediaSource : public FrameSource {
         out.buffer = &argb_;
     }
 
+    ImageSequence sequence_; // when the input is an image pattern or a glob
     std::string path_;
     MatrixChoice matrix_;
     bool retime_ = false;
