@@ -400,3 +400,36 @@ TEST_F(TranscodeTest, ImageSequencesFromAnyNumberAndByGlob) {
     // An image of the sequence is never the output.
     EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "shots/*.png", "shots/img_0101.png"}).status, 1);
 }
+
+// --size (ffmpeg's -s) scales every frame, keeping the picture's shape on screen through the
+// pixel aspect as ffmpeg does, and takes a sequence whose images change size midway, which is
+// otherwise refused with a hint.
+TEST_F(TranscodeTest, SizeScalesEveryFrameAndTakesSizeChanges) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x48:rate=10:duration=0.3", "-c:v",
+             "ffv1", Path("square.mkv")});
+    const RunResult scaled = Run({"qzkt", "encode", prefsArg_, "-s", "32x48", "square.mkv", "scaled.mov"});
+    ASSERT_EQ(scaled.status, 0) << scaled.err;
+    EXPECT_EQ(Probe({"-show_entries", "stream=width,height,sample_aspect_ratio", Path("scaled.mov")}),
+              "width=32\nheight=48\nsample_aspect_ratio=2:1\n");
+    EXPECT_EQ(VideoFrames(Path("scaled.mov")), 3);
+
+    mkdir(Path("mixed").c_str(), 0755);
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x48:rate=10:duration=0.2",
+             Path("mixed/f_%02d.png")});
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=80x40:rate=10:duration=0.2",
+             "-start_number", "3", Path("mixed/f_%02d.png")});
+    const RunResult refused = Run({"qzkt", "encode", prefsArg_, "mixed/f_%02d.png", "mixed.mov"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("changes its picture size from 64x48 to 80x40; a QZKT movie keeps one size "
+                               "(--size 64x48 scales every frame to it)"),
+              std::string::npos)
+        << refused.err;
+    const RunResult taken =
+        Run({"qzkt", "encode", prefsArg_, "--size", "64x48", "mixed/f_%02d.png", "mixed.mov"});
+    ASSERT_EQ(taken.status, 0) << taken.err;
+    EXPECT_EQ(VideoFrames(Path("mixed.mov")), 4);
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "--size", "0x48", "square.mkv", "bad.mov"}).status, 2);
+    EXPECT_EQ(
+        Run({"qzkt", "encode", prefsArg_, "--raw", "8x8", "--size", "4x4", "square.mkv", "bad.mov"}).status,
+        2);
+}

@@ -67,6 +67,8 @@ const char* kHelp =
     "                    their frames are retimed to it\n"
     "  --matrix M        bt601, bt709 or auto (default): the Y'CbCr matrix; auto takes the\n"
     "                    input's colour tags, or for untagged input the rule above\n"
+    "  -s, --size WxH    scale every frame to this size (ffmpeg's -s; bicubic), which also\n"
+    "                    takes an input whose size changes midway\n"
     "  -start_number N, --start-number N  an image pattern's first number (ffmpeg's\n"
     "                    -start_number; by default the lowest number of its images there)\n"
     "  --no-audio        leave the audio out\n"
@@ -79,16 +81,16 @@ const char* kHelp =
     "  --quiet           no progress line, notes or summary\n"
     "  --prefs-dir DIR   folder of the settings file\n";
 
-void ParseSize(const std::string& text, int& width, int& height) {
+void ParseSize(const std::string& text, int& width, int& height, const std::string& option = "--raw") {
     char x = 0;
     char extra = 0;
     if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &extra) != 3 || (x != 'x' && x != 'X') ||
         width < 1 || height < 1 || width > QZKT_MAX_SIDE || height > QZKT_MAX_SIDE)
-        throw UsageError("--raw takes WIDTHxHEIGHT (each 1.." + std::to_string(QZKT_MAX_SIDE) +
+        throw UsageError(option + " takes WIDTHxHEIGHT (each 1.." + std::to_string(QZKT_MAX_SIDE) +
                          "), such as 1920x1080, not '" + text + "'");
     if (static_cast<long long>(width) * height > (1LL << 28))
-        throw UsageError("--raw " + text +
-                         " is more than 2^28 pixels (268435456), the most a raw frame may have");
+        throw UsageError(option + " " + text +
+                         " is more than 2^28 pixels (268435456), the most a frame may have");
 }
 
 AVRational ParseRate(const std::string& text) {
@@ -156,7 +158,7 @@ int RunEncode(const Args& args) {
         args,
         {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
         {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames",
-         "--matrix", "--start-number"});
+         "--matrix", "--start-number", "--size"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
     const std::string& input = options.positional()[0];
@@ -168,6 +170,11 @@ int RunEncode(const Args& args) {
     MediaOptions media;
     media.matrix = ParseMatrixChoice(options.Value("--matrix", "auto"));
     if (options.Has("--rate")) media.rate = ParseRate(options.Value("--rate"));
+    if (options.Has("--size")) {
+        if (options.Has("--raw"))
+            throw UsageError("--size scales what FFmpeg reads; raw frames keep --raw's size");
+        ParseSize(options.Value("--size"), media.width, media.height, "--size");
+    }
     if (options.Has("--start-number")) {
         const std::string value = options.Value("--start-number");
         char* end = nullptr;

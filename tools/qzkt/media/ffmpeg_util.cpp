@@ -66,9 +66,26 @@ void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesi
     context_.reset(sws_getCachedContext(context_.release(), width, height, srcFormat, width, height,
                                         dstFormat, flags, nullptr, nullptr, nullptr));
     if (!context_) throw ToolError("cannot convert pictures from this pixel format");
+    Run(srcData, srcLinesize, height, dstData, dstLinesize, height, srcSpace, srcRange);
+}
 
+void PixelConverter::Scale(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
+                           int srcWidth, int srcHeight, uint8_t* const dstData[], const int dstLinesize[],
+                           AVPixelFormat dstFormat, int width, int height, AVColorSpace srcSpace,
+                           AVColorRange srcRange) {
+    const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
+    context_.reset(sws_getCachedContext(context_.release(), srcWidth, srcHeight, srcFormat, width, height,
+                                        dstFormat, flags, nullptr, nullptr, nullptr));
+    if (!context_) throw ToolError("cannot scale pictures from this pixel format");
+    Run(srcData, srcLinesize, srcHeight, dstData, dstLinesize, height, srcSpace, srcRange);
+}
+
+void PixelConverter::Run(const uint8_t* const srcData[], const int srcLinesize[], int srcHeight,
+                         uint8_t* const dstData[], const int dstLinesize[], int, AVColorSpace srcSpace,
+                         AVColorRange srcRange) {
     int space = SWS_CS_ITU601;
-    if (srcSpace == AVCOL_SPC_BT709 || (srcSpace == AVCOL_SPC_UNSPECIFIED && height >= 720))
+    // Untagged sources: the matrix by the source's own height.
+    if (srcSpace == AVCOL_SPC_BT709 || (srcSpace == AVCOL_SPC_UNSPECIFIED && srcHeight >= 720))
         space = SWS_CS_ITU709;
     else if (srcSpace == AVCOL_SPC_BT2020_NCL || srcSpace == AVCOL_SPC_BT2020_CL)
         space = SWS_CS_BT2020;
@@ -77,6 +94,5 @@ void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesi
     // Fails harmlessly (and changes nothing) for RGB sources, which have no matrix.
     sws_setColorspaceDetails(context_.get(), coefficients, fullRangeSource, coefficients, 1, 0, 1 << 16,
                              1 << 16);
-
-    sws_scale(context_.get(), srcData, srcLinesize, 0, height, dstData, dstLinesize);
+    sws_scale(context_.get(), srcData, srcLinesize, 0, srcHeight, dstData, dstLinesize);
 }

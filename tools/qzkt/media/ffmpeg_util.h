@@ -57,6 +57,15 @@ class PixelConverter {
                  int height, AVColorSpace srcSpace = AVCOL_SPC_UNSPECIFIED,
                  AVColorRange srcRange = AVCOL_RANGE_UNSPECIFIED);
 
+    // The same, scaled from srcWidth x srcHeight to width x height (bicubic, as ffmpeg's -s).
+    void Scale(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat, int srcWidth,
+               int srcHeight, uint8_t* const dstData[], const int dstLinesize[], AVPixelFormat dstFormat,
+               int width, int height, AVColorSpace srcSpace = AVCOL_SPC_UNSPECIFIED,
+               AVColorRange srcRange = AVCOL_RANGE_UNSPECIFIED);
+
   private:
+    void Run(const uint8_t* const srcData[], const int srcLinesize[], int srcHeight, uint8_t* const dstData[],
+             const int dstLinesize[], int height, AVColorSpace srcSpace, AVColorRange srcRange);
+
     SwsContextPtr context_;
 };

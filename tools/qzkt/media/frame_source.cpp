@@ -69,6 +69,11 @@ class MediaSource : public FrameSource {
         width_ = par->width;
         height_ = par->height;
         if (width_ <= 0 || height_ <= 0) throw ToolError(path + " has a video of unknown size");
+        scaled_ = options.width > 0 && options.height > 0;
+        if (scaled_) {
+            width_ = options.width;
+            height_ = options.height;
+        }
         timeBase_ = stream_->time_base;
         const AVRational rate = av_guess_frame_rate(format, stream_, nullptr);
         if (rate.num > 0 && rate.den > 0) frameRate_ = rate;
@@ -241,16 +246,22 @@ class MediaSource : public FrameSource {
 
     void Deliver(ArgbFrame& out) {
         AVFrame* f = frame_.get();
-        if (f->width != width_ || f->height != height_)
+        if (!scaled_ && (f->width != width_ || f->height != height_))
             throw ToolError(path_ + " changes its picture size from " + std::to_string(width_) + "x" +
                             std::to_string(height_) + " to " + std::to_string(f->width) + "x" +
-                            std::to_string(f->height) + "; a QZKT movie keeps one size");
+                            std::to_string(f->height) + "; a QZKT movie keeps one size (--size " +
+                            std::to_string(width_) + "x" + std::to_string(height_) +
+                            " scales every frame to it)");
         argb_.resize(static_cast<size_t>(width_) * height_ * 4); // it may have been swapped away
         uint8_t* dst[4] = {argb_.data(), nullptr, nullptr, nullptr};
         const int dstLinesize[4] = {width_ * 4, 0, 0, 0};
-        converter_.Convert(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), dst, dstLinesize,
-                           AV_PIX_FMT_ARGB, width_, height_,
-                           ConversionColorSpace(matrix_, f->colorspace, height_), f->color_range);
+        const AVColorSpace space = ConversionColorSpace(matrix_, f->colorspace, f->height);
+        if (f->width == width_ && f->height == height_)
+            converter_.Convert(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), dst, dstLinesize,
+                               AV_PIX_FMT_ARGB, width_, height_, space, f->color_range);
+        else
+            converter_.Scale(f->data, f->linesize, static_cast<AVPixelFormat>(f->format), f->width, f->height,
+                             dst, dstLinesize, AV_PIX_FMT_ARGB, width_, height_, space, f->color_range);
 
         // Frames without a timestamp follow the previous one by one frame period; a rate given
         // for an input that has its own times numbers the frames at that rate.
@@ -269,6 +280,7 @@ class MediaSource : public FrameSource {
     std::string path_;
     MatrixChoice matrix_;
     bool retime_ = false;
+    bool scaled_ = false; // --size: every frame is scaled to width_ x height_
     StreamCopier* copier_ = nullptr;
     AvInputPtr format_;
     AVStream* stream_ = nullptr;

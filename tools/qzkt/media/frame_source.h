@@ -84,7 +84,8 @@ class FrameSource {
 struct MediaOptions {
     AVRational rate{0, 0};                     // --rate: the input's frame rate (0/0: its own)
     MatrixChoice matrix = MatrixChoice::kAuto; // --matrix
-    int startNumber = -1; // -start_number: an image pattern's first number (-1: the lowest there)
+    int startNumber = -1;      // -start_number: an image pattern's first number (-1: the lowest there)
+    int width = 0, height = 0; // --size: every frame scaled to this size (0: the input's own)
 };
 
 // Opens path with FFmpeg's libraries and decodes its best video stream. Throws ToolError

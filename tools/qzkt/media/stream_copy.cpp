@@ -59,7 +59,9 @@ StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVForma
     // Matroska muxers write their own timecode track or tag.
     CopyMetadata(video->metadata, &outVideo->metadata);
     CopyDisplayMatrix(video, outVideo);
-    const VideoGeometry geometry = GeometryOf(input, video);
+    VideoGeometry geometry = GeometryOf(input, video);
+    FitPixelAspect(geometry, video->codecpar->width, video->codecpar->height, outVideo->codecpar->width,
+                   outVideo->codecpar->height);
     CopyGeometry(geometry, outVideo);
     if (geometry.rotated && geometry.rotation != 0 && !MuxerKeepsRotation(output->oformat)) {
         char degrees[32];

@@ -28,6 +28,17 @@ VideoGeometry GeometryOf(const AVFormatContext* format, const AVStream* stream) 
     return geometry;
 }
 
+void FitPixelAspect(VideoGeometry& geometry, int width, int height, int toWidth, int toHeight) {
+    if (width <= 0 || height <= 0 || toWidth <= 0 || toHeight <= 0 ||
+        (width == toWidth && height == toHeight))
+        return;
+    const AVRational aspect = geometry.pixelAspect.num > 0 ? geometry.pixelAspect : AVRational{1, 1};
+    const AVRational fitted = av_mul_q(aspect, AVRational{width * toHeight, height * toWidth});
+    geometry.pixelAspect = fitted.num == fitted.den ? AVRational{0, 1} : fitted;
+    av_reduce(&geometry.pixelAspect.num, &geometry.pixelAspect.den, geometry.pixelAspect.num,
+              geometry.pixelAspect.den, 1 << 30);
+}
+
 std::string PixelAspectText(AVRational aspect) {
     if (aspect.num <= 0 || aspect.den <= 0 || aspect.num == aspect.den) return "";
     return std::to_string(aspect.num) + ":" + std::to_string(aspect.den);

@@ -16,6 +16,10 @@ struct VideoGeometry {
 
 VideoGeometry GeometryOf(const AVFormatContext* format, const AVStream* stream);
 
+// Pictures scaled from width x height to toWidth x toHeight keep their shape on screen, as
+// ffmpeg's scaling keeps it: the pixel aspect takes up the change of proportions.
+void FitPixelAspect(VideoGeometry& geometry, int width, int height, int toWidth, int toHeight);
+
 // "64:45"; "" for square pixels.
 std::string PixelAspectText(AVRational aspect);
 
