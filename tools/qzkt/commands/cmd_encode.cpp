@@ -89,8 +89,8 @@ void ParseSize(const std::string& text, int& width, int& height, const std::stri
         throw UsageError(option + " takes WIDTHxHEIGHT (each 1.." + std::to_string(QZKT_MAX_SIDE) +
                          "), such as 1920x1080, not '" + text + "'");
     if (static_cast<long long>(width) * height > (1LL << 28))
-        throw UsageError(option + " " + text +
-                         " is more than 2^28 pixels (268435456), the most a frame may have");
+        throw UsageError(option + " " + text + " is more than 2^28 pixels (268435456), the most a" +
+                         (option == "--raw" ? " raw" : "") + " frame may have");
 }
 
 AVRational ParseRate(const std::string& text) {
