@@ -433,3 +433,42 @@ TEST_F(TranscodeTest, SizeScalesEveryFrameAndTakesSizeChanges) {
         Run({"qzkt", "encode", prefsArg_, "--raw", "8x8", "--size", "4x4", "square.mkv", "bad.mov"}).status,
         2);
 }
+
+// Several inputs in one run (-o FOLDER): each is encoded with its own summary, a bad one does
+// not stop the others, and a last line counts them; names that would collide are refused
+// before any work.
+TEST_F(TranscodeTest, BatchEncodesEveryInputAndCountsThem) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=10:duration=0.3", "-c:v",
+             "ffv1", Path("one.mkv")});
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=48x16:rate=10:duration=0.2", "-c:v",
+             "mpeg4", "-q:v", "2", Path("two.mp4")});
+    const std::string junk = "not a video";
+    WriteFile(Path("bad.mp4"), Bytes(junk.begin(), junk.end()));
+    const RunResult batch = Run({"qzkt", "encode", prefsArg_, "one.mkv", "bad.mp4", "two.mp4", "-o", "out"});
+    EXPECT_EQ(batch.status, 1);
+    EXPECT_NE(batch.err.find("qzkt encode: cannot open bad.mp4: Invalid data found when processing input\n"),
+              std::string::npos)
+        << batch.err;
+    EXPECT_NE((batch.err + batch.summary).find("to out/one.mov:"), std::string::npos) << batch.err;
+    EXPECT_NE((batch.err + batch.summary).find("to out/two.mov:"), std::string::npos) << batch.err;
+    EXPECT_NE(batch.err.find("qzkt encode: 3 inputs: 2 encoded into out, 1 failed: bad.mp4"),
+              std::string::npos)
+        << batch.err;
+    EXPECT_EQ(VideoFrames(Path("out/one.mov")), 3);
+    EXPECT_EQ(VideoFrames(Path("out/two.mov")), 2);
+    struct stat status {};
+    EXPECT_NE(stat(Path("out/bad.mov").c_str(), &status), 0);
+
+    // Again: the movies exist, so without -y every input fails and nothing is replaced.
+    const Bytes before = ReadFile(Path("out/one.mov"));
+    const RunResult again = Run({"qzkt", "encode", prefsArg_, "one.mkv", "two.mp4", "-o", "out"});
+    EXPECT_EQ(again.status, 1);
+    EXPECT_TRUE(ReadFile(Path("out/one.mov")) == before);
+    EXPECT_EQ(Run({"qzkt", "encode", prefsArg_, "-y", "--quiet", "one.mkv", "two.mp4", "-o", "out"}).status,
+              0);
+
+    const RunResult clash = Run({"qzkt", "encode", prefsArg_, "one.mkv", "one.mp4", "-o", "out"});
+    EXPECT_EQ(clash.status, 2);
+    EXPECT_NE(clash.err.find("one.mkv and one.mp4 would both be written to out/one.mov"), std::string::npos)
+        << clash.err;
+}

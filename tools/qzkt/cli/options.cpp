@@ -32,6 +32,7 @@ Options::Options(const std::vector<std::string>& args, const std::set<std::strin
         if (flag == "-c:v" || flag == "-vcodec") flag = "--codec";
         if (flag == "-start_number") flag = "--start-number";
         if (flag == "-s") flag = "--size";
+        if (flag == "-o") flag = "--output-folder";
         if (plainFlags.count(flag)) {
             if (inlineValue) throw UsageError(flag + " takes no value");
             values_[flag] = "";

@@ -1,7 +1,12 @@
 // qzkt encode: any video, image or image sequence (or raw ARGB) to a QZKT movie.
+#include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/options.h"
@@ -27,6 +32,7 @@ namespace {
 
 const char* kHelp =
     "usage: qzkt encode [OPTIONS] INPUT OUTPUT.mov\n"
+    "       qzkt encode [OPTIONS] INPUT... -o FOLDER\n"
     "\n"
     "Encodes INPUT into a QuickTime movie of QZKT key frames, keeping its frame rate and\n"
     "timing. INPUT is anything FFmpeg reads: a video file, a still image, or an image\n"
@@ -69,6 +75,10 @@ const char* kHelp =
     "                    input's colour tags, or for untagged input the rule above\n"
     "  -s, --size WxH    scale every frame to this size (ffmpeg's -s; bicubic), which also\n"
     "                    takes an input whose size changes midway\n"
+    "  -o, --output-folder FOLDER  encode every INPUT into FOLDER/NAME.mov (NAME: the input's\n"
+    "                    name without its extension; FOLDER is made when missing), each with\n"
+    "                    its own notes and summary; one that fails does not stop the others,\n"
+    "                    and a last line counts them (exit status 1 when any failed)\n"
     "  -start_number N, --start-number N  an image pattern's first number (ffmpeg's\n"
     "                    -start_number; by default the lowest number of its images there)\n"
     "  --no-audio        leave the audio out\n"
@@ -153,21 +163,103 @@ void PrintSummary(const FrameSource& source, int64_t frames, const std::string& 
 
 } // namespace
 
+// What every input of a run is encoded with, from the options.
+struct EncodeRun {
+    const Options& options;
+    TimeRange range;
+    MediaOptions media;
+    SettingsChoice choice;
+    int jobsAsked = 1;
+    bool quiet = false;
+};
+
+int EncodeOne(const EncodeRun& run, const std::string& input, const std::string& output);
+
+// The movie each input of a batch (-o DIR) becomes: DIR/NAME.mov, NAME the input's file name
+// without its extension (and without a pattern's or glob's special characters).
+std::string BatchOutput(const std::string& folder, const std::string& input) {
+    std::string name = input.substr(input.rfind('/') == std::string::npos ? 0 : input.rfind('/') + 1);
+    const size_t dot = name.rfind('.');
+    if (dot != std::string::npos && dot > 0) name.erase(dot);
+    std::string clean;
+    for (size_t i = 0; i < name.size(); ++i) {
+        if (name[i] == '%') { // %d, %04d
+            while (i + 1 < name.size() && std::isdigit(static_cast<unsigned char>(name[i + 1])))
+                ++i;
+            if (i + 1 < name.size() && name[i + 1] == 'd') ++i;
+            continue;
+        }
+        if (std::strchr("*?[]", name[i]) == nullptr) clean += name[i];
+    }
+    while (!clean.empty() && (clean.back() == '_' || clean.back() == '-' || clean.back() == '.'))
+        clean.pop_back();
+    if (clean.empty()) clean = "movie";
+    return folder + (folder.empty() || folder.back() == '/' ? "" : "/") + clean + ".mov";
+}
+
+// qzkt encode IN... -o DIR: each input in turn, with its own notes and summary; a failed one
+// does not stop the rest. Exit status: 1 when any failed, else 3 when any was damaged.
+int EncodeBatch(const EncodeRun& run, const std::string& folder) {
+    const std::vector<std::string>& inputs = run.options.positional();
+    if (inputs.empty()) throw UsageError("give the INPUT files to encode into " + folder);
+    std::vector<std::string> outputs;
+    for (const std::string& input : inputs) {
+        if (input == "-") throw UsageError("standard input is not an input of a batch (-o)");
+        outputs.push_back(BatchOutput(folder, input));
+        for (size_t i = 0; i + 1 < outputs.size(); ++i)
+            if (outputs[i] == outputs.back())
+                throw UsageError(inputs[i] + " and " + input + " would both be written to " + outputs.back());
+    }
+    struct stat status {};
+    if (stat(folder.c_str(), &status) != 0 && mkdir(folder.c_str(), 0777) != 0)
+        throw ToolError("cannot make the folder " + folder + ": " + SystemErrorText(errno));
+    if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+        throw ToolError(folder + " is not a folder");
+
+    int worst = kExitOK, encoded = 0, damaged = 0;
+    std::vector<std::string> failed;
+    for (size_t i = 0; i < inputs.size(); ++i) {
+        int result = kExitFailure;
+        try {
+            result = EncodeOne(run, inputs[i], outputs[i]);
+        } catch (const UsageError& e) {
+            std::fprintf(stderr, "qzkt encode: %s\n", e.what());
+        } catch (const ToolError& e) {
+            std::fprintf(stderr, "qzkt encode: %s\n", e.what());
+        }
+        if (result == kExitFailure) failed.push_back(inputs[i]);
+        if (result != kExitFailure) ++encoded;
+        if (result == kExitDamagedFrames) ++damaged;
+        if (result == kExitFailure || (result == kExitDamagedFrames && worst == kExitOK)) worst = result;
+    }
+    std::string total = "qzkt encode: " + Counted(static_cast<int64_t>(inputs.size()), "input") + ": " +
+                        std::to_string(encoded) + " encoded into " + folder;
+    if (damaged > 0) total += " (" + std::to_string(damaged) + " of them damaged or cut short)";
+    if (!failed.empty()) {
+        total += ", " + std::to_string(failed.size()) + " failed:";
+        for (const std::string& input : failed)
+            total += " " + input;
+    }
+    if (!run.quiet || !failed.empty()) std::fprintf(stderr, "%s\n", total.c_str());
+    return worst;
+}
+
 int RunEncode(const Args& args) {
     const Options options(
         args,
         {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
         {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames",
-         "--matrix", "--start-number", "--size"});
+         "--matrix", "--start-number", "--size", "--output-folder"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
-    if (options.positional().size() != 2) throw UsageError("give INPUT and OUTPUT.mov");
-    const std::string& input = options.positional()[0];
-    const std::string& output = options.positional()[1];
-    if (output == "-") throw UsageError("the movie needs a file name (it is written with seeks)");
+    const bool batch = options.Has("--output-folder");
+    if (!batch && options.positional().size() != 2)
+        throw UsageError("give INPUT and OUTPUT.mov (or INPUT... -o FOLDER)");
+    if (!batch && options.positional()[1] == "-")
+        throw UsageError("the movie needs a file name (it is written with seeks)");
     CheckContradictions(options);
     OverwriteChoice(options); // in force for every output of the run
-    const TimeRange range = ParseTimeRange(options);
-    MediaOptions media;
+    EncodeRun run{options, ParseTimeRange(options), {}, {}, 1, false};
+    MediaOptions& media = run.media;
     media.matrix = ParseMatrixChoice(options.Value("--matrix", "auto"));
     if (options.Has("--rate")) media.rate = ParseRate(options.Value("--rate"));
     if (options.Has("--size")) {
@@ -183,9 +275,9 @@ int RunEncode(const Args& args) {
             throw UsageError("-start_number takes a number from 0 (got " + value + ")");
         media.startNumber = static_cast<int>(number);
     }
-    const bool quiet = options.Has("--quiet");
+    run.quiet = options.Has("--quiet");
 
-    SettingsChoice choice;
+    SettingsChoice& choice = run.choice;
     if (options.Has("--alpha")) choice.alpha = 1;
     if (options.Has("--dxt1")) {
         choice.dxt24 = 0;
@@ -193,13 +285,24 @@ int RunEncode(const Args& args) {
     }
     if (options.Has("--no-lzf")) choice.noLZF = 1;
     if (options.Has("--threads")) choice.threadSetting = ThreadSettingFor(options.Value("--threads"));
-    const int jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
+    run.jobsAsked = ParseJobs(options.Value("--jobs", "auto"));
+    ApplyPrefsDir(options.Value("--prefs-dir"));
+    if (batch) return EncodeBatch(run, options.Value("--output-folder"));
+    return EncodeOne(run, options.positional()[0], options.positional()[1]);
+}
+
+int EncodeOne(const EncodeRun& run, const std::string& input, const std::string& output) {
+    const Options& options = run.options;
+    const TimeRange& range = run.range;
+    const MediaOptions& media = run.media;
+    const SettingsChoice& choice = run.choice;
+    const int jobsAsked = run.jobsAsked;
+    const bool quiet = run.quiet;
 
     // Refused before any work: an output that is an input or not a file, then a name that is not
     // a movie's, then an existing file.
     ProtectInput(input);
     CheckOutputName(output);
-    ApplyPrefsDir(options.Value("--prefs-dir"));
 
     std::unique_ptr<FrameSource> source;
     if (options.Has("--raw")) {
