@@ -2,9 +2,11 @@
 # Installs the build into a temporary prefix and uses it as a program outside the project
 # would: the tool, the header, the shared and static library, qzkt.pc, the man page and the
 # bash completion are where GNUInstallDirs puts them; the tool runs from the tree (and from a
-# copy of it elsewhere) without LD_LIBRARY_PATH; the man page renders without warnings; examples/encode_decode.c builds with `pkg-config --cflags --libs
-# qzkt` alone against the shared library, and with `--static` against libqzkt.a alone (a
-# copy of the tree without the shared library), and both run; a statically linked program
+# copy of it elsewhere) without LD_LIBRARY_PATH; the man page renders without warnings;
+# examples/encode_decode.c builds with `pkg-config --cflags --libs qzkt` against the shared
+# library, with qzkt-static.pc against libqzkt.a beside it, and with `--static` against
+# libqzkt.a alone (a copy of the tree without the shared library), and all run; a statically
+# linked program
 # leaves no semaphore names either.
 # Usage: install_tree_test.sh <build dir> <source dir> <libdir> <version> [extra cc flags...]
 set -euo pipefail
@@ -79,7 +81,18 @@ cc "${cflags[@]}" "$source/examples/encode_decode.c" $(pkg-config --cflags --lib
   -o "$work/encode_decode_shared"
 LD_LIBRARY_PATH=$prefix/$libdir run "$work/encode_decode_shared"
 
-# Static: a tree that holds only the archive.
+# Static, beside the shared library: qzkt-static.pc names the archive, so the program needs
+# no libqzkt.so.
+static_flags=$(pkg-config --cflags --libs qzkt-static)
+echo "pkg-config --cflags --libs qzkt-static: $static_flags"
+cc "${cflags[@]}" "$source/examples/encode_decode.c" $static_flags -lm -o "$work/encode_decode_static"
+if ldd "$work/encode_decode_static" | grep libqzkt >/dev/null; then
+  echo "the build with qzkt-static.pc still needs libqzkt.so" >&2
+  exit 1
+fi
+run "$work/encode_decode_static"
+
+# Static: a tree that holds only the archive, through qzkt.pc's --static.
 cp -a "$prefix" "$work/static"
 rm "$work/static/$libdir"/libqzkt.so*
 sed -i "s|^prefix=.*|prefix=$work/static|" "$work/static/$libdir/pkgconfig/qzkt.pc"
