@@ -26,7 +26,7 @@ const char* kUsage =
     "\n"
     "commands:\n"
     "  demo                      encode and decode a generated clip into qzkt-demo/ (about\n"
-    "                            50 MB); qzkt without a command runs it\n"
+    "                            65 MB): try this first\n"
     "  encode INPUT OUTPUT.mov   encode any video, image or image sequence (or raw ARGB)\n"
     "  decode INPUT.mov OUTPUT   decode to raw ARGB, an image sequence or a lossless video\n"
     "  info INPUT.mov...         print the tracks and every frame's header (--json for JSON)\n"
@@ -94,8 +94,14 @@ int main(int argc, char** argv) {
         std::printf("qzkt %s\n", qzkt_version());
         return FinishStandardOutput("qzkt", kExitOK);
     }
-    const std::string name = args.empty() ? "demo" : args[0];
-    if (!args.empty()) args.erase(args.begin());
+    // Without a command: the usage, and where to start. (The demo writes 65 MB: only on request.)
+    if (args.empty()) {
+        std::fputs(kUsage, stderr);
+        std::fputs("\nqzkt demo shows what the codec does on a generated clip.\n", stderr);
+        return kExitUsage;
+    }
+    const std::string name = args[0];
+    args.erase(args.begin());
 
     for (const Command& command : kCommands) {
         if (name != command.name) continue;

@@ -31,10 +31,10 @@ const char* kHelp = "usage: qzkt demo [--dir DIR] [--quiet] [--prefs-dir DIR]\n"
                     "compression ratio, PSNR and speed of both directions. The two files (about 65 MB\n"
                     "together) go into the folder qzkt-demo/ in the current folder, which is made when\n"
                     "missing; a run replaces the files of the run before and leaves anything else in the\n"
-                    "folder alone. qzkt without a command runs the demo.\n"
+                    "folder alone.\n"
                     "\n"
                     "  --dir DIR        the folder for the two files (default qzkt-demo)\n"
-                    "  --quiet          no progress line\n"
+                    "  --quiet          no progress line and no report (errors only)\n"
                     "  --prefs-dir DIR  folder of the settings file\n";
 
 const char* kMovieName = "demo.mov";
@@ -87,12 +87,17 @@ int RunDemo(const Args& args) {
     const Clip clip{1280, 720, 48, 24};
     const AVRational timeBase{1, clip.rate}, rate{clip.rate, 1};
     const qzkt_settings settings = ResolveSettings(SettingsChoice{});
-    std::printf("qzkt demo: %d frames of %dx%d at %d fps, generated (moving gradients, edges, text, noise)\n",
-                clip.frameCount, clip.width, clip.height, clip.rate);
-    std::printf("  settings    %s (machine-wide; see qzkt settings)\n", DescribeSettings(settings).c_str());
-    std::printf("  writing     %s and %s (about 65 MB together) to %s\n", kMovieName, kDecodedName,
-                where.c_str());
-    std::fflush(stdout);
+    if (!quiet)
+        std::printf(
+            "qzkt demo: %d frames of %dx%d at %d fps, generated (moving gradients, edges, text, noise)\n",
+            clip.frameCount, clip.width, clip.height, clip.rate);
+    if (!quiet)
+        std::printf("  settings    %s (machine-wide; see qzkt settings)\n",
+                    DescribeSettings(settings).c_str());
+    if (!quiet)
+        std::printf("  writing     %s and %s (about 65 MB together) to %s\n", kMovieName, kDecodedName,
+                    where.c_str());
+    if (!quiet) std::fflush(stdout);
 
     // Encode.
     double encodeSeconds = 0;
@@ -147,21 +152,28 @@ int RunDemo(const Args& args) {
     }
 
     const double raw = 4.0 * clip.width * clip.height * clip.frameCount;
-    std::printf("  %-11s %.2f MB, %.1f:1 against 32-bit ARGB, %.1f Mbit/s\n", kMovieName, bytes / 1e6,
-                raw / static_cast<double>(bytes), bytes * 8.0 * clip.rate / clip.frameCount / 1e6);
-    std::printf("  quality     PSNR %.2f dB (RGB, mean over the frames)\n", psnrSum / clip.frameCount);
-    std::printf("  encode      %.1f fps\n", clip.frameCount / encodeSeconds);
-    std::printf("  decode      %.1f fps (%s)\n", clip.frameCount / decodeSeconds,
-                usedGPU ? note.c_str() : "the CPU");
+    if (!quiet)
+        std::printf("  %-11s %.2f MB, %.1f:1 against 32-bit ARGB, %.1f Mbit/s\n", kMovieName, bytes / 1e6,
+                    raw / static_cast<double>(bytes), bytes * 8.0 * clip.rate / clip.frameCount / 1e6);
+    if (!quiet)
+        std::printf("  quality     PSNR %.2f dB (RGB, mean over the frames)\n", psnrSum / clip.frameCount);
+    if (!quiet) std::printf("  encode      %.1f fps\n", clip.frameCount / encodeSeconds);
+    if (!quiet)
+        std::printf("  decode      %.1f fps (%s)\n", clip.frameCount / decodeSeconds,
+                    usedGPU ? note.c_str() : "the CPU");
     const int64_t movieBytes = FileBytes(movieFile), decodedBytes = FileBytes(decodedFile);
-    std::printf("the files, %s together, are in %s:\n", Megabytes(movieBytes + decodedBytes).c_str(),
-                where.c_str());
-    std::printf("  %-17s %8s  the QZKT movie\n", kMovieName, Megabytes(movieBytes).c_str());
-    std::printf("  %-17s %8s  decoded back (UT Video, lossless)\n", kDecodedName,
-                Megabytes(decodedBytes).c_str());
-    std::printf("look at the result:\n");
-    std::printf("  ffplay %s%s\n", dir == "qzkt-demo" ? "qzkt-demo/" : where.c_str(), kDecodedName);
-    std::printf("  qzkt info --summary %s%s\n", dir == "qzkt-demo" ? "qzkt-demo/" : where.c_str(),
-                kMovieName);
+    if (!quiet)
+        std::printf("the files, %s together, are in %s:\n", Megabytes(movieBytes + decodedBytes).c_str(),
+                    where.c_str());
+    if (!quiet) std::printf("  %-17s %8s  the QZKT movie\n", kMovieName, Megabytes(movieBytes).c_str());
+    if (!quiet)
+        std::printf("  %-17s %8s  decoded back (UT Video, lossless)\n", kDecodedName,
+                    Megabytes(decodedBytes).c_str());
+    if (!quiet) std::printf("look at the result:\n");
+    if (!quiet)
+        std::printf("  ffplay %s%s\n", dir == "qzkt-demo" ? "qzkt-demo/" : where.c_str(), kDecodedName);
+    if (!quiet)
+        std::printf("  qzkt info --summary %s%s\n", dir == "qzkt-demo" ? "qzkt-demo/" : where.c_str(),
+                    kMovieName);
     return kExitOK;
 }
