@@ -261,7 +261,13 @@ QZKT_API int qzkt_renderer_available(qzkt_renderer renderer);
 
 typedef struct qzkt_decoder qzkt_decoder;
 
-/* Opens a decoder for width x height frames (1..32767 each side). Its OpenGL context is
+/* A frame does not carry its picture's size: the movie (its track's sample description)
+   does, and the decoder is told it here. What can be checked is checked: the header's sizes
+   against the frame's bytes, and the payload's size against the block count of width x
+   height, so a frame of another block count is QZKT_DAMAGED_FRAME. A frame of another size
+   with the same block count (8x4 blocks read as 4x8) cannot be told apart and decodes to a
+   scrambled picture with QZKT_OK: take the size from the container.
+   Opens a decoder for width x height frames (1..32767 each side). Its OpenGL context is
    made on its first DXT1/DXT5 frame and kept until qzkt_decoder_destroy; it is current only
    during a qzkt_decode call. On QZKT_OK *decoder is a new decoder that
    qzkt_decoder_destroy frees; otherwise *decoder is NULL. QZKT_BAD_ARGUMENTS for NULL

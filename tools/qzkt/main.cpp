@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 #include <exception>
 #include <malloc.h>
 #include <string>
@@ -76,6 +77,13 @@ int main(int argc, char** argv) {
     // Peak memory is unchanged; 32 MB is glibc's largest mmap threshold.
     mallopt(M_MMAP_THRESHOLD, 32 << 20);
     mallopt(M_TRIM_THRESHOLD, 256 << 20);
+
+    // Reports and help go out in one write at the end where they fit in 64 KiB, so that a failed
+    // write is seen by FinishStandardOutput with its reason (a write failing inside a printf
+    // leaves no errno behind). A terminal keeps its line buffering. (glibc takes the size only
+    // with a buffer.)
+    static char outputBuffer[64 << 10];
+    if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, outputBuffer, _IOFBF, sizeof outputBuffer);
 
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && (args[0] == "--help" || args[0] == "-h" || args[0] == "help")) {

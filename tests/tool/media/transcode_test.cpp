@@ -472,3 +472,23 @@ TEST_F(TranscodeTest, BatchEncodesEveryInputAndCountsThem) {
     EXPECT_NE(clash.err.find("one.mkv and one.mp4 would both be written to out/one.mov"), std::string::npos)
         << clash.err;
 }
+
+// - reads a container from standard input, as ffmpeg reads one from a pipe: the same movie as
+// from the file; what is not a container is named as standard input.
+TEST_F(TranscodeTest, ContainerOnStandardInput) {
+    MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=32x16:rate=10:duration=0.3", "-f",
+             "lavfi", "-i", "sine=duration=0.3", "-c:v", "ffv1", "-c:a", "pcm_s16le", "-f", "matroska",
+             Path("piped.mkv")});
+    const RunResult piped = Run({"qzkt", "encode", prefsArg_, "-", "piped.mov"}, "piped.mkv");
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "piped.mkv", "file.mov"}).status, 0);
+    EXPECT_TRUE(Samples(Path("piped.mov")) == Samples(Path("file.mov")));
+    EXPECT_EQ(Probe({"-show_entries", "stream=codec_type", Path("piped.mov")}),
+              "codec_type=video\ncodec_type=audio\n");
+
+    const std::string junk = "not a container";
+    WriteFile(Path("junk.bin"), Bytes(junk.begin(), junk.end()));
+    const RunResult bad = Run({"qzkt", "encode", prefsArg_, "-", "bad.mov"}, "junk.bin");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.err, "qzkt encode: cannot open standard input: Invalid data found when processing input\n");
+}

@@ -37,7 +37,9 @@ const char* kHelp =
     "Encodes INPUT into a QuickTime movie of QZKT key frames, keeping its frame rate and\n"
     "timing. INPUT is anything FFmpeg reads: a video file, a still image, or an image\n"
     "sequence: a pattern such as frames_%04d.png (from its lowest number there, or from\n"
-    "-start_number's), or a quoted glob such as \"shots/*.png\" (in name order). With --raw,\n"
+    "-start_number's), or a quoted glob such as \"shots/*.png\" (in name order); - reads a\n"
+    "container from standard input, as ffmpeg reads one from a pipe (Matroska, NUT, MPEG-TS;\n"
+    "not an MP4 whose index comes last). With --raw,\n"
     "INPUT is raw 32-bit ARGB frames (a file, or - for standard input), e.g.\n"
     "  ffmpeg -i in.mp4 -f rawvideo -pix_fmt argb - | qzkt encode --raw 1920x1080 - out.mov\n"
     "OUTPUT must end in .mov or .qt. It appears only when the encode succeeded; it is never\n"
@@ -310,8 +312,20 @@ int EncodeOne(const EncodeRun& run, const std::string& input, const std::string&
         ParseSize(options.Value("--raw"), width, height);
         source = OpenRawSource(input, width, height, ParseRate(options.Value("--rate", "25")));
     } else {
-        if (input == "-") throw UsageError("standard input needs --raw WIDTHxHEIGHT");
-        source = OpenMediaSource(input, media);
+        // A container on standard input, as ffmpeg reads one from a pipe (formats that need
+        // seeking, such as an MP4 with its index at the end, cannot be read so).
+        if (input != "-") {
+            source = OpenMediaSource(input, media);
+        } else {
+            try {
+                source = OpenMediaSource("pipe:0", media);
+            } catch (const ToolError& error) {
+                std::string text = error.what();
+                const size_t at = text.find("pipe:0");
+                if (at != std::string::npos) text.replace(at, 6, "standard input");
+                throw ToolError(text);
+            }
+        }
     }
     for (const std::string& file : source->files())
         ProtectInput(file);
