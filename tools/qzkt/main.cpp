@@ -4,10 +4,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 #include <exception>
 #include <malloc.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include <qzkt/qzkt.h>
