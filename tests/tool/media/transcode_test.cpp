@@ -492,3 +492,25 @@ TEST_F(TranscodeTest, ContainerOnStandardInput) {
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.err, "qzkt encode: cannot open standard input: Invalid data found when processing input\n");
 }
+
+// After -ss the timecode starts where the cut starts (the first frame at or after it), in the
+// movie and on through a decode that cuts again; --rate that retimes a video with audio says
+// that the audio keeps its own timing.
+TEST_F(TranscodeTest, TimecodeFollowsTheCutAndRetimingIsNoted) {
+    MakeClipWithAudio(); // 25 fps, timecode 01:02:03:04
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "-ss", "1.5", "in.mov", "cut.mov"}).status, 0);
+    EXPECT_EQ(Probe({"-select_streams", "v:0", "-show_entries", "stream_tags=timecode", Path("cut.mov")}),
+              "TAG:timecode=01:02:04:17\n"); // 38 frames on: 1.52 s is the first frame taken
+    ASSERT_EQ(Run({"qzkt", "decode", "-ss", "0.4", "cut.mov", "cut.mkv"}).status, 0);
+    EXPECT_EQ(Probe({"-select_streams", "v:0", "-show_entries", "stream_tags=timecode", Path("cut.mkv")}),
+              "TAG:TIMECODE=01:02:05:02\n");
+
+    const RunResult retimed = Run({"qzkt", "encode", prefsArg_, "--rate", "50", "in.mov", "fast.mov"});
+    ASSERT_EQ(retimed.status, 0) << retimed.err;
+    EXPECT_NE(retimed.err.find("--rate retimes the pictures only: the audio keeps its own timing"),
+              std::string::npos)
+        << retimed.err;
+    const RunResult silent =
+        Run({"qzkt", "encode", prefsArg_, "--rate", "50", "--no-audio", "in.mov", "fast2.mov"});
+    EXPECT_EQ(silent.err, "");
+}

@@ -181,6 +181,7 @@ int RunDecode(const Args& args) {
     carry.videoIndex = movie.streamIndex();
     carry.keepAudio = !options.Has("--no-audio");
     carry.who = "qzkt decode";
+    carry.startMicros = range.start;
     // Audio read before the output exists waits for it.
     std::deque<AvPacketPtr> heldAudio;
     std::unique_ptr<FrameSink> sink;

@@ -357,10 +357,14 @@ int EncodeOne(const EncodeRun& run, const std::string& input, const std::string&
     carry.videoIndex = source->videoIndex();
     carry.keepAudio = !options.Has("--no-audio");
     carry.who = "qzkt encode";
+    carry.startMicros = range.start;
     QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate(),
                           carry.input != nullptr ? &carry : nullptr);
     for (const std::string& note : movie.copier().notes())
         if (!quiet) std::fprintf(stderr, "%s\n", note.c_str());
+    if (source->retimed() && movie.copier().CopiesAny())
+        Note(quiet, "--rate retimes the pictures only: the audio keeps its own timing, so the two drift "
+                    "apart (--no-audio leaves the audio out)");
     source->CopyOthersTo(&movie.copier());
 
     Progress progress("encoding", source->expectedFrames(), quiet);

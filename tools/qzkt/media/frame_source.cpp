@@ -119,6 +119,7 @@ class MediaSource : public FrameSource {
     const AVFormatContext* format() const override { return format_.get(); }
     int videoIndex() const override { return stream_->index; }
     void CopyOthersTo(StreamCopier* copier) override { copier_ = copier; }
+    bool retimed() const override { return retime_; }
 
     std::string Damage() const override {
         std::vector<std::string> parts;

@@ -59,6 +59,8 @@ class FrameSource {
     virtual int videoIndex() const { return -1; }
     // The packets of the streams copier copies go to it (Take) as they are read.
     virtual void CopyOthersTo(StreamCopier*) {}
+    // Whether --rate renumbers the frames of an input that has times of its own.
+    virtual bool retimed() const { return false; }
 
     // The next picture; false at the end, also where damage ended the input early. Throws
     // ToolError only for input it cannot go on with (a picture of another size).

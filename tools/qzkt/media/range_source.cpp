@@ -22,6 +22,7 @@ class RangeSource : public FrameSource {
 
     const AVFormatContext* format() const override { return inner_->format(); }
     int videoIndex() const override { return inner_->videoIndex(); }
+    bool retimed() const override { return inner_->retimed(); }
     void CopyOthersTo(StreamCopier* copier) override {
         copier->SetWindow(window_.fromMicros(), window_.toMicros(), window_.shiftMicros());
         if (window_.endsByCount()) copier->HoldAll(); // until the last frame says where the range ends

@@ -10,6 +10,7 @@
 
 extern "C" {
 #include <libavutil/mathematics.h>
+#include <libavutil/timecode.h>
 }
 
 namespace {
@@ -38,6 +39,25 @@ bool IsTimecodeTrack(const AVStream* stream) {
            stream->codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd');
 }
 
+// A cut that starts later starts the timecode later: the video's "timecode" tag moved on by the
+// frames skipped, at the video's rate (a drop-frame timecode stays one).
+void ShiftTimecode(const AVFormatContext* input, const AVStream* video, int64_t startMicros,
+                   AVStream* outVideo) {
+    const AVDictionaryEntry* tag = av_dict_get(outVideo->metadata, "timecode", nullptr, 0);
+    if (tag == nullptr) return;
+    const AVRational rate =
+        av_guess_frame_rate(const_cast<AVFormatContext*>(input), const_cast<AVStream*>(video), nullptr);
+    AVTimecode timecode{};
+    if (rate.num <= 0 || rate.den <= 0 ||
+        av_timecode_init_from_string(&timecode, rate, tag->value, nullptr) < 0)
+        return;
+    // The first frame taken is the first at or after the start.
+    const int64_t frames = av_rescale_q_rnd(startMicros, AV_TIME_BASE_Q, av_inv_q(rate), AV_ROUND_UP);
+    char text[AV_TIMECODE_STR_SIZE];
+    av_dict_set(&outVideo->metadata, "timecode",
+                av_timecode_make_string(&timecode, text, static_cast<int>(frames)), 0);
+}
+
 } // namespace
 
 void CopyDisplayMatrix(const AVStream* from, AVStream* to) {
@@ -50,7 +70,7 @@ void CopyDisplayMatrix(const AVStream* from, AVStream* to) {
 }
 
 StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVFormatContext* output,
-                           AVStream* outVideo, bool keepAudio, const std::string& who)
+                           AVStream* outVideo, bool keepAudio, const std::string& who, int64_t startMicros)
     : input_(input), output_(output), map_(input->nb_streams, -1), converters_(input->nb_streams),
       timeBase_(input->nb_streams) {
     CopyMetadata(input->metadata, &output->metadata);
@@ -58,6 +78,7 @@ StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVForma
     // The timecode travels as the video stream's "timecode" tag, from which the QuickTime and
     // Matroska muxers write their own timecode track or tag.
     CopyMetadata(video->metadata, &outVideo->metadata);
+    if (startMicros > 0) ShiftTimecode(input, video, startMicros, outVideo);
     CopyDisplayMatrix(video, outVideo);
     VideoGeometry geometry = GeometryOf(input, video);
     FitPixelAspect(geometry, video->codecpar->width, video->codecpar->height, outVideo->codecpar->width,
@@ -107,6 +128,10 @@ StreamCopier::StreamCopier(const AVFormatContext* input, int videoIndex, AVForma
         CopyMetadata(in->metadata, &out->metadata);
         map_[i] = out->index;
     }
+}
+
+bool StreamCopier::CopiesAny() const {
+    return std::any_of(map_.begin(), map_.end(), [](int out) { return out >= 0; });
 }
 
 bool StreamCopier::Copies(int index) const {
@@ -169,7 +194,8 @@ StreamCopier WriteHeaderCarrying(AVFormatContext* output, AVStream* video, const
                                  const std::string& path) {
     StreamCopier copier;
     if (carry != nullptr)
-        copier = StreamCopier(carry->input, carry->videoIndex, output, video, carry->keepAudio, carry->who);
+        copier = StreamCopier(carry->input, carry->videoIndex, output, video, carry->keepAudio, carry->who,
+                              carry->startMicros);
     const int written = avformat_write_header(output, nullptr);
     if (written < 0) throw ToolError("cannot write " + path + ": " + AvErrorText(written));
     copier.Start();

@@ -23,7 +23,7 @@ class StreamCopier {
     // metadata onto output and outVideo. videoIndex is input's picture stream; keepAudio false
     // leaves the audio out on purpose (no note). who prefixes the notes ("qzkt encode").
     StreamCopier(const AVFormatContext* input, int videoIndex, AVFormatContext* output, AVStream* outVideo,
-                 bool keepAudio, const std::string& who);
+                 bool keepAudio, const std::string& who, int64_t startMicros = 0);
 
     // One line for each stream left out.
     const std::vector<std::string>& notes() const { return notes_; }
@@ -34,6 +34,8 @@ class StreamCopier {
     std::string RefusedNote() const;
     // Whether packets of input stream `index` are copied.
     bool Copies(int index) const;
+    // Whether any stream is carried over.
+    bool CopiesAny() const;
 
     // Only packets of the input's time [fromMicros, toMicros) are copied, moved back by
     // shiftMicros (the same window and shift as the pictures).
@@ -77,7 +79,8 @@ struct CarryOver {
     const AVFormatContext* input = nullptr;
     int videoIndex = -1;
     bool keepAudio = true;
-    std::string who; // prefixes the notes
+    std::string who;         // prefixes the notes
+    int64_t startMicros = 0; // where a cut (-ss) starts in the input: the timecode moves with it
 };
 
 // Makes the copier for carry (an empty one when carry is null), writes output's header, and
