@@ -26,6 +26,8 @@ packages=(
   clang libclang-rt-14-dev llvm
   # scripts/check_format.sh
   clang-format
+  # the Python module (python/qzkt) and its tests
+  python3 python3-numpy python3-pytest
 )
 
 as_root=()

@@ -107,4 +107,13 @@ run "$work/encode_decode_static"
 cc "${cflags[@]}" "$source/tests/api/semaphore_host.c" $static_flags -o "$work/semaphore_host_static"
 "$source/tests/api/semaphore_names_test.sh" "$work/semaphore_host_static" "$build/tests/tool/libsem_open_fails.so" \
   "static library"
-echo "installed tree: the tool, the man page, the completion, and shared and static builds of the example pass"
+# The Python package finds the installed library beside it, with no QZKT_LIBRARY (not in a
+# sanitizer build, whose library Python could only load with the runtimes preloaded).
+package=$(ls -d "$prefix"/lib/python3*/*-packages 2>/dev/null | head -1)
+[ -n "$package" ] && [ -f "$package/qzkt/__init__.py" ] || { echo "not installed: the Python package" >&2; exit 1; }
+if [ ${#cflags[@]} -eq 0 ] && /usr/bin/python3 -c "import numpy" 2>/dev/null; then
+  found=$(cd / && env -u QZKT_LIBRARY PYTHONPATH="$package" /usr/bin/python3 -c \
+    "import qzkt; assert qzkt.version() == '$version', qzkt.version(); print(qzkt.library_path)")
+  [[ $found == "$prefix"/* ]] || { echo "the installed Python package loaded $found" >&2; exit 1; }
+fi
+echo "installed tree: the tool, the man page, the completion, the Python package, and shared and static builds of the example pass"
