@@ -168,9 +168,32 @@ def _argb(picture, width, height, order):
     return np.ascontiguousarray(picture)
 
 
-class Encoder:
+class _Handle:
+    """An encoder's or decoder's handle, freed by close(), at the end of a with block, or
+    when the object goes."""
+
+    _destroy = None
+
+    def close(self):
+        if getattr(self, "_handle", None):
+            type(self)._destroy(self._handle)
+            self._handle = _P()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.close()
+
+    def __del__(self):
+        self.close()
+
+
+class Encoder(_Handle):
     """Encodes width x height pictures into QZKT frames with settings (None: the machine-wide
     ones). One encoder is used by one thread at a time; any number may work side by side."""
+
+    _destroy = _lib.qzkt_encoder_destroy
 
     def __init__(self, width, height, settings=None):
         self._handle = _P()
@@ -194,24 +217,13 @@ class Encoder:
                                                  len(self._buffer), ctypes.byref(size)))
         return self._buffer.raw[:size.value]
 
-    def close(self):
-        if self._handle:
-            _lib.qzkt_encoder_destroy(self._handle)
-            self._handle = _P()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exception):
-        self.close()
-
-    def __del__(self):
-        self.close()
 
 
-class Decoder:
+class Decoder(_Handle):
     """Decodes QZKT frames of width x height pixels. renderer: "auto" (a GPU for DXT1/DXT5
     frames where there is one, else the CPU decoder), "hardware", "software" or "cpu"."""
+
+    _destroy = _lib.qzkt_decoder_destroy
 
     def __init__(self, width, height, renderer="auto"):
         self._handle = _P()
@@ -242,19 +254,6 @@ class Decoder:
         """Where DXT1/DXT5 frames decode: "cpu" or "opengl"."""
         return _text(_lib.qzkt_decoder_s3tc_path(self._handle))
 
-    def close(self):
-        if self._handle:
-            _lib.qzkt_decoder_destroy(self._handle)
-            self._handle = _P()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exception):
-        self.close()
-
-    def __del__(self):
-        self.close()
 
 
 def frame_info(frame, width, height):
