@@ -1,6 +1,7 @@
 // qzkt encode and decode as transcoders: what the input has besides pictures survives (audio,
 // timecode, title, language), outputs are never replaced by surprise, ranges and rates select
 // and time the frames.
+#include <algorithm>
 #include <regex>
 #include <sys/stat.h>
 
@@ -513,4 +514,31 @@ TEST_F(TranscodeTest, TimecodeFollowsTheCutAndRetimingIsNoted) {
     const RunResult silent =
         Run({"qzkt", "encode", prefsArg_, "--rate", "50", "--no-audio", "in.mov", "fast2.mov"});
     EXPECT_EQ(silent.err, "");
+}
+
+// --faststart writes the index before the frames: the same samples, and a copy cut in half still
+// opens (its frames listed, status 3) where one without it cannot be read at all.
+TEST_F(TranscodeTest, FaststartPutsTheIndexFirstSoACutCopyOpens) {
+    MakeClipWithAudio();
+    ASSERT_EQ(Run({"qzkt", "encode", prefsArg_, "in.mov", "plain.mov"}).status, 0);
+    const RunResult fast = Run({"qzkt", "encode", prefsArg_, "--faststart", "in.mov", "fast.mov"});
+    ASSERT_EQ(fast.status, 0) << fast.err;
+    const Bytes plain = ReadFile(Path("plain.mov")), first = ReadFile(Path("fast.mov"));
+    const auto at = [](const Bytes& movie, const std::string& atom) {
+        return std::search(movie.begin(), movie.end(), atom.begin(), atom.end()) - movie.begin();
+    };
+    EXPECT_LT(at(first, "moov"), at(first, "mdat"));
+    EXPECT_GT(at(plain, "moov"), at(plain, "mdat"));
+    EXPECT_TRUE(Samples(Path("fast.mov")) == Samples(Path("plain.mov")));
+    const auto audio = [&](const std::string& file) {
+        return Probe({"-select_streams", "a:0", "-show_entries", "packet=pts,size", file});
+    };
+    EXPECT_EQ(audio(Path("fast.mov")), audio(Path("plain.mov")));
+
+    WriteFile(Path("fast_cut.mov"),
+              Bytes(first.begin(), first.begin() + static_cast<long>(first.size() / 2)));
+    WriteFile(Path("plain_cut.mov"),
+              Bytes(plain.begin(), plain.begin() + static_cast<long>(plain.size() / 2)));
+    EXPECT_EQ(Run({"qzkt", "info", "--summary", "fast_cut.mov"}).status, 3);
+    EXPECT_EQ(Run({"qzkt", "info", "--summary", "plain_cut.mov"}).status, 1);
 }

@@ -84,6 +84,9 @@ const char* kHelp =
     "  -start_number N, --start-number N  an image pattern's first number (ffmpeg's\n"
     "                    -start_number; by default the lowest number of its images there)\n"
     "  --no-audio        leave the audio out\n"
+    "  --faststart       write the movie's index before its frames (a second pass over the\n"
+    "                    file at the end, as ffmpeg's -movflags +faststart): a copy cut short\n"
+    "                    or still downloading then opens\n"
     "  --jobs N|auto     frames encoded at once, each by its own encoder on its own thread\n"
     "                    (default auto: one per hardware thread, at most 16; fewer for very\n"
     "                    large frames). The movie is the same, byte for byte, for every N\n"
@@ -247,11 +250,11 @@ int EncodeBatch(const EncodeRun& run, const std::string& folder) {
 }
 
 int RunEncode(const Args& args) {
-    const Options options(
-        args,
-        {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite", "--no-overwrite"},
-        {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration", "--frames",
-         "--matrix", "--start-number", "--size", "--output-folder"});
+    const Options options(args,
+                          {"--help", "--alpha", "--dxt1", "--no-lzf", "--quiet", "--no-audio", "--overwrite",
+                           "--no-overwrite", "--faststart"},
+                          {"--threads", "--jobs", "--raw", "--rate", "--prefs-dir", "--start", "--duration",
+                           "--frames", "--matrix", "--start-number", "--size", "--output-folder"});
     if (options.PrintedHelp(kHelp)) return kExitOK;
     const bool batch = options.Has("--output-folder");
     if (!batch && options.positional().size() != 2)
@@ -359,7 +362,7 @@ int EncodeOne(const EncodeRun& run, const std::string& input, const std::string&
     carry.who = "qzkt encode";
     carry.startMicros = range.start;
     QZKTMovieWriter movie(output, source->width(), source->height(), source->timeBase(), source->frameRate(),
-                          carry.input != nullptr ? &carry : nullptr);
+                          carry.input != nullptr ? &carry : nullptr, options.Has("--faststart"));
     for (const std::string& note : movie.copier().notes())
         if (!quiet) std::fprintf(stderr, "%s\n", note.c_str());
     if (source->retimed() && movie.copier().CopiesAny())

@@ -9,8 +9,12 @@
 
 #include "cli/tool_error.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase,
-                                 AVRational frameRate, const CarryOver* carry)
+                                 AVRational frameRate, const CarryOver* carry, bool faststart)
     : path_(path), file_(path), io_(file_), timeBase_(timeBase) {
     AVFormatContext* format = nullptr;
     if (avformat_alloc_output_context2(&format, nullptr, "mov", nullptr) < 0 || format == nullptr)
@@ -18,6 +22,10 @@ QZKTMovieWriter::QZKTMovieWriter(const std::string& path, int width, int height,
     format_.reset(format);
     format_->pb = io_.get();
     format_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    if (faststart) {
+        AllowReadingBack(format_.get(), path); // the muxer's second pass reads the samples back
+        av_opt_set(format_->priv_data, "movflags", "+faststart", 0);
+    }
 
     stream_ = avformat_new_stream(format_.get(), nullptr);
     if (stream_ == nullptr) throw ToolError("out of memory");

@@ -40,8 +40,10 @@ class QZKTMovieWriter {
   public:
     // Throws ToolError when the file cannot be created. With carry, the input's audio,
     // timecode and metadata are copied too: hand their packets to copier().
+    // faststart puts the movie's index before its samples (a second pass at the end), so that a
+    // copy cut short, or one still downloading, opens.
     QZKTMovieWriter(const std::string& path, int width, int height, AVRational timeBase, AVRational frameRate,
-                    const CarryOver* carry = nullptr);
+                    const CarryOver* carry = nullptr, bool faststart = false);
 
     StreamCopier& copier() { return copier_; }
 

@@ -2,12 +2,15 @@
 #include "output/output_file_io.h"
 
 #include <cerrno>
+#include <cstring>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "cli/tool_error.h"
 
 extern "C" {
+#include <libavformat/avformat.h>
 #include <libavutil/error.h>
 #include <libavutil/mem.h>
 }
@@ -38,7 +41,77 @@ int64_t Seek(void* opaque, int64_t offset, int whence) {
     return at < 0 ? AVERROR(errno) : static_cast<int64_t>(at);
 }
 
+// A reading context over the output file: its own position, reads by pread.
+struct ReadBack {
+    int fd;
+    int64_t position;
+};
+
+int ReadPacket(void* opaque, uint8_t* buffer, int size) {
+    auto* state = static_cast<ReadBack*>(opaque);
+    const ssize_t got = pread(state->fd, buffer, static_cast<size_t>(size), state->position);
+    if (got < 0) return AVERROR(errno);
+    if (got == 0) return AVERROR_EOF;
+    state->position += got;
+    return static_cast<int>(got);
+}
+
+int64_t SeekReadBack(void* opaque, int64_t offset, int whence) {
+    auto* state = static_cast<ReadBack*>(opaque);
+    struct stat st;
+    if (fstat(state->fd, &st) != 0) return AVERROR(errno);
+    if (whence & AVSEEK_SIZE) return static_cast<int64_t>(st.st_size);
+    switch (whence & ~AVSEEK_FORCE) {
+    case SEEK_SET:
+        state->position = offset;
+        break;
+    case SEEK_CUR:
+        state->position += offset;
+        break;
+    case SEEK_END:
+        state->position = static_cast<int64_t>(st.st_size) + offset;
+        break;
+    default:
+        return AVERROR(EINVAL);
+    }
+    return state->position;
+}
+
+int OpenReadBack(AVFormatContext* format, AVIOContext** pb, const char* url, int flags, AVDictionary**) {
+    if (flags != AVIO_FLAG_READ || format->url == nullptr || url == nullptr ||
+        std::strcmp(url, format->url) != 0)
+        return AVERROR(EPERM); // only the output itself, only for reading
+    auto* state = new (std::nothrow) ReadBack{static_cast<AtomicOutputFile*>(format->pb->opaque)->fd(), 0};
+    auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
+    *pb = state != nullptr && buffer != nullptr
+              ? avio_alloc_context(buffer, kBufferSize, 0, state, ReadPacket, nullptr, SeekReadBack)
+              : nullptr;
+    if (*pb == nullptr) {
+        av_free(buffer);
+        delete state;
+        return AVERROR(ENOMEM);
+    }
+    (*pb)->seekable = AVIO_SEEKABLE_NORMAL;
+    return 0;
+}
+
+int CloseReadBack(AVFormatContext*, AVIOContext* pb) {
+    if (pb == nullptr) return 0;
+    delete static_cast<ReadBack*>(pb->opaque);
+    av_freep(&pb->buffer);
+    avio_context_free(&pb);
+    return 0;
+}
+
 } // namespace
+
+void AllowReadingBack(AVFormatContext* format, const std::string& path) {
+    av_freep(&format->url);
+    format->url = av_strdup(path.c_str());
+    if (format->url == nullptr) throw ToolError("out of memory");
+    format->io_open = OpenReadBack;
+    format->io_close2 = CloseReadBack;
+}
 
 OutputFileIO::OutputFileIO(AtomicOutputFile& file) {
     unsigned char* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));

@@ -2,10 +2,12 @@
 // appear only when complete.
 #pragma once
 
+#include <string>
+
 #include "output/atomic_output_file.h"
 
 extern "C" {
-#include <libavformat/avio.h>
+#include <libavformat/avformat.h>
 }
 
 class OutputFileIO {
@@ -22,3 +24,8 @@ class OutputFileIO {
   private:
     AVIOContext* context_ = nullptr;
 };
+
+// Lets a muxer writing through an OutputFileIO read back what it wrote (the QuickTime muxer's
+// faststart pass moves the samples to put the index first): its reopening of its own output
+// gets a reading context over the same file. path names the output.
+void AllowReadingBack(AVFormatContext* format, const std::string& path);
