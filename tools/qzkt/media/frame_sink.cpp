@@ -274,6 +274,13 @@ class ImageSequenceSink : public FrameSink {
 // ---------------------------------------------------------------------------------------
 // A lossless video file.
 
+// What follows the last ": " of an error ("cannot start the ffv1 encoder: Function not
+// implemented" gives "Function not implemented").
+std::string Reason(const std::string& error) {
+    const size_t colon = error.rfind(": ");
+    return colon == std::string::npos ? error : error.substr(colon + 2);
+}
+
 class VideoSink : public FrameSink {
   public:
     VideoSink(const std::string& output, int width, int height, AVRational timeBase, AVRational frameRate,
@@ -317,7 +324,8 @@ class VideoSink : public FrameSink {
         format_->pb = io_->get();
         format_->flags |= AVFMT_FLAG_CUSTOM_IO;
 
-        // FFV1 refuses some tiny sizes (3x5, 4097x3); the next lossless codec then takes them.
+        // An encoder that refuses the size (FFV1 cannot cut 3x5 into 16 slices) leaves it to the
+        // next lossless codec.
         const AVCodec* codec = nullptr;
         for (size_t i = 0; i < codecs.size() && codec == nullptr; ++i) {
             try {
@@ -327,9 +335,11 @@ class VideoSink : public FrameSink {
                 codec = codecs[i];
             } catch (const ToolError& e) {
                 if (i + 1 == codecs.size()) throw;
-                note_ = std::string("the ") + codecs[i]->name + " encoder does not take " +
-                        std::to_string(width) + "x" + std::to_string(height) +
-                        " pictures; writing lossless " + codecs[i + 1]->name + " video instead";
+                // The encoder's own words: FFV1, for one, refuses to cut a small picture into
+                // its 16 slices, not the picture's size or format as such.
+                note_ = std::string("the ") + codecs[i]->name + " encoder refused " + std::to_string(width) +
+                        "x" + std::to_string(height) + " pictures (" + Reason(e.what()) +
+                        "); writing lossless " + codecs[i + 1]->name + " video instead";
             }
         }
         stream_ = avformat_new_stream(format_.get(), nullptr);
