@@ -66,7 +66,7 @@ void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesi
     context_.reset(sws_getCachedContext(context_.release(), width, height, srcFormat, width, height,
                                         dstFormat, flags, nullptr, nullptr, nullptr));
     if (!context_) throw ToolError("cannot convert pictures from this pixel format");
-    Run(srcData, srcLinesize, height, dstData, dstLinesize, height, srcSpace, srcRange);
+    Run(srcData, srcLinesize, height, dstData, dstLinesize, srcSpace, srcRange);
 }
 
 void PixelConverter::Scale(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
@@ -77,11 +77,11 @@ void PixelConverter::Scale(const uint8_t* const srcData[], const int srcLinesize
     context_.reset(sws_getCachedContext(context_.release(), srcWidth, srcHeight, srcFormat, width, height,
                                         dstFormat, flags, nullptr, nullptr, nullptr));
     if (!context_) throw ToolError("cannot scale pictures from this pixel format");
-    Run(srcData, srcLinesize, srcHeight, dstData, dstLinesize, height, srcSpace, srcRange);
+    Run(srcData, srcLinesize, srcHeight, dstData, dstLinesize, srcSpace, srcRange);
 }
 
 void PixelConverter::Run(const uint8_t* const srcData[], const int srcLinesize[], int srcHeight,
-                         uint8_t* const dstData[], const int dstLinesize[], int, AVColorSpace srcSpace,
+                         uint8_t* const dstData[], const int dstLinesize[], AVColorSpace srcSpace,
                          AVColorRange srcRange) {
     int space = SWS_CS_ITU601;
     // Untagged sources: the matrix by the source's own height.

@@ -65,7 +65,7 @@ class PixelConverter {
 
   private:
     void Run(const uint8_t* const srcData[], const int srcLinesize[], int srcHeight, uint8_t* const dstData[],
-             const int dstLinesize[], int height, AVColorSpace srcSpace, AVColorRange srcRange);
+             const int dstLinesize[], AVColorSpace srcSpace, AVColorRange srcRange);
 
     SwsContextPtr context_;
 };
