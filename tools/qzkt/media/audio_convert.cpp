@@ -163,6 +163,10 @@ void AudioConverter::Convert(const AVPacket* packet, std::vector<AvPacketPtr>& o
     }
     if (packet != nullptr) return;
     avcodec_send_frame(encoder_, nullptr);
+    TakePackets(out);
+}
+
+void AudioConverter::TakePackets(std::vector<AvPacketPtr>& out) {
     for (;;) {
         AvPacketPtr encoded(av_packet_alloc());
         if (!encoded) throw ToolError("out of memory");
@@ -205,10 +209,5 @@ void AudioConverter::EncodeFrame(const AVFrame* decoded, std::vector<AvPacketPtr
     packed_->pts = time != AV_NOPTS_VALUE ? av_rescale_q(time, inTimeBase_, encoder_->time_base) : nextPts_;
     nextPts_ = packed_->pts + decoded->nb_samples;
     if (avcodec_send_frame(encoder_, packed_) < 0) throw ToolError("the PCM encoder failed");
-    for (;;) {
-        AvPacketPtr encoded(av_packet_alloc());
-        if (!encoded) throw ToolError("out of memory");
-        if (avcodec_receive_packet(encoder_, encoded.get()) < 0) break;
-        out.push_back(std::move(encoded));
-    }
+    TakePackets(out);
 }

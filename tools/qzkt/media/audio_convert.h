@@ -41,6 +41,8 @@ class AudioConverter {
 
   private:
     void EncodeFrame(const AVFrame* decoded, std::vector<AvPacketPtr>& out);
+    // Appends every packet the encoder has ready to out.
+    void TakePackets(std::vector<AvPacketPtr>& out);
 
     AVCodecContext* decoder_ = nullptr;
     AVCodecContext* encoder_ = nullptr;
