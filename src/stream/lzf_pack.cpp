@@ -107,14 +107,17 @@ __attribute__((always_inline)) inline bool PutMatch(PackState& s, const uint8_t*
     return true;
 }
 
+// Closes a run of 32 literals and opens a new one, as lzf_compress does at once.
+inline void CloseFullRun(PackState& s) {
+    s.op[-static_cast<ptrdiff_t>(kMaxLiterals) - 1] = static_cast<uint8_t>(kMaxLiterals - 1);
+    s.lit = 0;
+    ++s.op;
+}
+
 // Adds the literal at s.ip to the open run, closing the run at 32.
 inline void PutLiteral(PackState& s) {
     *s.op++ = *s.ip++;
-    if (++s.lit == kMaxLiterals) {
-        s.op[-static_cast<ptrdiff_t>(kMaxLiterals) - 1] = static_cast<uint8_t>(kMaxLiterals - 1);
-        s.lit = 0;
-        ++s.op;
-    }
+    if (++s.lit == kMaxLiterals) CloseFullRun(s);
 }
 
 // How far from both ends the fast steps stay: a whole run's scan, its word loads and its
@@ -161,9 +164,7 @@ size_t LZFPack(const uint8_t* in, size_t inSize, uint8_t* out, size_t outSize) {
         s.ip = ip;
         s.lit += static_cast<uint32_t>(count);
         if (ip == scanEnd) { // no match: the run is full
-            s.op[-static_cast<ptrdiff_t>(kMaxLiterals) - 1] = static_cast<uint8_t>(kMaxLiterals - 1);
-            s.lit = 0;
-            ++s.op;
+            CloseFullRun(s);
             continue;
         }
         PutMatch(s, in + ref, off); // fits: far from the output's end
