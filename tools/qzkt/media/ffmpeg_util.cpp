@@ -1,6 +1,7 @@
 // FFmpeg helpers: allocation, logging and exact pixel conversion.
 #include "media/ffmpeg_util.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -60,11 +61,8 @@ void PixelConverter::Convert(const uint8_t* const srcData[], const int srcLinesi
         }
         return;
     }
-    // Point sampling at the same size, with accurate rounding and no dithering, so RGB
-    // reorderings are lossless and YUV sources convert the same way on every run.
-    const int flags = SWS_POINT | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
     context_.reset(sws_getCachedContext(context_.release(), width, height, srcFormat, width, height,
-                                        dstFormat, flags, nullptr, nullptr, nullptr));
+                                        dstFormat, kConvertFlags, nullptr, nullptr, nullptr));
     if (!context_) throw ToolError("cannot convert pictures from this pixel format");
     Run(srcData, srcLinesize, height, dstData, dstLinesize, srcSpace, srcRange);
 }
@@ -73,9 +71,8 @@ void PixelConverter::Scale(const uint8_t* const srcData[], const int srcLinesize
                            int srcWidth, int srcHeight, uint8_t* const dstData[], const int dstLinesize[],
                            AVPixelFormat dstFormat, int width, int height, AVColorSpace srcSpace,
                            AVColorRange srcRange) {
-    const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
     context_.reset(sws_getCachedContext(context_.release(), srcWidth, srcHeight, srcFormat, width, height,
-                                        dstFormat, flags, nullptr, nullptr, nullptr));
+                                        dstFormat, kScaleFlags, nullptr, nullptr, nullptr));
     if (!context_) throw ToolError("cannot scale pictures from this pixel format");
     Run(srcData, srcLinesize, srcHeight, dstData, dstLinesize, srcSpace, srcRange);
 }
@@ -94,5 +91,22 @@ void PixelConverter::Run(const uint8_t* const srcData[], const int srcLinesize[]
     // Fails harmlessly (and changes nothing) for RGB sources, which have no matrix.
     sws_setColorspaceDetails(context_.get(), coefficients, fullRangeSource, coefficients, 1, 0, 1 << 16,
                              1 << 16);
-    sws_scale(context_.get(), srcData, srcLinesize, 0, srcHeight, dstData, dstLinesize);
+    // swscale may read a little past a row's last pixel (ARGB to RGB24 reads one byte more).
+    // FFmpeg's decoders pad their pictures for that; ours (decoded frames, mapped raw files)
+    // end with their last row. So a one-plane source goes in two slices: the rows whose
+    // over-read stays inside the picture, then the last rows from a padded copy.
+    constexpr int kReadPastRow = 64;
+    const int stride = srcLinesize[0];
+    if (srcData[1] != nullptr || stride <= 0) {
+        sws_scale(context_.get(), srcData, srcLinesize, 0, srcHeight, dstData, dstLinesize);
+        return;
+    }
+    const int tailRows = std::min(srcHeight, kReadPastRow / stride + 1);
+    const int headRows = srcHeight - tailRows;
+    if (headRows > 0) sws_scale(context_.get(), srcData, srcLinesize, 0, headRows, dstData, dstLinesize);
+    const size_t tailBytes = static_cast<size_t>(tailRows) * stride;
+    paddedTail_.resize(tailBytes + kReadPastRow);
+    std::memcpy(paddedTail_.data(), srcData[0] + static_cast<ptrdiff_t>(headRows) * stride, tailBytes);
+    const uint8_t* tail[4] = {paddedTail_.data(), nullptr, nullptr, nullptr};
+    sws_scale(context_.get(), tail, srcLinesize, headRows, tailRows, dstData, dstLinesize);
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -45,11 +46,17 @@ AvPacketPtr NewPacket();
 // Keeps FFmpeg quiet except for real errors, which the tool reports in its own words.
 void QuietFFmpegLogging();
 
+// swscale flags. Same size: point sampling with accurate rounding and no dithering, so RGB
+// reorderings are lossless and Y'CbCr sources convert the same way on every run. Scaled:
+// bicubic, as ffmpeg's -s.
+constexpr int kConvertFlags = SWS_POINT | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
+constexpr int kScaleFlags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT;
+
 // Converts pictures of one size between two pixel formats without scaling or dithering,
 // reusing its state from frame to frame. RGB-to-RGB conversions are lossless reorderings.
 // For Y'CbCr sources the colour space and range say how to turn them into RGB; an
 // unspecified colour space is taken as BT.709 from 720 rows up and BT.601 below, as video
-// players do.
+// players do. A source may end with its last row: nothing past it is read.
 class PixelConverter {
   public:
     void Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,
@@ -68,4 +75,5 @@ class PixelConverter {
              const int dstLinesize[], AVColorSpace srcSpace, AVColorRange srcRange);
 
     SwsContextPtr context_;
+    std::vector<uint8_t> paddedTail_;
 };
