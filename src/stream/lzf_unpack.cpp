@@ -131,7 +131,12 @@ size_t LZFUnpackIntoZeroed(const uint8_t* in, size_t inSize, uint8_t* out, size_
         }
         const size_t run = length + 2;
         const uint8_t* from = op - distance;
-        if (distance >= 16) { // each word's source was written before it is read
+        // A short run is copied as one 8-byte word: a 16-byte load of what the last two runs
+        // just stored (a DXT5 alpha block repeated 16 bytes back) waits for both stores to
+        // retire, as the processor cannot forward two stores into one load.
+        if (run <= 8 && distance >= 8) {
+            CopyWord<8>(op, from);
+        } else if (distance >= 16) { // each word's source was written before it is read
             for (size_t done = 0; done < run; done += 16)
                 CopyWord<16>(op + done, from + done);
         } else if (distance >= 8) {
