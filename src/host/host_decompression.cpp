@@ -125,8 +125,8 @@ OSStatus DecodeOnCPU(HostDecompression* d, const uint8_t* frame, size_t frameSiz
     const uint8_t* stored = frame + header.headerSize;
     if (header.packing != kKELPackingLZF) {
         std::memcpy(d->cpuBlocks, stored, payload); // the layout check saw at least this many
-    } else if (std::memset(d->cpuBlocks, 0, payload),
-               LZFUnpackIntoZeroed(stored, header.storedSize, d->cpuBlocks, payload) != payload) {
+    } else if (LZFUnpackIntoZeroed(stored, header.storedSize, d->cpuBlocks, payload) != payload) {
+        // Not cleared first: only a payload that fills the buffer exactly is decoded.
         const KELFrameProblem problem = CheckKELFrame(frame, frameSize, d->width, d->height);
         *d->problem = KELFrameProblemText(
             problem != KELFrameProblem::kNone ? problem : KELFrameProblem::kPayloadUnpack);

@@ -19,4 +19,6 @@ size_t LZFUnpack(const uint8_t* in, size_t inSize, uint8_t* out, size_t outSize)
 // The same, into a buffer whose outSize bytes are all zero (calloc'd): the output and the
 // result are those of lzf_decompress into that buffer. Quicker again than LZFUnpack, as it may
 // write past a run's end while more runs follow (and clears what is left of that at the end).
+// When the result is outSize, every byte of the buffer was written by a run, whatever it held
+// before: a caller that uses the buffer only then need not clear it first.
 size_t LZFUnpackIntoZeroed(const uint8_t* in, size_t inSize, uint8_t* out, size_t outSize);

@@ -125,3 +125,21 @@ TEST(LZFUnpackTest, SameBytesAsLiblzfForDamagedAndRandomStreams) {
     EXPECT_EQ(Bytes(zeroed.begin(), zeroed.begin() + 16), Bytes(16, 0));
     EXPECT_EQ(Bytes(zeroed.begin() + 16, zeroed.end()), Bytes(48, 0xA5));
 }
+
+// The host decodes a frame only when its payload fills the block buffer exactly, and does not
+// clear that buffer first: then every byte must come from the stream, whatever was there.
+TEST(LZFUnpackTest, AStreamThatFillsTheBufferLeavesNothingOfWhatItHeld) {
+    std::mt19937 random(13);
+    for (int kind = 0; kind < 4; ++kind)
+        for (int round = 0; round < 30; ++round) {
+            const size_t size = round < 10 ? 1 + random() % 400 : 1000 + random() % 60000;
+            const Bytes bytes = Sample(kind, size, random);
+            const Bytes packed = Packed(bytes);
+            ASSERT_FALSE(packed.empty());
+            Bytes dirty(size);
+            for (uint8_t& b : dirty)
+                b = static_cast<uint8_t>(random());
+            ASSERT_EQ(LZFUnpackIntoZeroed(packed.data(), packed.size(), dirty.data(), size), size);
+            EXPECT_EQ(dirty, bytes) << "kind " << kind << ", round " << round;
+        }
+}
