@@ -26,8 +26,8 @@ packages=(
   clang libclang-rt-14-dev llvm
   # scripts/check_format.sh
   clang-format
-  # the Python module (python/qzkt) and its tests
-  python3 python3-numpy python3-pytest
+  # the Python module (python/qzkt), its tests, and `pip install ./python` in the install test
+  python3 python3-numpy python3-pytest python3-pip python3-setuptools python3-wheel
 )
 
 as_root=()

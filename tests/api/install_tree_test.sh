@@ -115,5 +115,17 @@ if [ ${#cflags[@]} -eq 0 ] && /usr/bin/python3 -c "import numpy" 2>/dev/null; th
   found=$(cd / && env -u QZKT_LIBRARY PYTHONPATH="$package" /usr/bin/python3 -c \
     "import qzkt; assert qzkt.version() == '$version', qzkt.version(); print(qzkt.library_path)")
   [[ $found == "$prefix"/* ]] || { echo "the installed Python package loaded $found" >&2; exit 1; }
+  # `pip install ./python` into a virtual environment, over the installed library found by the
+  # loader (here through LD_LIBRARY_PATH). Offline: setuptools from the system, no index.
+  cp -r "$source/python" "$work/python"
+  /usr/bin/python3 -m venv --without-pip --system-site-packages "$work/venv"
+  "$work/venv/bin/python3" -m pip install -q --no-index --no-build-isolation --no-deps "$work/python" ||
+    { echo "pip install ./python failed" >&2; exit 1; }
+  found=$(cd / && env -u QZKT_LIBRARY -u PYTHONPATH LD_LIBRARY_PATH="$prefix/$libdir" "$work/venv/bin/python3" -c "
+import importlib.metadata, qzkt
+assert qzkt.version() == '$version', qzkt.version()
+assert importlib.metadata.version('qzkt') == '$version', importlib.metadata.version('qzkt')
+print(qzkt.__file__)")
+  [[ $found == "$work/venv/"* ]] || { echo "pip's package is not the one imported: $found" >&2; exit 1; }
 fi
-echo "installed tree: the tool, the man page, the completion, the Python package, and shared and static builds of the example pass"
+echo "installed tree: the tool, the man page, the completion, the Python package (also by pip), and shared and static builds of the example pass"
