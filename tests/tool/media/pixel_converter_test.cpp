@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "media/ffmpeg_util.h"
+#include "media/frame_buffer.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -18,18 +19,18 @@ extern "C" {
 
 namespace {
 
-// An ARGB picture whose last byte is the last byte before an unreadable page.
+// An ARGB picture followed by `room` bytes, then an unreadable page.
 class GuardedPicture {
   public:
-    GuardedPicture(int width, int height) : bytes_(static_cast<size_t>(width) * height * 4) {
+    GuardedPicture(int width, int height, size_t room = 0) : bytes_(static_cast<size_t>(width) * height * 4) {
         const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        const size_t pages = (bytes_ + page - 1) / page;
+        const size_t pages = (bytes_ + room + page - 1) / page;
         mappedBytes_ = (pages + 1) * page;
         void* map = mmap(nullptr, mappedBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (map == MAP_FAILED) return;
         base_ = static_cast<uint8_t*>(map);
         mprotect(base_ + pages * page, page, PROT_NONE);
-        pixels_ = base_ + pages * page - bytes_;
+        pixels_ = base_ + pages * page - room - bytes_;
         for (size_t i = 0; i < bytes_; ++i)
             pixels_[i] = static_cast<uint8_t>(i * 37 + (i >> 7));
     }
@@ -39,7 +40,7 @@ class GuardedPicture {
     GuardedPicture(const GuardedPicture&) = delete;
     GuardedPicture& operator=(const GuardedPicture&) = delete;
 
-    const uint8_t* pixels() const { return pixels_; }
+    uint8_t* pixels() const { return pixels_; }
     std::vector<uint8_t> Copy() const { return std::vector<uint8_t>(pixels_, pixels_ + bytes_); }
 
   private:
@@ -121,6 +122,65 @@ TEST(PixelConverter, ReadsNothingPastAPicturesLastRowAndMatchesAWholePictureConv
                     for (int p = 0; p < 4; ++p)
                         EXPECT_EQ(scaled.storage[p], want.storage[p]) << p;
                 }
+            }
+        }
+    }
+}
+
+// The other way: decoded frames of the formats inputs come in (FFmpeg's own padded frames)
+// into an ARGB picture with no more room after it than a FrameBytes buffer has (RGB24 input
+// writes one byte past the last row: with no room, images without alpha crashed here).
+TEST(PixelConverter, WritesNothingPastTheRoomAfterAnARGBPicture) {
+    QuietFFmpegLogging();
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_NV12,
+          AV_PIX_FMT_YUVA420P, AV_PIX_FMT_RGB24, AV_PIX_FMT_RGBA, AV_PIX_FMT_GBRP, AV_PIX_FMT_GBRAP,
+          AV_PIX_FMT_GRAY8, AV_PIX_FMT_PAL8, AV_PIX_FMT_RGB48LE, AV_PIX_FMT_BGR0}) {
+        for (const int width : {1, 3, 18, 301}) {
+            for (const int height : {1, 5, 56}) {
+                SCOPED_TRACE(std::string(av_get_pix_fmt_name(format)) + " " + std::to_string(width) + "x" +
+                             std::to_string(height));
+                AvFramePtr frame = NewFrame();
+                frame->format = format;
+                frame->width = width;
+                frame->height = height;
+                ASSERT_GE(av_frame_get_buffer(frame.get(), 0), 0);
+                for (int p = 0; p < 4 && frame->buf[p] != nullptr; ++p)
+                    for (size_t i = 0; i < frame->buf[p]->size; ++i)
+                        frame->buf[p]->data[i] = static_cast<uint8_t>(i * 13 + p * 7 + (i >> 5));
+
+                // The room lies against an unreadable page; the picture must be what a
+                // destination with plenty of room receives.
+                GuardedPicture guarded(width, height, kFrameBytesSlack);
+                ASSERT_NE(guarded.pixels(), nullptr);
+                uint8_t* out[4] = {guarded.pixels(), nullptr, nullptr, nullptr};
+                const int stride[4] = {width * 4, 0, 0, 0};
+                PixelConverter converter;
+                converter.Convert(frame->data, frame->linesize, format, out, stride, AV_PIX_FMT_ARGB, width,
+                                  height);
+                std::vector<uint8_t> padded(static_cast<size_t>(width) * height * 4 + 256, 0xEE);
+                uint8_t* paddedOut[4] = {padded.data(), nullptr, nullptr, nullptr};
+                PixelConverter().Convert(frame->data, frame->linesize, format, paddedOut, stride,
+                                         AV_PIX_FMT_ARGB, width, height);
+                EXPECT_EQ(guarded.Copy(), std::vector<uint8_t>(padded.begin(), padded.end() - 256));
+                EXPECT_EQ(std::vector<uint8_t>(padded.end() - 256 + kFrameBytesSlack, padded.end()),
+                          std::vector<uint8_t>(256 - kFrameBytesSlack, 0xEE))
+                    << "written past the room after the last row";
+
+                // Scaled into one, as --size does.
+                const int toWidth = width * 2 + 1, toHeight = height + 3;
+                GuardedPicture scaled(toWidth, toHeight, kFrameBytesSlack);
+                ASSERT_NE(scaled.pixels(), nullptr);
+                uint8_t* scaledOut[4] = {scaled.pixels(), nullptr, nullptr, nullptr};
+                const int scaledStride[4] = {toWidth * 4, 0, 0, 0};
+                converter.Scale(frame->data, frame->linesize, format, width, height, scaledOut, scaledStride,
+                                AV_PIX_FMT_ARGB, toWidth, toHeight);
+                std::vector<uint8_t> scaledPadded(static_cast<size_t>(toWidth) * toHeight * 4 + 256, 0xEE);
+                uint8_t* scaledPaddedOut[4] = {scaledPadded.data(), nullptr, nullptr, nullptr};
+                PixelConverter().Scale(frame->data, frame->linesize, format, width, height, scaledPaddedOut,
+                                       scaledStride, AV_PIX_FMT_ARGB, toWidth, toHeight);
+                EXPECT_EQ(scaled.Copy(),
+                          std::vector<uint8_t>(scaledPadded.begin(), scaledPadded.end() - 256));
             }
         }
     }

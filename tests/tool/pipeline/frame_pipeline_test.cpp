@@ -162,5 +162,8 @@ TEST(FrameBytes, KeepTheirBytesThroughResizeGrowthAndSwap) {
             wrong += other[i] != static_cast<uint8_t>(i * 131 + 7);
         EXPECT_EQ(wrong, 0u) << size;
         other[3 * size - 1] = 1; // the whole size is writable
+        // and so is the room after it, for FFmpeg's converters (checked under AddressSanitizer)
+        for (size_t i = 0; i < kFrameBytesSlack; ++i)
+            other.data()[3 * size + i] = 2;
     }
 }

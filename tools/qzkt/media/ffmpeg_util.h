@@ -56,7 +56,9 @@ constexpr int kScaleFlags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_
 // reusing its state from frame to frame. RGB-to-RGB conversions are lossless reorderings.
 // For Y'CbCr sources the colour space and range say how to turn them into RGB; an
 // unspecified colour space is taken as BT.709 from 720 rows up and BT.601 below, as video
-// players do. A source may end with its last row: nothing past it is read.
+// players do. A source may end with its last row: nothing past it is read. A destination
+// needs kFrameBytesSlack bytes of room after its last row (frame_buffer.h), which FrameBytes
+// and FFmpeg's frames have: swscale writes one byte past it from RGB24 to ARGB.
 class PixelConverter {
   public:
     void Convert(const uint8_t* const srcData[], const int srcLinesize[], AVPixelFormat srcFormat,

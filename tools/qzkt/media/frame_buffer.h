@@ -9,6 +9,10 @@
 // Resizing does not clear the new bytes (they are zero when fresh from the kernel, else what
 // the buffer last held): every user writes a whole frame before reading it, and clearing an
 // 8 MB buffer first only doubles the cost of its first touch.
+//
+// Every buffer has kFrameBytesSlack bytes of room after its end, as FFmpeg's own frames do:
+// swscale writes one byte past the last row when it turns RGB24 into ARGB, and SIMD code may
+// read whole vectors past a row's end. The room is never part of the frame.
 #pragma once
 
 #include <sys/mman.h>
@@ -19,6 +23,8 @@
 #include <new>
 #include <vector>
 
+constexpr size_t kFrameBytesSlack = 64;
+
 template <typename T> class FrameAllocator {
   public:
     using value_type = T;
@@ -27,7 +33,7 @@ template <typename T> class FrameAllocator {
     template <typename U> FrameAllocator(const FrameAllocator<U>&) {}
 
     T* allocate(size_t n) {
-        const size_t bytes = n * sizeof(T);
+        const size_t bytes = n * sizeof(T) + kFrameBytesSlack;
         if (bytes >= kHugePage) {
             void* mapped =
                 mmap(nullptr, MappedSize(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -41,7 +47,7 @@ template <typename T> class FrameAllocator {
     }
 
     void deallocate(T* p, size_t n) {
-        const size_t bytes = n * sizeof(T);
+        const size_t bytes = n * sizeof(T) + kFrameBytesSlack;
         if (bytes >= kHugePage)
             munmap(p, MappedSize(bytes));
         else
