@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "cli/tool_error.h"
+#include "media/frame_buffer.h"
 
 extern "C" {
 #include <libavutil/error.h>
@@ -92,10 +93,10 @@ void PixelConverter::Run(const uint8_t* const srcData[], const int srcLinesize[]
     sws_setColorspaceDetails(context_.get(), coefficients, fullRangeSource, coefficients, 1, 0, 1 << 16,
                              1 << 16);
     // swscale may read a little past a row's last pixel (ARGB to RGB24 reads one byte more).
-    // FFmpeg's decoders pad their pictures for that; ours (decoded frames, mapped raw files)
-    // end with their last row. So a one-plane source goes in two slices: the rows whose
-    // over-read stays inside the picture, then the last rows from a padded copy.
-    constexpr int kReadPastRow = 64;
+    // FFmpeg's frames and FrameBytes keep room for that; a mapped raw file, or a caller's own
+    // buffer, may end with its last row. So a one-plane source goes in two slices: the rows
+    // whose over-read stays inside the picture, then the last rows from a padded copy.
+    constexpr int kReadPastRow = static_cast<int>(kFrameBytesSlack);
     const int stride = srcLinesize[0];
     if (srcData[1] != nullptr || stride <= 0) {
         sws_scale(context_.get(), srcData, srcLinesize, 0, srcHeight, dstData, dstLinesize);
