@@ -1,8 +1,9 @@
 // What the SIMD block decoders share, one block per 128-bit part of a vector: turning the four
 // index bytes of each block (2 bits a pixel, row y in byte y) into the byte offsets of each
 // pixel's palette entry, and picking a row of pixels out of a 16-byte palette (4 entries of
-// 4 bytes) with one byte shuffle. Included once per Highway target (foreach_target.h) by the
-// DXT24 and S3TC decoders, inside their HWY_NAMESPACE, on targets with byte shuffles.
+// 4 bytes) with one byte shuffle, and storing such rows. Included once per Highway target
+// (foreach_target.h) by the DXT24 and S3TC decoders, inside their HWY_NAMESPACE, on targets
+// with byte shuffles.
 
 // Per-target include guard, as Highway requires for headers included once per target.
 #if defined(QZKT_BLOCK_ROWS_SIMD_INL_H_) == defined(HWY_TARGET_TOGGLE)
@@ -47,6 +48,15 @@ template <class D> HWY_INLINE hn::Vec<D> PaletteOffsets(D d, hn::Vec<D> v, const
     const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
     return hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour),
                                 hn::And(picked, hn::LoadDup128(d, kIndexBits)));
+}
+
+// Stores a row of pixels: streamed (picture_stores.h: p aligned to the vector) or as usual.
+// A decoder that streams calls hwy::FlushStream before the picture counts as written.
+template <class D> HWY_INLINE void StoreRow(D d, hn::Vec<D> row, uint8_t* HWY_RESTRICT p, bool stream) {
+    if (stream)
+        hn::Stream(row, d, p);
+    else
+        hn::StoreU(row, d, p);
 }
 
 // Row y's four pixels, each its palette entry's four bytes.

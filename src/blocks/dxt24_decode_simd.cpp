@@ -11,9 +11,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include "blocks/block_rows_simd-inl.h"
+#include "blocks/picture_stores.h"
 
 #include "blocks/dxt24_decode.h"
 #include "blocks/dxt24_simd.h"
@@ -62,10 +64,12 @@ template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_REST
     }
 }
 
-// Decodes Lanes(d) / 16 consecutive blocks into 4 rows of 4 pixels each. Reads 16 bytes
-// from each block's start, so the last block of a payload must not come through here.
+// Decodes Lanes(d) / 16 consecutive blocks into 4 rows of 4 pixels each, streamed or not
+// (StoreRow). Reads 16 bytes from each block's start, so the last block of a payload must not
+// come through here.
 template <class D>
-HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* out, ptrdiff_t rowBytes) {
+HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* out, ptrdiff_t rowBytes,
+                             bool stream = false) {
     const hn::Repartition<uint16_t, D> d16;
     const auto v = LoadBlocks(d, blocks);
 
@@ -80,7 +84,8 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* o
 
     const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow);
     for (int y = 0; y < 4; ++y)
-        hn::StoreU(block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y), d, out + y * rowBytes);
+        block_rows::HWY_NAMESPACE::StoreRow(d, block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y),
+                                            out + y * rowBytes, stream);
 }
 
 } // namespace
@@ -90,6 +95,9 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
     const hn::ScalableTag<uint8_t> d;
     const hn::Full128<uint8_t> d1;
     const long groupBlocks = static_cast<long>(hn::Lanes(d) / 16);
+    // The groups start at whole vectors from dst: streamed when the picture allows it.
+    const bool stream =
+        StreamsPicture(dst, rowBytes, blocksDown * 4, static_cast<size_t>(blocksAcross) * 16, hn::Lanes(d));
 
     for (long by = 0; by < blocksDown; ++by) {
         const uint8_t* in = payload + by * blocksAcross * 10;
@@ -100,7 +108,7 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
         const long loadable = lastRow ? blocksAcross - 1 : blocksAcross;
         long bx = 0;
         for (; bx + groupBlocks <= loadable; bx += groupBlocks)
-            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes);
+            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes, stream);
         for (; bx < loadable; ++bx)
             DecodeBlocks(d1, in + bx * 10, out + bx * 16, rowBytes);
         if (lastRow) {
@@ -109,6 +117,7 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
             DecodeBlocks(d1, padded, out + bx * 16, rowBytes);
         }
     }
+    if (stream) hwy::FlushStream();
 }
 
 #endif // HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE

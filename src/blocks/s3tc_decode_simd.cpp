@@ -14,9 +14,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include "blocks/block_rows_simd-inl.h"
+#include "blocks/picture_stores.h"
 
 #include "blocks/s3tc_decode.h"
 #include "blocks/s3tc_simd.h"
@@ -161,11 +163,11 @@ template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v) {
     return hn::TableLookupBytes(table, codeBytes);
 }
 
-// Lanes(d) / 16 consecutive blocks into 4 rows of their pixels, rowBytes apart. A DXT1 group
-// reads 8 bytes past its last block.
+// Lanes(d) / 16 consecutive blocks into 4 rows of their pixels, rowBytes apart, streamed or
+// not (StoreRow). A DXT1 group reads 8 bytes past its last block.
 template <class D>
 HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5, uint8_t* out,
-                             ptrdiff_t rowBytes) {
+                             ptrdiff_t rowBytes, bool stream = false) {
     const auto v = LoadBlocks(d, blocks, dxt5);
     const auto palette = ColourPalette(d, v, dxt5);
     const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow[dxt5]);
@@ -173,7 +175,7 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5,
     for (int y = 0; y < 4; ++y) {
         auto pixels = block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y);
         if (dxt5) pixels = hn::Or(pixels, hn::TableLookupBytesOr0(alphas, hn::LoadDup128(d, kAlphaRow[y])));
-        hn::StoreU(pixels, d, out + y * rowBytes);
+        block_rows::HWY_NAMESPACE::StoreRow(d, pixels, out + y * rowBytes, stream);
     }
 }
 
@@ -186,6 +188,8 @@ void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int 
     const int groupBlocks = static_cast<int>(hn::Lanes(d) / 16);
     const int across = (width + 3) / 4, down = (height + 3) / 4, blockBytes = dxt5 ? 16 : 8;
     const int wholeAcross = width / 4;
+    // The groups start at whole vectors from dst: streamed when the picture allows it.
+    const bool stream = StreamsPicture(dst, rowBytes, height, static_cast<size_t>(width) * 4, hn::Lanes(d));
     for (int by = 0; by < down; ++by) {
         const uint8_t* in = blocks + static_cast<ptrdiff_t>(by) * across * blockBytes;
         uint8_t* out = dst + static_cast<ptrdiff_t>(by) * 4 * rowBytes;
@@ -197,7 +201,7 @@ void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int 
             const bool lastBlockInRow = by + 1 == down && !dxt5 && wholeAcross == across;
             const int direct = lastBlockInRow ? wholeAcross - 1 : wholeAcross;
             for (; bx + groupBlocks <= direct; bx += groupBlocks)
-                DecodeBlocks(d, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes);
+                DecodeBlocks(d, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes, stream);
             for (; bx < direct; ++bx)
                 DecodeBlocks(d1, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes);
         }
@@ -214,6 +218,7 @@ void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int 
                             static_cast<size_t>(columns) * 4);
         }
     }
+    if (stream) hwy::FlushStream();
 }
 
 #endif // HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE

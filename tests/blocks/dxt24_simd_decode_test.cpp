@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include <hwy/aligned_allocator.h>
 #include <hwy/tests/hwy_gtest.h>
 
 #include "blocks/dxt24_decode.h"
@@ -33,6 +34,25 @@ void ExpectSameDecode(const Bytes& payload, int width, int height, int rowBytes,
         ASSERT_EQ(simd[i], plain[i]) << hwy::TargetName(hwy::SupportedTargets()) << " " << width << "x"
                                      << height << " rowBytes " << rowBytes << " start " << start << ": byte "
                                      << i;
+}
+
+// As ExpectSameDecode, with the SIMD decoder's buffer starting offset bytes after a 64-byte
+// boundary (the plain decoder's buffer is anywhere).
+void ExpectSameDecodeAt(const Bytes& payload, int width, int height, int rowBytes, size_t bufferBytes,
+                        size_t start, size_t offset) {
+    const hwy::AlignedFreeUniquePtr<unsigned char[]> simd =
+        hwy::AllocateAligned<unsigned char>(offset + bufferBytes);
+    Bytes plain(bufferBytes);
+    for (size_t i = 0; i < bufferBytes; ++i)
+        simd[offset + i] = plain[i] = static_cast<unsigned char>(i * 7 + 3);
+    DecodeDXT24(payload.data(), simd.get() + offset + start, width, height, rowBytes);
+    DecodeDXT24Plain(payload.data(), plain.data() + start, width, height, rowBytes);
+    if (std::memcmp(simd.get() + offset, plain.data(), bufferBytes) == 0) return;
+    size_t i = 0;
+    while (simd[offset + i] == plain[i])
+        ++i;
+    FAIL() << hwy::TargetName(hwy::SupportedTargets()) << " " << width << "x" << height << " rowBytes "
+           << rowBytes << " offset " << offset << ": byte " << i;
 }
 
 Bytes RandomPayload(std::mt19937& rng, int width, int height) {
@@ -105,4 +125,19 @@ TEST_P(DXT24SimdDecode, BottomUpAndOverlappingRows) {
     // plain decoder (and a pitch of 0 writes every row over the first).
     for (int rowBytes : {w4 * 4 - 4, 16, 1, 0})
         ExpectSameDecode(payload, width, height, rowBytes, bytes, 0);
+}
+
+TEST_P(DXT24SimdDecode, LargePicturesStreamedOrNot) {
+    // Pictures of 2 MiB and more go out with streaming stores where the destination and the
+    // pitch are whole vectors (16, 32 or 64 bytes by target), else with plain stores: the
+    // bytes are the plain decoder's either way, downwards and upwards.
+    std::mt19937 rng(14);
+    const int width = 1030, height = 514, h4 = 516; // rows of 1032 pixels: 4128 bytes
+    const Bytes payload = RandomPayload(rng, width, height);
+    for (const int pitch : {4160, 4128, 4132}) // whole 64-byte, 32-byte, 4-byte steps
+        for (const size_t offset : {size_t{0}, size_t{16}, size_t{32}, size_t{4}}) {
+            const size_t bytes = static_cast<size_t>(pitch) * h4;
+            ExpectSameDecodeAt(payload, width, height, pitch, bytes, 0, offset);
+            ExpectSameDecodeAt(payload, width, height, -pitch, bytes, bytes - pitch, offset);
+        }
 }

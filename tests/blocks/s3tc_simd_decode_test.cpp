@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include <hwy/aligned_allocator.h>
 #include <hwy/tests/hwy_gtest.h>
 
 #include "blocks/s3tc_decode.h"
@@ -35,6 +36,24 @@ void ExpectSameDecode(const Bytes& blocks, bool dxt5, int width, int height, int
                                      << rowBytes << " start " << start << ": byte " << i << " (block "
                                      << (i - start) / rowBytes / 4 << " row, " << (i - start) % rowBytes / 16
                                      << " column)";
+}
+
+// As ExpectSameDecode, with the SIMD decoder's destination offset bytes after a 64-byte
+// boundary (the plain decoder's destination is anywhere).
+void ExpectSameDecodeAt(const Bytes& blocks, bool dxt5, int width, int height, int rowBytes, size_t offset) {
+    const size_t bufferBytes = static_cast<size_t>(rowBytes) * height + 64;
+    const hwy::AlignedFreeUniquePtr<uint8_t[]> simd = hwy::AllocateAligned<uint8_t>(offset + bufferBytes);
+    Bytes plain(bufferBytes);
+    for (size_t i = 0; i < bufferBytes; ++i)
+        simd[offset + i] = plain[i] = static_cast<uint8_t>(i * 7 + 3);
+    DecodeS3TC(blocks.data(), dxt5, simd.get() + offset, width, height, rowBytes);
+    DecodeS3TCPlain(blocks.data(), dxt5, plain.data(), width, height, rowBytes);
+    if (std::memcmp(simd.get() + offset, plain.data(), bufferBytes) == 0) return;
+    size_t i = 0;
+    while (simd[offset + i] == plain[i])
+        ++i;
+    FAIL() << hwy::TargetName(hwy::SupportedTargets()) << (dxt5 ? " DXT5 " : " DXT1 ") << width << "x"
+           << height << " rowBytes " << rowBytes << " offset " << offset << ": byte " << i;
 }
 
 Bytes Blocks(int width, int height, bool dxt5) {
@@ -101,4 +120,20 @@ TEST_P(S3TCSimdDecode, RandomBlocksSizesPitchesAndAlignment) {
                     for (const size_t start : {size_t{0}, size_t{1}, size_t{3}})
                         ExpectSameDecode(blocks, dxt5, width, height, width * 4 + extra, start);
             }
+}
+
+TEST_P(S3TCSimdDecode, LargePicturesStreamedOrNot) {
+    // Pictures of 2 MiB and more go out with streaming stores where the destination and the
+    // pitch are whole vectors (16, 32 or 64 bytes by target), else with plain stores: the
+    // bytes are the plain decoder's either way, the partial blocks at both edges included.
+    std::mt19937 rng(13);
+    const int width = 1030, height = 514;
+    for (const bool dxt5 : {false, true}) {
+        Bytes blocks = Blocks(width, height, dxt5);
+        for (uint8_t& byte : blocks)
+            byte = static_cast<uint8_t>(rng());
+        for (const int rowBytes : {4160, 4128, 4124}) // whole 64-byte, 32-byte, 4-byte steps
+            for (const size_t offset : {size_t{0}, size_t{16}, size_t{32}, size_t{4}})
+                ExpectSameDecodeAt(blocks, dxt5, width, height, rowBytes, offset);
+    }
 }
