@@ -163,6 +163,27 @@ template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v) {
     return hn::TableLookupBytes(table, codeBytes);
 }
 
+// Alpha blocks with one value for all 16 pixels as the encoder writes them: a0 = a1 and every
+// code 0 or every code 1 (0x249249249249 is sixteen 3-bit ones). Opaque and fully transparent
+// areas are made of them. Lanes hold whole 64-bit halves: the alpha block in the even ones.
+constexpr uint64_t kCodesField = 0xFFFFFFFFFFFF0000ull, kEveryCodeOne = 0x2492492492490000ull;
+
+// Whether every alpha block in v has one value throughout, as above; its pixels then take
+// byte 0 of the block (a0) without the codes being read.
+template <class D> HWY_INLINE bool EveryAlphaBlockFlat(D d, hn::Vec<D> v) {
+    const hn::Repartition<uint64_t, D> d64;
+    const auto blocks = hn::BitCast(d64, v);
+    const auto codes = hn::And(blocks, hn::Set(d64, kCodesField));
+    const auto oneCode = hn::Or(hn::Eq(codes, hn::Zero(d64)), hn::Eq(codes, hn::Set(d64, kEveryCodeOne)));
+    const auto low = hn::Set(d64, 0xFF);
+    const auto equalEnds = hn::Eq(hn::And(blocks, low), hn::And(hn::ShiftRight<8>(blocks), low));
+    const auto colourHalves = hn::MaskFromVec(hn::OddEven(hn::Set(d64, ~0ull), hn::Zero(d64)));
+    return hn::AllTrue(d64, hn::Or(hn::And(oneCode, equalEnds), colourHalves));
+}
+
+// Byte 0 of each part (a flat alpha block's a0) into byte 0 of each of its pixels.
+alignas(16) constexpr uint8_t kFlatAlpha[16] = {0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z};
+
 // Lanes(d) / 16 consecutive blocks into 4 rows of their pixels, rowBytes apart, streamed or
 // not (StoreRow). A DXT1 group reads 8 bytes past its last block.
 template <class D>
@@ -171,6 +192,14 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5,
     const auto v = LoadBlocks(d, blocks, dxt5);
     const auto palette = ColourPalette(d, v, dxt5);
     const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow[dxt5]);
+    if (dxt5 && EveryAlphaBlockFlat(d, v)) {
+        const auto alpha = hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kFlatAlpha));
+        for (int y = 0; y < 4; ++y)
+            block_rows::HWY_NAMESPACE::StoreRow(
+                d, hn::Or(block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y), alpha),
+                out + y * rowBytes, stream);
+        return;
+    }
     const auto alphas = dxt5 ? PixelAlphas(d, v) : hn::Zero(d);
     for (int y = 0; y < 4; ++y) {
         auto pixels = block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y);

@@ -108,6 +108,35 @@ TEST_P(S3TCSimdDecode, EveryAlphaPairWithEveryCode) {
     ExpectSameDecode(blocks, true, width, height, width * 4, 0);
 }
 
+TEST_P(S3TCSimdDecode, FlatAlphaBlocksAndTheirNearMisses) {
+    // Alpha blocks with one value throughout (a0 = a1, every code 0 or every code 1) take a
+    // short way; blocks that differ from them in one place must not. Block rows 0-6 hold one
+    // kind each (whole vectors of it), rows 7-13 mix the kinds block by block.
+    const int width = 1024, height = 56; // 256 x 14 blocks
+    Bytes blocks = Blocks(width, height, true);
+    std::mt19937 rng(15);
+    for (int by = 0; by < 14; ++by)
+        for (int bx = 0; bx < 256; ++bx) {
+            uint8_t* block = &blocks[(static_cast<size_t>(by) * 256 + bx) * 16];
+            const int kind = by < 7 ? by : bx % 7;
+            const uint8_t a = static_cast<uint8_t>(bx * 37 + by);
+            uint64_t codes = kind == 0 || kind == 5 ? 0 : 0x249249249249ull; // every code 0 or 1
+            if (kind == 3) codes |= uint64_t{6} << 3 * (bx % 16);            // one code 6 (0 in five steps)
+            if (kind == 4) codes |= uint64_t{7} << 3 * (bx % 16);            // one code 7 (255)
+            if (kind == 5) codes |= uint64_t{1} << 3 * (bx % 16);            // codes 0 and 1: one value still
+            block[0] = a;
+            block[1] = kind == 2 ? static_cast<uint8_t>(a ^ 1) : a; // kind 2: a0 and a1 differ
+            for (int i = 0; i < 6; ++i)
+                block[2 + i] = static_cast<uint8_t>(codes >> 8 * i);
+            if (kind == 6)
+                for (int i = 0; i < 8; ++i)
+                    block[i] = static_cast<uint8_t>(rng());
+            for (int i = 8; i < 16; ++i)
+                block[i] = static_cast<uint8_t>(rng());
+        }
+    ExpectSameDecode(blocks, true, width, height, width * 4, 0);
+}
+
 TEST_P(S3TCSimdDecode, RandomBlocksSizesPitchesAndAlignment) {
     std::mt19937 rng(11);
     for (const bool dxt5 : {false, true})
