@@ -208,17 +208,16 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5,
     }
 }
 
-} // namespace
-
-void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int height, int rowBytes) {
-    if (width < 1 || height < 1) return;
+// The image walk for one block kind and one kind of store: both are constants in its loops,
+// so that the blocks' shuffle tables stay in registers (a DXT1 1080p decode took 20% longer
+// when the kind was read inside them).
+template <bool kDXT5, bool kStream>
+void DecodeImageAs(const uint8_t* blocks, uint8_t* dst, int width, int height, int rowBytes) {
     const hn::ScalableTag<uint8_t> d;
     const hn::Full128<uint8_t> d1;
     const int groupBlocks = static_cast<int>(hn::Lanes(d) / 16);
-    const int across = (width + 3) / 4, down = (height + 3) / 4, blockBytes = dxt5 ? 16 : 8;
+    const int across = (width + 3) / 4, down = (height + 3) / 4, blockBytes = kDXT5 ? 16 : 8;
     const int wholeAcross = width / 4;
-    // The groups start at whole vectors from dst: streamed when the picture allows it.
-    const bool stream = StreamsPicture(dst, rowBytes, height, static_cast<size_t>(width) * 4, hn::Lanes(d));
     for (int by = 0; by < down; ++by) {
         const uint8_t* in = blocks + static_cast<ptrdiff_t>(by) * across * blockBytes;
         uint8_t* out = dst + static_cast<ptrdiff_t>(by) * 4 * rowBytes;
@@ -227,12 +226,13 @@ void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int 
         if (rows == 4) {
             // A DXT1 load reads 8 bytes past its blocks: the payload's last block is decoded
             // aside below.
-            const bool lastBlockInRow = by + 1 == down && !dxt5 && wholeAcross == across;
+            const bool lastBlockInRow = by + 1 == down && !kDXT5 && wholeAcross == across;
             const int direct = lastBlockInRow ? wholeAcross - 1 : wholeAcross;
+            // The groups start at whole vectors from dst: streamed where the picture is.
             for (; bx + groupBlocks <= direct; bx += groupBlocks)
-                DecodeBlocks(d, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes, stream);
+                DecodeBlocks(d, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes, kStream);
             for (; bx < direct; ++bx)
-                DecodeBlocks(d1, in + bx * blockBytes, dxt5, out + bx * 16, rowBytes);
+                DecodeBlocks(d1, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes);
         }
         // Blocks cut by the picture's edge, and the payload's last DXT1 block: decoded aside,
         // their visible pixels copied.
@@ -240,13 +240,29 @@ void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int 
             uint8_t padded[16] = {};
             std::memcpy(padded, in + bx * blockBytes, static_cast<size_t>(blockBytes));
             alignas(16) uint8_t pixels[64];
-            DecodeBlocks(d1, padded, dxt5, pixels, 16);
+            DecodeBlocks(d1, padded, kDXT5, pixels, 16);
             const int columns = width - bx * 4 < 4 ? width - bx * 4 : 4;
             for (int y = 0; y < rows; ++y)
                 std::memcpy(out + static_cast<ptrdiff_t>(y) * rowBytes + bx * 16, pixels + y * 16,
                             static_cast<size_t>(columns) * 4);
         }
     }
+}
+
+} // namespace
+
+void DecodeImage(const uint8_t* blocks, bool dxt5, uint8_t* dst, int width, int height, int rowBytes) {
+    if (width < 1 || height < 1) return;
+    const size_t vectorBytes = hn::Lanes(hn::ScalableTag<uint8_t>());
+    const bool stream = StreamsPicture(dst, rowBytes, height, static_cast<size_t>(width) * 4, vectorBytes);
+    if (dxt5 && stream)
+        DecodeImageAs<true, true>(blocks, dst, width, height, rowBytes);
+    else if (dxt5)
+        DecodeImageAs<true, false>(blocks, dst, width, height, rowBytes);
+    else if (stream)
+        DecodeImageAs<false, true>(blocks, dst, width, height, rowBytes);
+    else
+        DecodeImageAs<false, false>(blocks, dst, width, height, rowBytes);
     if (stream) hwy::FlushStream();
 }
 
