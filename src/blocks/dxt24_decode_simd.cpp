@@ -88,17 +88,13 @@ HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* o
                                             out + y * rowBytes, stream);
 }
 
-} // namespace
-
-void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAcross, long blocksDown,
-                 long rowBytes) {
+// The image walk with plain or streaming stores, the choice a constant in its loops.
+template <bool kStream>
+void DecodeImageAs(const unsigned char* payload, unsigned char* dst, long blocksAcross, long blocksDown,
+                   long rowBytes) {
     const hn::ScalableTag<uint8_t> d;
     const hn::Full128<uint8_t> d1;
     const long groupBlocks = static_cast<long>(hn::Lanes(d) / 16);
-    // The groups start at whole vectors from dst: streamed when the picture allows it.
-    const bool stream =
-        StreamsPicture(dst, rowBytes, blocksDown * 4, static_cast<size_t>(blocksAcross) * 16, hn::Lanes(d));
-
     for (long by = 0; by < blocksDown; ++by) {
         const uint8_t* in = payload + by * blocksAcross * 10;
         uint8_t* out = dst + by * 4 * rowBytes;
@@ -107,8 +103,9 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
         const bool lastRow = by + 1 == blocksDown;
         const long loadable = lastRow ? blocksAcross - 1 : blocksAcross;
         long bx = 0;
+        // The groups start at whole vectors from dst: streamed where the picture is.
         for (; bx + groupBlocks <= loadable; bx += groupBlocks)
-            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes, stream);
+            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes, kStream);
         for (; bx < loadable; ++bx)
             DecodeBlocks(d1, in + bx * 10, out + bx * 16, rowBytes);
         if (lastRow) {
@@ -117,7 +114,19 @@ void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAc
             DecodeBlocks(d1, padded, out + bx * 16, rowBytes);
         }
     }
-    if (stream) hwy::FlushStream();
+}
+
+} // namespace
+
+void DecodeImage(const unsigned char* payload, unsigned char* dst, long blocksAcross, long blocksDown,
+                 long rowBytes) {
+    const size_t vectorBytes = hn::Lanes(hn::ScalableTag<uint8_t>());
+    if (StreamsPicture(dst, rowBytes, blocksDown * 4, static_cast<size_t>(blocksAcross) * 16, vectorBytes)) {
+        DecodeImageAs<true>(payload, dst, blocksAcross, blocksDown, rowBytes);
+        hwy::FlushStream();
+    } else {
+        DecodeImageAs<false>(payload, dst, blocksAcross, blocksDown, rowBytes);
+    }
 }
 
 #endif // HWY_TARGET == HWY_SCALAR || HWY_HAVE_SCALABLE
