@@ -284,7 +284,11 @@ QZKT_API qzkt_result qzkt_decoder_create(int width, int height, qzkt_renderer re
    argb is untouched. Any bytes are data: a frame_size of 0 (frame may then be NULL) is a
    damaged frame. QZKT_BAD_ARGUMENTS for a NULL decoder or argb, a NULL frame with a non-zero
    frame_size, a row_bytes below width * 4 or above 2^31 - 1, or a frame_size above 2^31 - 1.
-   qzkt_decoder_problem says more after any result but QZKT_OK. */
+   qzkt_decoder_problem says more after any result but QZKT_OK.
+   Speed: a picture of 2 MiB or more (1080p is 8 MB) whose argb and row_bytes are multiples
+   of 64 is written by the CPU decoders with streaming stores, straight to memory, as a
+   picture that size leaves the cache before it is read anyway; give such buffers (as
+   posix_memalign or a page-sized allocation does). Smaller pictures stay in the cache. */
 QZKT_API qzkt_result qzkt_decode(qzkt_decoder* decoder, const uint8_t* frame, size_t frame_size,
                                  uint8_t* argb, size_t row_bytes);
 
