@@ -3,7 +3,9 @@
 // colours 2 and 3 follow the plain decoder's rule, the four entries pack to 16 palette bytes,
 // and each row of pixels is one byte shuffle of the palette. DXT5's eight alpha values come
 // from one multiply in 16-bit lanes; its 3-bit codes are moved to the top of 16-bit lanes by a
-// multiply each, and a byte shuffle of the alpha values puts each pixel's alpha in place.
+// multiply each, and a byte shuffle of the alpha values puts each pixel's alpha in place;
+// where every alpha block of a vector is flat (one value), that value is taken directly.
+// Large pictures are written with streaming stores (picture_stores.h).
 // Same bytes as the plain decoder (s3tc_decode.cpp); compiled once per Highway target, picked
 // at run time.
 #undef HWY_TARGET_INCLUDE
