@@ -53,7 +53,9 @@ class GLContext {
     bool ActivateContext();
 
     // Makes no context current on the calling thread, whichever context that was and whether
-    // or not this object has one.
+    // or not this object has one. On Mesa's software renderers it also releases the thread's
+    // EGL state; a thread of a hardware renderer keeps it (its driver rebuilds it at great
+    // cost on every activation) until the thread ends.
     void DeactivateContext();
 
     // Destroys the context, if any. It does not clear the current context: a context still
@@ -72,6 +74,7 @@ class GLContext {
     GLExtensions extensions;    // driver facts and entry points of this context
 
   private:
-    void* context = nullptr; // EGLContext
-    void* display = nullptr; // EGLDisplay the context belongs to
+    void* context = nullptr;       // EGLContext
+    void* display = nullptr;       // EGLDisplay the context belongs to
+    bool softwareRenderer = false; // the context renders on Mesa's software rasterizers
 };
