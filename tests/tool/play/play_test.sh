@@ -34,22 +34,25 @@ make_movie() { # name size seconds audio-codec [encode options...]
 
 # Plays with --paused, and once the first frame is up grabs the window's pixels until the check
 # passes (the sink draws the prerolled frame as it posts the message; a loaded machine may
-# show it later: up to 20 s are allowed, as ctest -j2 once needed more than 10), then quits
-# with q. The window is the only one on Xvfb's screen, at its top-left corner.
+# show it later), then quits with q. The window is the only one on Xvfb's screen, at its
+# top-left corner. The waits are measured in seconds, not in tries: under the sanitizers with
+# ctest -j2 a grab alone has taken seconds, and 80 tries once outlasted the player's minute.
 screenshot() { # width height check movie... -> shot.argb
     local width=$1 height=$2 check=$3
     shift 3
     rm -f keys err shot.argb
     mkfifo keys
-    timeout 60 "$qzkt" play --paused --no-audio "$@" <keys >out 2>err &
+    timeout 180 "$qzkt" play --paused --no-audio "$@" <keys >out 2>err &
     local player=$!
     exec 3>keys
-    for _ in $(seq 200); do
+    local deadline=$((SECONDS + 60))
+    while [ $SECONDS -lt $deadline ]; do
         grep -q "paused at the first frame" err && break
         sleep 0.1
     done
     local shown=no
-    for _ in $(seq 80); do
+    deadline=$((SECONDS + 60))
+    while [ $SECONDS -lt $deadline ]; do
         sleep 0.25
         ffmpeg -v error -f x11grab -video_size "${width}x$height" -i "$DISPLAY" -frames:v 1 -pix_fmt argb \
             -f rawvideo -y shot.argb || continue
