@@ -9,6 +9,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "gl/gl_context.h"
 
@@ -27,14 +28,28 @@ extern "C" EGLBoolean eglReleaseThread(void) {
 
 namespace {
 
-// A small piece of GL work in `context`: clears and reads back one pixel.
-bool DrawSomething(GLContext& context) {
-    if (!context.ActivateContext()) return false;
-    glClearColor(0.25f, 0.5f, 0.75f, 1.0f);
+// A small piece of GL work in `context`: clears a framebuffer to `red` and reads back that
+// pixel's red byte, or -1 when the context could not be made current.
+int DrawSomething(GLContext& context, int red = 64) {
+    if (!context.ActivateContext()) return -1;
+    GLExtensions& ext = context.extensions;
+    GLuint texture = 0, framebuffer = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 4, 4, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    ext.glGenFramebuffersEXT(1, &framebuffer);
+    ext.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer);
+    ext.glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_2D, texture, 0);
+    glViewport(0, 0, 4, 4);
+    glClearColor(static_cast<float>(red) / 255.0f, 0.5f, 0.75f, 1.0f);
     glClear(GL_COLOR_BUFFER_BIT);
-    glFinish();
+    unsigned char pixel[4] = {};
+    glReadPixels(1, 1, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
+    ext.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+    ext.glDeleteFramebuffersEXT(1, &framebuffer);
+    glDeleteTextures(1, &texture);
     context.DeactivateContext();
-    return true;
+    return pixel[0];
 }
 
 TEST(GLContextHandOver, NothingStaysCurrentAndTheThreadStateGoesOnlyOnSoftware) {
@@ -50,21 +65,47 @@ TEST(GLContextHandOver, NothingStaysCurrentAndTheThreadStateGoesOnlyOnSoftware) 
     const int before = gThreadReleases;
     constexpr int kPieces = 5;
     for (int i = 0; i < kPieces; ++i) {
-        ASSERT_TRUE(DrawSomething(context));
+        ASSERT_EQ(DrawSomething(context, 10 * i), 10 * i);
         EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT) << "piece " << i;
     }
     EXPECT_EQ(gThreadReleases - before, software ? kPieces : 0);
 
     // The context was put down, so a second thread can take it up, and this one after it.
-    bool drewElsewhere = false;
-    std::thread other([&] { drewElsewhere = DrawSomething(context); });
+    int drewElsewhere = -1;
+    std::thread other([&] { drewElsewhere = DrawSomething(context, 77); });
     other.join();
-    EXPECT_TRUE(drewElsewhere);
-    EXPECT_TRUE(DrawSomething(context));
+    EXPECT_EQ(drewElsewhere, 77);
+    EXPECT_EQ(DrawSomething(context, 99), 99);
 
     ASSERT_TRUE(context.ActivateContext());
     context.DeactivateContext();
     context.DeleteContext();
+}
+
+// Decoders on several threads at once each have a context of their own: every thread keeps
+// drawing its own colour, piece after piece, while the others do the same.
+TEST(GLContextHandOver, ContextsOnSeveralThreadsAtOnce) {
+    GLContext::SetAllowSoftwareRenderer(true);
+    constexpr int kThreads = 4, kPieces = 20;
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([t, &wrong] {
+            GLContext context;
+            if (!context.InitContext()) {
+                ++wrong;
+                return;
+            }
+            for (int i = 0; i < kPieces; ++i)
+                if (DrawSomething(context, 40 * t + i) != 40 * t + i) ++wrong;
+            if (eglGetCurrentContext() != EGL_NO_CONTEXT) ++wrong;
+            context.ActivateContext();
+            context.DeactivateContext();
+            context.DeleteContext();
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 } // namespace
