@@ -90,6 +90,10 @@ qzkt_renderer ParseRendererChoice(const std::string& value);
 // without a GPU).
 bool DecodesS3TCOnCPU(qzkt_renderer choice);
 
+// How many DXT1/DXT5 frames decoders with this choice take at once on this machine, for `jobs`
+// asked: all of them on the CPU decoder, at most 4 on a GPU, 1 on Mesa's software renderer.
+int S3TCDecodeJobs(qzkt_renderer choice, int jobs);
+
 // Checks that the machine can decode DXT1/DXT5 frames as the choice says, before the first
 // such frame: throws ToolError when it cannot. Returns what will decode them, for the summary
 // ("the CPU decoder", "the GPU (OpenGL)", "Mesa's software renderer").

@@ -64,10 +64,9 @@ const char* kHelp =
     "                   png\n"
     "  --jobs N|auto    DXT24 frames decoded at once, each by its own decoder on its own\n"
     "                   thread (default auto: one per hardware thread, at most 16); the\n"
-    "                   frames written are the same for every N. DXT1/DXT5 frames on OpenGL\n"
-    "                   decode one at a time: the GPU path gains nothing from more (Mesa's\n"
-    "                   software renderer already uses every core); on the CPU decoder they\n"
-    "                   take N as DXT24 frames do\n"
+    "                   frames written are the same for every N. DXT1/DXT5 frames take N\n"
+    "                   on the CPU decoder, at most 4 on a GPU (more gained nothing) and\n"
+    "                   1 on Mesa's software renderer (which already uses every core)\n"
     "  --quiet          no progress line, notes or summary\n"
     "  --prefs-dir DIR  folder of the settings file (not used by this command)\n";
 
@@ -242,13 +241,11 @@ int RunDecode(const Args& args) {
                 progress.Update(++frames);
                 continue;
             }
-            // DXT1/DXT5 movies on OpenGL keep one decoder: several GL decoders (each with its own
-            // context) give the same frames but were no faster on Mesa's renderer, which uses
-            // every core. On the CPU decoder they take several, as DXT24 movies do.
-            const int jobs =
-                NeedsRenderer(sample.data, sample.size, width, height) && !DecodesS3TCOnCPU(renderer)
-                    ? 1
-                    : JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
+            // DXT1/DXT5 movies take as many decoders as their path gains from (S3TCDecodeJobs).
+            const int jobsFitting = JobsWithinMemory(jobsAsked, 2 * static_cast<size_t>(width) * height * 4);
+            const int jobs = NeedsRenderer(sample.data, sample.size, width, height)
+                                 ? S3TCDecodeJobs(renderer, jobsFitting)
+                                 : jobsFitting;
             pipeline = std::make_unique<FramePipeline<FrameDecoder, DecodeJob>>(
                 OpenDecoders(jobs, width, height, renderer),
                 [width, height](FrameDecoder& decoder, DecodeJob& job) {
