@@ -246,7 +246,10 @@ QZKT_API void qzkt_encoder_destroy(qzkt_encoder* encoder);
    CPU       the CPU decoder, with no OpenGL at all (since 1.7).
    The CPU decoder gives exactly the pixels Mesa's llvmpipe gives (docs/format.md names the
    rounding), so a machine without a GPU gets the same pictures either way, many times
-   faster on the CPU decoder. */
+   faster on the CPU decoder. A GPU's pixels are rounded its own way, and reading them back
+   costs more than the CPU decoder's work on a fast CPU: an H100 gave about a quarter of one
+   Xeon core's DXT1 frame rate (1080p, one decoder each). Ask for CPU to decode into memory
+   on such a machine. */
 typedef enum qzkt_renderer {
     QZKT_RENDERER_AUTO,
     QZKT_RENDERER_HARDWARE,
