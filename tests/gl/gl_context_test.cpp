@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "gl/gl_context.h"
+#include "gl/gl_fbo.h"
 
 namespace {
 std::atomic<int> gThreadReleases{0};
@@ -33,21 +34,16 @@ namespace {
 int DrawSomething(GLContext& context, int red = 64) {
     if (!context.ActivateContext()) return -1;
     GLExtensions& ext = context.extensions;
-    GLuint texture = 0, framebuffer = 0;
-    glGenTextures(1, &texture);
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 4, 4, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-    ext.glGenFramebuffersEXT(1, &framebuffer);
-    ext.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer);
-    ext.glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_2D, texture, 0);
-    glViewport(0, 0, 4, 4);
-    glClearColor(static_cast<float>(red) / 255.0f, 0.5f, 0.75f, 1.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
+    GLFBOClass framebuffer;
     unsigned char pixel[4] = {};
-    glReadPixels(1, 1, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
-    ext.glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
-    ext.glDeleteFramebuffersEXT(1, &framebuffer);
-    glDeleteTextures(1, &texture);
+    if (framebuffer.Create(4, 4, 0, 0, ext) && framebuffer.BindAsRenderTarget(ext)) {
+        glViewport(0, 0, 4, 4);
+        glClearColor(static_cast<float>(red) / 255.0f, 0.5f, 0.75f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glReadPixels(1, 1, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
+        framebuffer.UnbindAsRenderTarget(ext);
+    }
+    framebuffer.FreeResources(ext);
     context.DeactivateContext();
     return pixel[0];
 }
@@ -65,7 +61,7 @@ TEST(GLContextHandOver, NothingStaysCurrentAndTheThreadStateGoesOnlyOnSoftware) 
     const int before = gThreadReleases;
     constexpr int kPieces = 5;
     for (int i = 0; i < kPieces; ++i) {
-        ASSERT_EQ(DrawSomething(context, 10 * i), 10 * i);
+        ASSERT_EQ(DrawSomething(context, 10 * i + 5), 10 * i + 5);
         EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT) << "piece " << i;
     }
     EXPECT_EQ(gThreadReleases - before, software ? kPieces : 0);
@@ -97,7 +93,7 @@ TEST(GLContextHandOver, ContextsOnSeveralThreadsAtOnce) {
                 return;
             }
             for (int i = 0; i < kPieces; ++i)
-                if (DrawSomething(context, 40 * t + i) != 40 * t + i) ++wrong;
+                if (DrawSomething(context, 40 * t + i + 1) != 40 * t + i + 1) ++wrong;
             if (eglGetCurrentContext() != EGL_NO_CONTEXT) ++wrong;
             context.ActivateContext();
             context.DeactivateContext();
