@@ -86,6 +86,10 @@ qzkt_decode_dxt5() { qzkt_decode_movie dxt5; }
 hap_decode_movie() { ff -threads "$THREADS" -i "$WORK/$1.mov" -f rawvideo -pix_fmt rgba -y /dev/null; }
 hap_decode() { hap_decode_movie hap; }
 hap_alpha_decode() { hap_decode_movie hap_alpha; }
+# Process start alone: each program loading its libraries and exiting. A short clip's decode
+# is mostly this, so the decode ratios are also printed without it.
+qzkt_start() { "$QZKT" --version >/dev/null; }
+ffmpeg_start() { ffmpeg -hide_banner -version >/dev/null; }
 
 # Runs the commands in turn, RUNS rounds, and sets MEDIAN[command] (seconds).
 declare -A MEDIAN
@@ -131,7 +135,7 @@ echo
 
 alternate qzkt_dxt24 hap qzkt_dxt1 hap_q
 qzkt_dxt5 && hap_alpha # the movies for the DXT5 decode row, untimed
-alternate qzkt_decode hap_decode qzkt_decode_dxt1 qzkt_decode_dxt5 hap_alpha_decode
+alternate qzkt_decode hap_decode qzkt_decode_dxt1 qzkt_decode_dxt5 hap_alpha_decode qzkt_start ffmpeg_start
 
 printf '%-44s %9s %9s\n' "command" "fps" "seconds"
 for cmd in qzkt_dxt24 qzkt_dxt1 hap hap_q qzkt_decode qzkt_decode_dxt1 hap_decode qzkt_decode_dxt5 \
@@ -151,6 +155,14 @@ echo "  decode DXT24 vs hap decode:      ${r3}x  ($(verdict "$r3" 6))"
 echo "  decode DXT1 vs hap decode:       ${r4}x  ($(verdict "$r4" 4))"
 echo "  decode DXT5 vs hap_alpha decode: ${r5}x  ($(verdict "$r5" 4))"
 echo "  encode DXT24 vs -format hap_q:   $(ratio qzkt_dxt24 hap_q)x  (for reference)"
+# The decode ratios of the frames alone: each median less its program's start.
+without_start() {
+    awk -v a="${MEDIAN[$2]}" -v sa="${MEDIAN[ffmpeg_start]}" -v b="${MEDIAN[$1]}" -v sb="${MEDIAN[qzkt_start]}" \
+        'BEGIN {printf "%.2f", (a - sa) / (b - sb)}'
+}
+echo "process start (qzkt --version, ffmpeg -version): ${MEDIAN[qzkt_start]} s and ${MEDIAN[ffmpeg_start]} s;"
+echo "  decode ratios of the frames alone (for reference): DXT24 $(without_start qzkt_decode hap_decode)x," \
+    "DXT1 $(without_start qzkt_decode_dxt1 hap_decode)x, DXT5 $(without_start qzkt_decode_dxt5 hap_alpha_decode)x"
 echo
 printf '%-24s %14s %12s\n' "movie" "bytes/frame" "RGB PSNR dB"
 printf '%-24s %14s %12s\n' "raw ARGB" "$FRAME_BYTES" "-"
