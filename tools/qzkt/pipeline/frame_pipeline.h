@@ -65,7 +65,7 @@ template <typename State, typename Job> class FramePipeline {
     Job Take() {
         if (!threads_.empty() && spare_.empty()) {
             std::unique_lock<std::mutex> lock(mutex_);
-            if (pushed_ - delivered_ == slots_.size()) DeliverNext(lock);
+            if (Full()) DeliverNext(lock);
         }
         if (spare_.empty()) return Job{};
         Job job = std::move(spare_.back());
@@ -83,7 +83,7 @@ template <typename State, typename Job> class FramePipeline {
             return;
         }
         std::unique_lock<std::mutex> lock(mutex_);
-        while (pushed_ - delivered_ == slots_.size())
+        while (Full())
             DeliverNext(lock);
         Slot& slot = slots_[pushed_ % slots_.size()];
         slot.job = std::move(job);
@@ -108,6 +108,9 @@ template <typename State, typename Job> class FramePipeline {
         bool done = false;
         std::exception_ptr error;
     };
+
+    // Every slot holds a job handed in and not yet delivered (under the lock).
+    bool Full() const { return pushed_ - delivered_ == slots_.size(); }
 
     void RunJob(State& state, Slot& slot) {
         try {
