@@ -524,6 +524,12 @@ gboolean Player::OnBus(GstBus*, GstMessage* message, gpointer data) {
         std::fprintf(stderr, "qzkt play: paused at %s\n", TimeText(player->Position()).c_str());
         break;
     case GST_MESSAGE_ASYNC_DONE:
+        // Paused, the sink draws the frame once, and nothing draws it again until the window is
+        // exposed. A window just made can stay black after that one draw: seen with Mesa's
+        // software renderer under Xvfb on a loaded machine, where the window's own events were
+        // handled before the frame came. Asking the sink to draw the frame again costs one draw.
+        if (player->paused_ && GST_IS_VIDEO_OVERLAY(player->videoSink_))
+            gst_video_overlay_expose(GST_VIDEO_OVERLAY(player->videoSink_));
         // After a seek while paused, the frame now shown.
         if (player->started_ && player->paused_)
             std::fprintf(stderr, "qzkt play: paused at %s\n", TimeText(player->Position()).c_str());
