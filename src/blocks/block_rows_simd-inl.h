@@ -1,7 +1,8 @@
 // What the SIMD block decoders share, one block per 128-bit part of a vector: turning the four
 // index bytes of each block (2 bits a pixel, row y in byte y) into the byte offsets of each
 // pixel's palette entry, and picking a row of pixels out of a 16-byte palette (4 entries of
-// 4 bytes) with one byte shuffle, and storing such rows. Included once per Highway target
+// 4 bytes) with one byte shuffle, and storing such rows; and keeping the constant vectors of
+// their block loops in registers (Pinned). Included once per Highway target
 // (foreach_target.h) by the DXT24 and S3TC decoders, inside their HWY_NAMESPACE, on targets
 // with byte shuffles.
 
@@ -39,15 +40,39 @@ alignas(16) constexpr uint8_t kRowPixels[4][16] = {
     {12, 12, 12, 12, 13, 13, 13, 13, 14, 14, 14, 14, 15, 15, 15, 15}};
 alignas(16) constexpr uint8_t kPixelBytes[16] = {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3};
 
+// v as a value the compiler cannot see through, so that a constant made before a loop stays in
+// a register (or a spill slot) inside it. GCC otherwise builds such constants again at each
+// use, from a general register or with a broadcast shuffle, and byte shuffles are what these
+// loops are short of.
+template <class V> HWY_INLINE V Pinned(V v) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_SSSE3
+    asm("" : "+v"(v.raw));
+#endif
+    return v;
+}
+
+// The tables of PaletteOffsets and PixelRow as vectors, made once before a loop of blocks.
+template <class D> struct RowTables {
+    explicit RowTables(D d)
+        : highColumns(Pinned(hn::LoadDup128(d, kHighColumns))),
+          indexBits(Pinned(hn::LoadDup128(d, kIndexBits))), timesFour(Pinned(hn::LoadDup128(d, kTimesFour))),
+          pixelBytes(Pinned(hn::LoadDup128(d, kPixelBytes))), rowPixels{
+                                                                  Pinned(hn::LoadDup128(d, kRowPixels[0])),
+                                                                  Pinned(hn::LoadDup128(d, kRowPixels[1])),
+                                                                  Pinned(hn::LoadDup128(d, kRowPixels[2])),
+                                                                  Pinned(hn::LoadDup128(d, kRowPixels[3]))} {}
+    hn::Vec<D> highColumns, indexBits, timesFour, pixelBytes, rowPixels[4];
+};
+
 // Each pixel's palette offset (0, 4, 8 or 12), pixel order, from the blocks in v; indexRow
 // picks each pixel's row byte of the indices.
-template <class D> HWY_INLINE hn::Vec<D> PaletteOffsets(D d, hn::Vec<D> v, const uint8_t* indexRow) {
+template <class D>
+HWY_INLINE hn::Vec<D> PaletteOffsets(D d, hn::Vec<D> v, hn::Vec<D> indexRow, const RowTables<D>& tables) {
     const hn::Repartition<uint16_t, D> d16;
-    const auto rows = hn::TableLookupBytes(v, hn::LoadDup128(d, indexRow));
+    const auto rows = hn::TableLookupBytes(v, indexRow);
     const auto shifted = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, rows)));
-    const auto picked = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(d, kHighColumns)), shifted, rows);
-    return hn::TableLookupBytes(hn::LoadDup128(d, kTimesFour),
-                                hn::And(picked, hn::LoadDup128(d, kIndexBits)));
+    const auto picked = hn::IfThenElse(hn::MaskFromVec(tables.highColumns), shifted, rows);
+    return hn::TableLookupBytes(tables.timesFour, hn::And(picked, tables.indexBits));
 }
 
 // Stores a row of pixels: streamed (picture_stores.h: p aligned to the vector) or as usual.
@@ -60,9 +85,9 @@ template <class D> HWY_INLINE void StoreRow(D d, hn::Vec<D> row, uint8_t* HWY_RE
 }
 
 // Row y's four pixels, each its palette entry's four bytes.
-template <class D> HWY_INLINE hn::Vec<D> PixelRow(D d, hn::Vec<D> palette, hn::Vec<D> offsets, int y) {
-    const auto select = hn::Or(hn::TableLookupBytes(offsets, hn::LoadDup128(d, kRowPixels[y])),
-                               hn::LoadDup128(d, kPixelBytes));
+template <class D>
+HWY_INLINE hn::Vec<D> PixelRow(hn::Vec<D> palette, hn::Vec<D> offsets, int y, const RowTables<D>& tables) {
+    const auto select = hn::Or(hn::TableLookupBytes(offsets, tables.rowPixels[y]), tables.pixelBytes);
     return hn::TableLookupBytes(palette, select);
 }
 

@@ -64,28 +64,46 @@ template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_REST
     }
 }
 
+// The tables above as vectors of D, made once before the loops over a picture's blocks and
+// pinned there (block_rows_simd-inl.h).
+template <class D> struct Tables {
+    using D16 = hn::Repartition<uint16_t, D>;
+    static hn::Vec<D> Pin(D d, const uint8_t* table) {
+        return block_rows::HWY_NAMESPACE::Pinned(hn::LoadDup128(d, table));
+    }
+    explicit Tables(D d)
+        : rows(d), endpointWords(Pin(d, kEndpointWords)), swappedWords(Pin(d, kSwappedWords)),
+          endpointBytes(Pin(d, kEndpointBytes)), thirdsBytes(Pin(d, kThirdsBytes)), alpha(Pin(d, kAlpha)),
+          indexRow(Pin(d, kIndexRow)), one(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D16(), 1))),
+          third(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D16(), 0xAAAB))) {}
+
+    block_rows::HWY_NAMESPACE::RowTables<D> rows;
+    hn::Vec<D> endpointWords, swappedWords, endpointBytes, thirdsBytes, alpha, indexRow;
+    hn::Vec<D16> one, third;
+};
+
 // Decodes Lanes(d) / 16 consecutive blocks into 4 rows of 4 pixels each, streamed or not
 // (StoreRow). Reads 16 bytes from each block's start, so the last block of a payload must not
 // come through here.
 template <class D>
 HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, uint8_t* out, ptrdiff_t rowBytes,
-                             bool stream = false) {
+                             const Tables<D>& t, bool stream = false) {
+    namespace rows = block_rows::HWY_NAMESPACE;
     const hn::Repartition<uint16_t, D> d16;
     const auto v = LoadBlocks(d, blocks);
 
-    const auto ends = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kEndpointWords)));
-    const auto swapped = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kSwappedWords)));
+    const auto ends = hn::BitCast(d16, hn::TableLookupBytesOr0(v, t.endpointWords));
+    const auto swapped = hn::BitCast(d16, hn::TableLookupBytesOr0(v, t.swappedWords));
     // (2a + b + 1) / 3 for sums up to 766: the high half of * 0xAAAB, shifted right once more.
-    const auto sum = hn::Add(hn::Add(ends, ends), hn::Add(swapped, hn::Set(d16, 1)));
-    const auto thirds = hn::BitCast(d, hn::ShiftRight<1>(hn::MulHigh(sum, hn::Set(d16, 0xAAAB))));
-    const auto palette = hn::Or(hn::Or(hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kEndpointBytes)),
-                                       hn::TableLookupBytesOr0(thirds, hn::LoadDup128(d, kThirdsBytes))),
-                                hn::LoadDup128(d, kAlpha));
+    const auto sum = hn::Add(hn::Add(ends, ends), hn::Add(swapped, t.one));
+    const auto thirds = hn::BitCast(d, hn::ShiftRight<1>(hn::MulHigh(sum, t.third)));
+    const auto palette = hn::Or(
+        hn::Or(hn::TableLookupBytesOr0(v, t.endpointBytes), hn::TableLookupBytesOr0(thirds, t.thirdsBytes)),
+        t.alpha);
 
-    const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow);
+    const auto offsets = rows::PaletteOffsets(d, v, t.indexRow, t.rows);
     for (int y = 0; y < 4; ++y)
-        block_rows::HWY_NAMESPACE::StoreRow(d, block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y),
-                                            out + y * rowBytes, stream);
+        rows::StoreRow(d, rows::PixelRow(palette, offsets, y, t.rows), out + y * rowBytes, stream);
 }
 
 // The image walk with plain or streaming stores, the choice a constant in its loops.
@@ -95,6 +113,8 @@ void DecodeImageAs(const unsigned char* payload, unsigned char* dst, long blocks
     const hn::ScalableTag<uint8_t> d;
     const hn::Full128<uint8_t> d1;
     const long groupBlocks = static_cast<long>(hn::Lanes(d) / 16);
+    const Tables<hn::ScalableTag<uint8_t>> tables(d);
+    const Tables<hn::Full128<uint8_t>> tables1(d1);
     for (long by = 0; by < blocksDown; ++by) {
         const uint8_t* in = payload + by * blocksAcross * 10;
         uint8_t* out = dst + by * 4 * rowBytes;
@@ -105,13 +125,13 @@ void DecodeImageAs(const unsigned char* payload, unsigned char* dst, long blocks
         long bx = 0;
         // The groups start at whole vectors from dst: streamed where the picture is.
         for (; bx + groupBlocks <= loadable; bx += groupBlocks)
-            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes, kStream);
+            DecodeBlocks(d, in + bx * 10, out + bx * 16, rowBytes, tables, kStream);
         for (; bx < loadable; ++bx)
-            DecodeBlocks(d1, in + bx * 10, out + bx * 16, rowBytes);
+            DecodeBlocks(d1, in + bx * 10, out + bx * 16, rowBytes, tables1);
         if (lastRow) {
             uint8_t padded[16] = {};
             std::memcpy(padded, in + bx * 10, 10);
-            DecodeBlocks(d1, padded, out + bx * 16, rowBytes);
+            DecodeBlocks(d1, padded, out + bx * 16, rowBytes, tables1);
         }
     }
 }

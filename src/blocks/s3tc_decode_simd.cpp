@@ -80,8 +80,7 @@ alignas(16) constexpr int16_t kFiveStepEndLanes[8] = {0, 0, 0, 0, 0, 0, -1, -1};
 // the multiplier that moves its bits to the lane's top three (2^(13 - (3i mod 8))).
 alignas(16) constexpr uint8_t kCodePairs[2][16] = {{2, 3, 2, 3, 2, 3, 3, 4, 3, 4, 3, 4, 4, 5, 4, 5},
                                                    {5, 6, 5, 6, 5, 6, 6, 7, 6, 7, 6, 7, 7, 8, 7, 8}};
-alignas(16) constexpr uint16_t kCodeShifts[2][8] = {{8192, 1024, 128, 4096, 512, 64, 2048, 256},
-                                                    {8192, 1024, 128, 4096, 512, 64, 2048, 256}};
+alignas(16) constexpr uint16_t kCodeShifts[8] = {8192, 1024, 128, 4096, 512, 64, 2048, 256};
 // Row y's pixel alphas into each pixel's byte 0.
 alignas(16) constexpr uint8_t kAlphaRow[4][16] = {{0, Z, Z, Z, 1, Z, Z, Z, 2, Z, Z, Z, 3, Z, Z, Z},
                                                   {4, Z, Z, Z, 5, Z, Z, Z, 6, Z, Z, Z, 7, Z, Z, Z},
@@ -101,20 +100,64 @@ template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_REST
     }
 }
 
+// Byte 0 of each part (a flat alpha block's a0) into byte 0 of each of its pixels.
+alignas(16) constexpr uint8_t kFlatAlpha[16] = {0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z};
+
+// Alpha blocks with one value for all 16 pixels as the encoder writes them: a0 = a1 and every
+// code 0 or every code 1 (0x249249249249 is sixteen 3-bit ones). Opaque and fully transparent
+// areas are made of them. Lanes hold whole 64-bit halves: the alpha block in the even ones.
+constexpr uint64_t kCodesField = 0xFFFFFFFFFFFF0000ull, kEveryCodeOne = 0x2492492492490000ull;
+
+// The tables above as vectors of D, made once before the loops over a picture's blocks and
+// pinned there (block_rows_simd-inl.h).
+template <class D> struct Tables {
+    using D16 = hn::Repartition<uint16_t, D>;
+    using DI16 = hn::Repartition<int16_t, D>;
+    using D64 = hn::Repartition<uint64_t, D>;
+    template <class T, class DT> static hn::Vec<DT> Pin(DT dt, const T* table) {
+        return block_rows::HWY_NAMESPACE::Pinned(hn::LoadDup128(dt, table));
+    }
+
+    Tables(D d, bool dxt5)
+        : rows(d), colourWords(Pin(d, kColourWords[dxt5])), indexRow(Pin(d, kIndexRow[dxt5])),
+          lowBytesLower(Pin(d, kLowBytesLower)), lowBytesUpper(Pin(d, kLowBytesUpper)), lane1(Pin(d, kLane1)),
+          channelBits(Pin(D16(), kChannelBits)), widen(Pin(D16(), kWiden)), opaque(Pin(D16(), kOpaque)),
+          times85(block_rows::HWY_NAMESPACE::Pinned(hn::Set(DI16(), 85))), alpha0(Pin(d, kAlpha0)),
+          alpha1(Pin(d, kAlpha1)), codePairs{Pin(d, kCodePairs[0]), Pin(d, kCodePairs[1])},
+          alphaRow{Pin(d, kAlphaRow[0]), Pin(d, kAlphaRow[1]), Pin(d, kAlphaRow[2]), Pin(d, kAlphaRow[3])},
+          flatAlpha(Pin(d, kFlatAlpha)), sevenSteps(Pin(DI16(), kSevenSteps)),
+          fiveSteps(Pin(DI16(), kFiveSteps)), fiveStepEnds(Pin(DI16(), kFiveStepEnds)),
+          fiveStepEndLanes(Pin(DI16(), kFiveStepEndLanes)), codeShifts(Pin(D16(), kCodeShifts)),
+          codesField(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D64(), kCodesField))),
+          everyCodeOne(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D64(), kEveryCodeOne))),
+          lowByte(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D64(), 0xFF))),
+          colourHalves(
+              block_rows::HWY_NAMESPACE::Pinned(hn::OddEven(hn::Set(D64(), ~0ull), hn::Zero(D64())))) {}
+
+    block_rows::HWY_NAMESPACE::RowTables<D> rows;
+    hn::Vec<D> colourWords, indexRow, lowBytesLower, lowBytesUpper, lane1;
+    hn::Vec<D16> channelBits, widen, opaque;
+    hn::Vec<DI16> times85;
+    hn::Vec<D> alpha0, alpha1, codePairs[2], alphaRow[4], flatAlpha;
+    hn::Vec<DI16> sevenSteps, fiveSteps, fiveStepEnds, fiveStepEndLanes;
+    hn::Vec<D16> codeShifts;
+    hn::Vec<D64> codesField, everyCodeOne, lowByte, colourHalves;
+};
+
 // The 16 palette bytes (entries 0-3, bytes A, R, G, B) of the colour block in each part of v.
-template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool dxt5) {
+template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool dxt5, const Tables<D>& t) {
     const hn::Repartition<uint16_t, D> d16;
     const hn::Repartition<int16_t, D> di16;
     const hn::Repartition<uint64_t, D> d64;
-    const auto words = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kColourWords[dxt5])));
-    auto wide = hn::MulHigh(hn::And(words, hn::LoadDup128(d16, kChannelBits)), hn::LoadDup128(d16, kWiden));
-    if (!dxt5) wide = hn::Or(wide, hn::LoadDup128(d16, kOpaque));
+    const auto words = hn::BitCast(d16, hn::TableLookupBytesOr0(v, t.colourWords));
+    auto wide = hn::MulHigh(hn::And(words, t.channelBits), t.widen);
+    if (!dxt5) wide = hn::Or(wide, t.opaque);
     const auto wide64 = hn::BitCast(d64, wide);
     const auto v0 = hn::BitCast(d16, hn::InterleaveLower(d64, wide64, wide64));
     const auto v1 = hn::BitCast(d16, hn::InterleaveUpper(d64, wide64, wide64));
 
     // Four colours: v0 + floor(85 d / 256) and v0 + floor(170 d / 256) = v0 + floor(85 d / 128).
-    const auto m = hn::Mul(hn::BitCast(di16, hn::Sub(v1, v0)), hn::Set(di16, 85));
+    const auto m = hn::Mul(hn::BitCast(di16, hn::Sub(v1, v0)), t.times85);
     const auto steps =
         hn::OddEven(hn::BitCast(d64, hn::ShiftRight<7>(m)), hn::BitCast(d64, hn::ShiftRight<8>(m)));
     const auto four = hn::Add(v0, hn::BitCast(d16, steps));
@@ -128,85 +171,73 @@ template <class D> HWY_INLINE hn::Vec<D> ColourPalette(D d, hn::Vec<D> v, bool d
         // way round, and the blue lanes hold a moved byte); its answer goes to every lane.
         const auto swapped = hn::BitCast(d16, hn::Shuffle01(hn::BitCast(d64, words)));
         const auto greater = hn::BitCast(d, hn::VecFromMask(d16, hn::Gt(words, swapped)));
-        const auto fourColours = hn::BitCast(d16, hn::TableLookupBytes(greater, hn::LoadDup128(d, kLane1)));
+        const auto fourColours = hn::BitCast(d16, hn::TableLookupBytes(greater, t.lane1));
         second = hn::IfThenElse(hn::MaskFromVec(fourColours), four, three);
     }
     const auto first = wide; // entries 0 and 1
-    return hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, first), hn::LoadDup128(d, kLowBytesLower)),
-                  hn::TableLookupBytesOr0(hn::BitCast(d, second), hn::LoadDup128(d, kLowBytesUpper)));
+    return hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, first), t.lowBytesLower),
+                  hn::TableLookupBytesOr0(hn::BitCast(d, second), t.lowBytesUpper));
 }
 
 // Each pixel's alpha (16 bytes a part, pixel order) from the DXT5 alpha block in the part's
 // bytes 0-7.
-template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v) {
+template <class D> HWY_INLINE hn::Vec<D> PixelAlphas(D d, hn::Vec<D> v, const Tables<D>& t) {
     const hn::Repartition<uint16_t, D> d16;
     const hn::Repartition<int16_t, D> di16;
-    const auto a0 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kAlpha0)));
-    const auto a1 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kAlpha1)));
+    const auto a0 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, t.alpha0));
+    const auto a1 = hn::BitCast(d16, hn::TableLookupBytesOr0(v, t.alpha1));
     const auto sevenSteps = hn::Gt(a0, a1);
-    const auto weights = hn::IfThenElse(hn::RebindMask(di16, sevenSteps), hn::LoadDup128(di16, kSevenSteps),
-                                        hn::LoadDup128(di16, kFiveSteps));
+    const auto weights = hn::IfThenElse(hn::RebindMask(di16, sevenSteps), t.sevenSteps, t.fiveSteps);
     // a0 + floor((a1 - a0) w / 256), as the high half of (4 (a1 - a0)) (64 w).
     const auto delta4 = hn::ShiftLeft<2>(hn::BitCast(di16, hn::Sub(a1, a0)));
     const auto between = hn::Add(hn::BitCast(di16, a0), hn::MulHigh(delta4, weights));
-    const auto fiveStep = hn::IfThenElse(hn::MaskFromVec(hn::LoadDup128(di16, kFiveStepEndLanes)),
-                                         hn::LoadDup128(di16, kFiveStepEnds), between);
+    const auto fiveStep = hn::IfThenElse(hn::MaskFromVec(t.fiveStepEndLanes), t.fiveStepEnds, between);
     const auto values = hn::IfThenElse(hn::RebindMask(di16, sevenSteps), between, fiveStep);
-    const auto table = hn::TableLookupBytesOr0(hn::BitCast(d, values), hn::LoadDup128(d, kLowBytesLower));
+    const auto table = hn::TableLookupBytesOr0(hn::BitCast(d, values), t.lowBytesLower);
 
     hn::Vec<decltype(d16)> codes[2];
     for (int half = 0; half < 2; ++half) {
-        const auto pairs = hn::BitCast(d16, hn::TableLookupBytes(v, hn::LoadDup128(d, kCodePairs[half])));
-        codes[half] = hn::ShiftRight<13>(hn::Mul(pairs, hn::LoadDup128(d16, kCodeShifts[half])));
+        const auto pairs = hn::BitCast(d16, hn::TableLookupBytes(v, t.codePairs[half]));
+        codes[half] = hn::ShiftRight<13>(hn::Mul(pairs, t.codeShifts));
     }
-    const auto codeBytes =
-        hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, codes[0]), hn::LoadDup128(d, kLowBytesLower)),
-               hn::TableLookupBytesOr0(hn::BitCast(d, codes[1]), hn::LoadDup128(d, kLowBytesUpper)));
+    const auto codeBytes = hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, codes[0]), t.lowBytesLower),
+                                  hn::TableLookupBytesOr0(hn::BitCast(d, codes[1]), t.lowBytesUpper));
     return hn::TableLookupBytes(table, codeBytes);
 }
 
-// Alpha blocks with one value for all 16 pixels as the encoder writes them: a0 = a1 and every
-// code 0 or every code 1 (0x249249249249 is sixteen 3-bit ones). Opaque and fully transparent
-// areas are made of them. Lanes hold whole 64-bit halves: the alpha block in the even ones.
-constexpr uint64_t kCodesField = 0xFFFFFFFFFFFF0000ull, kEveryCodeOne = 0x2492492492490000ull;
-
-// Whether every alpha block in v has one value throughout, as above; its pixels then take
-// byte 0 of the block (a0) without the codes being read.
-template <class D> HWY_INLINE bool EveryAlphaBlockFlat(D d, hn::Vec<D> v) {
+// Whether every alpha block in v has one value throughout, as above (kCodesField); its pixels
+// then take byte 0 of the block (a0) without the codes being read.
+template <class D> HWY_INLINE bool EveryAlphaBlockFlat(D, hn::Vec<D> v, const Tables<D>& t) {
     const hn::Repartition<uint64_t, D> d64;
     const auto blocks = hn::BitCast(d64, v);
-    const auto codes = hn::And(blocks, hn::Set(d64, kCodesField));
-    const auto oneCode = hn::Or(hn::Eq(codes, hn::Zero(d64)), hn::Eq(codes, hn::Set(d64, kEveryCodeOne)));
-    const auto low = hn::Set(d64, 0xFF);
-    const auto equalEnds = hn::Eq(hn::And(blocks, low), hn::And(hn::ShiftRight<8>(blocks), low));
-    const auto colourHalves = hn::MaskFromVec(hn::OddEven(hn::Set(d64, ~0ull), hn::Zero(d64)));
+    const auto codes = hn::And(blocks, t.codesField);
+    const auto oneCode = hn::Or(hn::Eq(codes, hn::Zero(d64)), hn::Eq(codes, t.everyCodeOne));
+    const auto equalEnds = hn::Eq(hn::And(blocks, t.lowByte), hn::And(hn::ShiftRight<8>(blocks), t.lowByte));
+    const auto colourHalves = hn::MaskFromVec(t.colourHalves);
     return hn::AllTrue(d64, hn::Or(hn::And(oneCode, equalEnds), colourHalves));
 }
-
-// Byte 0 of each part (a flat alpha block's a0) into byte 0 of each of its pixels.
-alignas(16) constexpr uint8_t kFlatAlpha[16] = {0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z, 0, Z, Z, Z};
 
 // Lanes(d) / 16 consecutive blocks into 4 rows of their pixels, rowBytes apart, streamed or
 // not (StoreRow). A DXT1 group reads 8 bytes past its last block.
 template <class D>
 HWY_INLINE void DecodeBlocks(D d, const uint8_t* HWY_RESTRICT blocks, bool dxt5, uint8_t* out,
-                             ptrdiff_t rowBytes, bool stream = false) {
+                             ptrdiff_t rowBytes, const Tables<D>& t, bool stream = false) {
+    namespace rows = block_rows::HWY_NAMESPACE;
     const auto v = LoadBlocks(d, blocks, dxt5);
-    const auto palette = ColourPalette(d, v, dxt5);
-    const auto offsets = block_rows::HWY_NAMESPACE::PaletteOffsets(d, v, kIndexRow[dxt5]);
-    if (dxt5 && EveryAlphaBlockFlat(d, v)) {
-        const auto alpha = hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kFlatAlpha));
+    const auto palette = ColourPalette(d, v, dxt5, t);
+    const auto offsets = rows::PaletteOffsets(d, v, t.indexRow, t.rows);
+    if (dxt5 && EveryAlphaBlockFlat(d, v, t)) {
+        const auto alpha = hn::TableLookupBytesOr0(v, t.flatAlpha);
         for (int y = 0; y < 4; ++y)
-            block_rows::HWY_NAMESPACE::StoreRow(
-                d, hn::Or(block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y), alpha),
-                out + y * rowBytes, stream);
+            rows::StoreRow(d, hn::Or(rows::PixelRow(palette, offsets, y, t.rows), alpha), out + y * rowBytes,
+                           stream);
         return;
     }
-    const auto alphas = dxt5 ? PixelAlphas(d, v) : hn::Zero(d);
+    const auto alphas = dxt5 ? PixelAlphas(d, v, t) : hn::Zero(d);
     for (int y = 0; y < 4; ++y) {
-        auto pixels = block_rows::HWY_NAMESPACE::PixelRow(d, palette, offsets, y);
-        if (dxt5) pixels = hn::Or(pixels, hn::TableLookupBytesOr0(alphas, hn::LoadDup128(d, kAlphaRow[y])));
-        block_rows::HWY_NAMESPACE::StoreRow(d, pixels, out + y * rowBytes, stream);
+        auto pixels = rows::PixelRow(palette, offsets, y, t.rows);
+        if (dxt5) pixels = hn::Or(pixels, hn::TableLookupBytesOr0(alphas, t.alphaRow[y]));
+        rows::StoreRow(d, pixels, out + y * rowBytes, stream);
     }
 }
 
@@ -220,6 +251,8 @@ void DecodeImageAs(const uint8_t* blocks, uint8_t* dst, int width, int height, i
     const int groupBlocks = static_cast<int>(hn::Lanes(d) / 16);
     const int across = (width + 3) / 4, down = (height + 3) / 4, blockBytes = kDXT5 ? 16 : 8;
     const int wholeAcross = width / 4;
+    const Tables<hn::ScalableTag<uint8_t>> tables(d, kDXT5);
+    const Tables<hn::Full128<uint8_t>> tables1(d1, kDXT5);
     for (int by = 0; by < down; ++by) {
         const uint8_t* in = blocks + static_cast<ptrdiff_t>(by) * across * blockBytes;
         uint8_t* out = dst + static_cast<ptrdiff_t>(by) * 4 * rowBytes;
@@ -232,9 +265,9 @@ void DecodeImageAs(const uint8_t* blocks, uint8_t* dst, int width, int height, i
             const int direct = lastBlockInRow ? wholeAcross - 1 : wholeAcross;
             // The groups start at whole vectors from dst: streamed where the picture is.
             for (; bx + groupBlocks <= direct; bx += groupBlocks)
-                DecodeBlocks(d, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes, kStream);
+                DecodeBlocks(d, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes, tables, kStream);
             for (; bx < direct; ++bx)
-                DecodeBlocks(d1, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes);
+                DecodeBlocks(d1, in + bx * blockBytes, kDXT5, out + bx * 16, rowBytes, tables1);
         }
         // Blocks cut by the picture's edge, and the payload's last DXT1 block: decoded aside,
         // their visible pixels copied.
@@ -242,7 +275,7 @@ void DecodeImageAs(const uint8_t* blocks, uint8_t* dst, int width, int height, i
             uint8_t padded[16] = {};
             std::memcpy(padded, in + bx * blockBytes, static_cast<size_t>(blockBytes));
             alignas(16) uint8_t pixels[64];
-            DecodeBlocks(d1, padded, kDXT5, pixels, 16);
+            DecodeBlocks(d1, padded, kDXT5, pixels, 16, tables1);
             const int columns = width - bx * 4 < 4 ? width - bx * 4 : 4;
             for (int y = 0; y < rows; ++y)
                 std::memcpy(out + static_cast<ptrdiff_t>(y) * rowBytes + bx * 16, pixels + y * 16,
