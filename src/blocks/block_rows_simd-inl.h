@@ -51,16 +51,20 @@ template <class V> HWY_INLINE V Pinned(V v) {
     return v;
 }
 
+// A 16-byte table in every 128-bit part of a vector of D, pinned.
+template <class D, typename T> HWY_INLINE hn::Vec<D> PinnedTable(D d, const T* table) {
+    return Pinned(hn::LoadDup128(d, table));
+}
+
 // The tables of PaletteOffsets and PixelRow as vectors, made once before a loop of blocks.
 template <class D> struct RowTables {
     explicit RowTables(D d)
-        : highColumns(Pinned(hn::LoadDup128(d, kHighColumns))),
-          indexBits(Pinned(hn::LoadDup128(d, kIndexBits))), timesFour(Pinned(hn::LoadDup128(d, kTimesFour))),
-          pixelBytes(Pinned(hn::LoadDup128(d, kPixelBytes))), rowPixels{
-                                                                  Pinned(hn::LoadDup128(d, kRowPixels[0])),
-                                                                  Pinned(hn::LoadDup128(d, kRowPixels[1])),
-                                                                  Pinned(hn::LoadDup128(d, kRowPixels[2])),
-                                                                  Pinned(hn::LoadDup128(d, kRowPixels[3]))} {}
+        : highColumns(PinnedTable(d, kHighColumns)), indexBits(PinnedTable(d, kIndexBits)),
+          timesFour(PinnedTable(d, kTimesFour)),
+          pixelBytes(PinnedTable(d, kPixelBytes)), rowPixels{PinnedTable(d, kRowPixels[0]),
+                                                             PinnedTable(d, kRowPixels[1]),
+                                                             PinnedTable(d, kRowPixels[2]),
+                                                             PinnedTable(d, kRowPixels[3])} {}
     hn::Vec<D> highColumns, indexBits, timesFour, pixelBytes, rowPixels[4];
 };
 

@@ -68,14 +68,14 @@ template <class D> HWY_INLINE hn::Vec<D> LoadBlocks(D d, const uint8_t* HWY_REST
 // pinned there (block_rows_simd-inl.h).
 template <class D> struct Tables {
     using D16 = hn::Repartition<uint16_t, D>;
-    static hn::Vec<D> Pin(D d, const uint8_t* table) {
-        return block_rows::HWY_NAMESPACE::Pinned(hn::LoadDup128(d, table));
-    }
     explicit Tables(D d)
         : rows(d), endpointWords(Pin(d, kEndpointWords)), swappedWords(Pin(d, kSwappedWords)),
           endpointBytes(Pin(d, kEndpointBytes)), thirdsBytes(Pin(d, kThirdsBytes)), alpha(Pin(d, kAlpha)),
           indexRow(Pin(d, kIndexRow)), one(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D16(), 1))),
           third(block_rows::HWY_NAMESPACE::Pinned(hn::Set(D16(), 0xAAAB))) {}
+    static hn::Vec<D> Pin(D d, const uint8_t* table) {
+        return block_rows::HWY_NAMESPACE::PinnedTable(d, table);
+    }
 
     block_rows::HWY_NAMESPACE::RowTables<D> rows;
     hn::Vec<D> endpointWords, swappedWords, endpointBytes, thirdsBytes, alpha, indexRow;

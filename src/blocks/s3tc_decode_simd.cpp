@@ -114,8 +114,8 @@ template <class D> struct Tables {
     using D16 = hn::Repartition<uint16_t, D>;
     using DI16 = hn::Repartition<int16_t, D>;
     using D64 = hn::Repartition<uint64_t, D>;
-    template <class T, class DT> static hn::Vec<DT> Pin(DT dt, const T* table) {
-        return block_rows::HWY_NAMESPACE::Pinned(hn::LoadDup128(dt, table));
+    template <class DT, typename T> static hn::Vec<DT> Pin(DT dt, const T* table) {
+        return block_rows::HWY_NAMESPACE::PinnedTable(dt, table);
     }
 
     Tables(D d, bool dxt5)
