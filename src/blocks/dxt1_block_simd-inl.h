@@ -105,8 +105,11 @@ HWY_INLINE void Refine565Lanes(const StbDxtTables& t, const BlockAnalysis& a, VU
         hn::Or(hn::Or(hn::ShiftLeft<11>(level5(hn::Sub(hn::Mul(s.at2R, s.xx), hn::Mul(s.at1R, s.xy)))),
                       hn::ShiftLeft<5>(level6(hn::Sub(hn::Mul(s.at2G, s.xx), hn::Mul(s.at1G, s.xy))))),
                level5(hn::Sub(hn::Mul(s.at2B, s.xx), hn::Mul(s.at1B, s.xy))));
-    VI meanMax, meanMin;
-    SingleColorLanes(t, a.muR, a.muG, a.muB, meanMax, meanMin); // stb's mean is (sum + 8) >> 4 too
+    // The single-colour endpoints of the mean, where some lane needs them: six gathers that
+    // blocks with more than one index never use.
+    VI meanMax = hn::Zero(DI()), meanMin = hn::Zero(DI());
+    if (!hn::AllFalse(DI(), s.allEqual))
+        SingleColorLanes(t, a.muR, a.muG, a.muB, meanMax, meanMin); // stb's mean is (sum + 8) >> 4 too
     max16 = hn::IfThenElse(s.allEqual, meanMax, fitMax);
     min16 = hn::IfThenElse(s.allEqual, meanMin, fitMin);
 }
@@ -121,10 +124,14 @@ HWY_INLINE void EncodeDXT1BlockLanes(const StbDxtTables& t, const uint32_t* HWY_
     const DU du;
     const DI di;
     BlockAnalysis a;
-    const VI first = PackedColor(di, hn::Load(du, px));
-    VI solidMax, solidMin;
-    SingleColorLanes(t, Red(di, first), Green(di, first), Blue(di, first), solidMax, solidMin);
-    if (AnalyzeBlockLanes(px, alpha, a)) {
+    const bool allSolid = AnalyzeBlockLanes(px, alpha, a);
+    // The single-colour endpoints of the first pixel, where some lane is solid.
+    VI solidMax = hn::Zero(di), solidMin = hn::Zero(di);
+    if (!hn::AllFalse(di, a.solid)) {
+        const VI first = PackedColor(di, hn::Load(du, px));
+        SingleColorLanes(t, Red(di, first), Green(di, first), Blue(di, first), solidMax, solidMin);
+    }
+    if (allSolid) {
         // stb writes the table's endpoints as they are, swapped where colour 0 < colour 1.
         StoreBlockLanes(a.solid, solidMax, solidMin, solidMax, solidMin, hn::Zero(du), color0, color1,
                         indices);
