@@ -90,6 +90,51 @@ TEST_F(ToolTest, DecodedFramesAreTheSameForEveryJobCountWithDamagedFrames) {
     }
 }
 
+TEST_F(ToolTest, DamagedDXT1FramesAreReplacedOnEveryPath) {
+    // The frame replacing a damaged one is decoded again from its sample, on the path that
+    // decoded it first: the CPU decoder with one or several jobs, and OpenGL. The pictures
+    // expected are the tool's own, from the same movie with every frame intact.
+    const std::string pattern = "xGxxGGxG";
+    const size_t pictureBytes = static_cast<size_t>(kWidth) * kHeight * 4;
+    std::vector<Bytes> intact, samples;
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        const Bytes blocks =
+            ReferenceBlocks(BlockKind::kDXT1, ClipFrame(kWidth, kHeight, i), kWidth, kHeight);
+        intact.push_back(StoredFrame(false, blocks, i % 2 == 0));
+        samples.push_back(intact.back());
+        if (pattern[i] == 'x') samples.back().resize(samples.back().size() - 3);
+    }
+    WriteMovie(Path("intact.mov"), kWidth, kHeight, intact);
+    WriteMovie(Path("damaged.mov"), kWidth, kHeight, samples);
+    ASSERT_EQ(Run({"qzkt", "decode", "--gl", "cpu", "intact.mov", "intact.argb"}).status, 0);
+    const Bytes pictures = ReadFile(Path("intact.argb"));
+    ASSERT_EQ(pictures.size(), pictureBytes * pattern.size());
+    Bytes expected, previous(pictureBytes);
+    for (size_t i = 0; i < previous.size(); i += 4)
+        previous[i] = 255; // opaque black until the first good frame
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == 'G')
+            previous.assign(pictures.begin() + i * pictureBytes, pictures.begin() + (i + 1) * pictureBytes);
+        expected.insert(expected.end(), previous.begin(), previous.end());
+    }
+
+    std::vector<std::vector<std::string>> paths = {{"--gl", "cpu", "--jobs", "1"},
+                                                   {"--gl", "cpu", "--jobs", "3"}};
+    GLContext::SetAllowSoftwareRenderer(true);
+    GLContext context;
+    if (context.InitContext()) paths.push_back({"--gl", "software"});
+    context.DeleteContext();
+    for (const std::vector<std::string>& path : paths) {
+        std::vector<std::string> args = {"qzkt", "decode", "--quiet"};
+        args.insert(args.end(), path.begin(), path.end());
+        args.insert(args.end(), {"damaged.mov", "out.argb"});
+        const RunResult r = Run(args);
+        EXPECT_EQ(r.status, 3) << path[1] << " " << r.err;
+        EXPECT_TRUE(ReadFile(Path("out.argb")) == expected) << path[1] << " " << path.back();
+        std::remove(Path("out.argb").c_str());
+    }
+}
+
 TEST_F(ToolTest, AnErrorInTheMiddleWithSeveralJobsLeavesNothingBehind) {
     // Encode: an image sequence whose sixth image has another size.
     MustRun({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=64x32:rate=10:duration=1.2",

@@ -194,35 +194,45 @@ int RunDecode(const Args& args) {
             }
         });
 
-    // The picture and the output are made at the first intact frame, so that a movie whose
-    // frames are all damaged (whatever size its track claims) costs no frame-sized buffer and
-    // writes nothing. The damaged frames before it then become black frames at their times.
-    FrameBytes picture;
+    // The output is made at the first intact frame, so that a movie whose frames are all
+    // damaged (whatever size its track claims) costs no frame-sized buffer and writes nothing.
+    // The damaged frames before it then become black frames at their times.
     std::vector<int64_t> damagedBeforeFirstIntact; // their times
     std::string firstProblem;
     bool rendererReady = false;
     std::string rendererUsed; // for the summary
     int64_t frames = 0, damaged = 0;
     Progress progress("decoding", expectedFrames, quiet);
-    // Frames are decoded on the pipeline's workers and written here in order. A damaged frame
-    // leaves the picture as it was: the previous good frame in that order, or black.
+    // Frames are decoded on the pipeline's workers and written here in order, each from its
+    // job's picture. A damaged frame is replaced by the previous good frame in that order, or
+    // by black. The good frame is kept as its sample (a reference, not a copy) and decoded
+    // again into the damaged job's picture: keeping its picture instead took one frame-sized
+    // buffer more than the jobs hold, for every decode (8 MB at 1080p, which the kernel
+    // clears at its first touch), to serve damaged frames that few movies have.
     std::unique_ptr<FramePipeline<FrameDecoder, DecodeJob>> pipeline;
-    IncreasingTimes times; // a movie's frame times need not increase; the output's must
-    // Black is made only when a damaged frame needs it: clearing a picture nobody reads cost
-    // a short 1080p decode a twentieth of its time, on the thread that feeds the workers.
-    const auto blackWhenEmpty = [&] {
-        if (!picture.empty()) return;
-        picture.resize(static_cast<size_t>(width) * height * 4);
-        FillBlack(picture);
+    // A movie's frame times need not increase; the output's must.
+    IncreasingTimes times;
+    AvPacketPtr lastGood = NewPacket(); // empty until the first good frame
+    std::unique_ptr<FrameDecoder> repairer;
+    const auto replaceDamaged = [&](FrameBytes& picture) {
+        if (lastGood->size == 0) {
+            FillBlack(picture);
+            return;
+        }
+        if (repairer == nullptr) repairer = std::make_unique<FrameDecoder>(width, height, renderer);
+        // A sample that decoded once decodes again, to the same pixels on the same path.
+        if (!repairer->Decode(lastGood->data, static_cast<size_t>(lastGood->size), picture.data(), width * 4))
+            throw ToolError("cannot decode again the frame that replaces a damaged one");
     };
     const auto writeInOrder = [&](DecodeJob& job) {
         if (job.decoded) {
-            picture.swap(job.picture);
+            av_packet_unref(lastGood.get());
+            if (av_packet_ref(lastGood.get(), job.sample.get()) < 0) throw ToolError("out of memory");
         } else {
             ++damaged;
-            blackWhenEmpty();
+            replaceDamaged(job.picture);
         }
-        sink->Write(picture.data(), width * 4, times.Next(job.pts));
+        sink->Write(job.picture.data(), width * 4, times.Next(job.pts));
         progress.Update(++frames);
     };
     QZKTSample sample;
@@ -252,10 +262,15 @@ int RunDecode(const Args& args) {
                     RunDecodeJob(decoder, job, width, height);
                 },
                 writeInOrder);
-            if (!damagedBeforeFirstIntact.empty()) blackWhenEmpty();
             sink = OpenSinkCarrying(output, coding, movie, window, expectedFrames, carry, heldAudio, quiet);
-            for (int64_t pts : damagedBeforeFirstIntact)
-                sink->Write(picture.data(), width * 4, times.Next(pts));
+            if (!damagedBeforeFirstIntact.empty()) {
+                // Made only when needed: clearing a picture nobody reads cost a short 1080p
+                // decode a twentieth of its time, on the thread that feeds the workers.
+                FrameBytes black(static_cast<size_t>(width) * height * 4);
+                FillBlack(black);
+                for (int64_t pts : damagedBeforeFirstIntact)
+                    sink->Write(black.data(), width * 4, times.Next(pts));
+            }
         }
         DecodeJob job = pipeline->Take();
         FillDecodeJob(job, sample);
